@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "qvl/definitions.h"
 #include "qvl/handles.h"
 
 namespace qvlhost {
@@ -42,6 +43,7 @@ struct Config {
   std::set<std::string> hiddenMethods;        // declarations REALLoadObjectMethod/REALLoadGlobalMethod refuse
   std::set<std::string> failingProperties;    // property names whose reads and writes fail
   int64_t pictureKind = 2;                    // kind that PluginPictureGetType reports for new pictures
+  int64_t maxPictureBytes = int64_t(1) << 31; // larger pictures cannot be made: newPicture gives nil
 };
 
 // One host call as the journal records it.
@@ -111,6 +113,13 @@ std::string BalanceProblems(bool exceptionExpected = false);
 const std::vector<JournalEntry>& Journal();
 void ClearJournal();
 std::vector<std::string> JournalEntryNames();
+
+// What the plug-in handed over at registration, in order.
+const std::vector<REALclassDefinition*>& RegisteredClasses();
+const std::vector<REALclassDefinition*>& RegisteredClassExtensions();
+const std::vector<REALmoduleDefinition*>& RegisteredModules();
+const std::vector<REALmethodDefinition*>& RegisteredGlobalMethods();
+int32_t RegisteredPluginVersion();  // the SDK version given to RegisterPluginVersion, -1 if none
 
 // Captures the plug-in's log lines (standard error) while it lives.
 class LogCapture {
