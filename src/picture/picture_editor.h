@@ -27,41 +27,50 @@ class PictureEditor {
   PictureEditor(const PictureEditor&) = delete;
   PictureEditor& operator=(const PictureEditor&) = delete;
 
+  // Acquisition: true when the picture is locked and its rows are reachable.
   bool GetPictureReader(REALpictureStruct* pic);
   bool GetPictureEditor(REALpictureStruct* pic, bool reading, bool writing);
   bool GetPictureEditorInternal(REALpictureStruct* pic, bool reading, bool writing, int attempt);
   bool GetPictureEditorCGBitmapContext(REALpictureStruct* pic, bool hasAlpha);
   bool GetPictureEditorGDImagePtr(REALpictureStruct* pic);
+
+  // The address of a row. Rows outside the picture are reported, not
+  // refused; Height and beyond give row 0.
   uint32_t* GetRow(int64_t row);
+  // Gives back the description lock and the reference; repeatable.
   void clear();
+  // The held picture with one counted reference for the caller, or nil;
+  // clears the editor.
   REALpictureStruct* RenderPictureWriter();
 
-  int64_t BytesPerRow;
-  int64_t Width;
-  int64_t Height;
-  int64_t BytesPerPixel;
-  int64_t warningCount;
-  int64_t VerticalResolution;
-  int64_t HorizontalResolution;
-  int64_t lMacAlphaInfo;
-  uint32_t pictureType;
-  uint32_t* base;
-  REALpictureDescription description;
-  void* buffer;
-  uint32_t* Pixelbase;
-  int64_t x;
-  int64_t y;
-  REALpictureStruct* picture;
-  uint32_t** tpixels;
-  bool HasAlphaChannel;
-  bool contextHasAlpha;
-  bool reading;
-  bool writing;
-  bool NeedPictureUnlock;
+  int64_t BytesPerRow = 0;
+  int64_t Width = 0;
+  int64_t Height = 0;
+  int64_t BytesPerPixel = 0;
+  int64_t warningCount = 0;
+  int64_t VerticalResolution = 0;
+  int64_t HorizontalResolution = 0;
+  int64_t lMacAlphaInfo = 0;
+  uint32_t pictureType = 0;
+  uint32_t* base = nullptr;
+  REALpictureDescription description = {};
+  void* buffer = nullptr;
+  uint32_t* Pixelbase = nullptr;
+  int64_t x = 0;
+  int64_t y = 0;
+  REALpictureStruct* picture = nullptr;
+  uint32_t** tpixels = nullptr;
+  bool HasAlphaChannel = false;
+  bool contextHasAlpha = false;
+  bool reading = false;
+  bool writing = false;
+  bool NeedPictureUnlock = false;
 
  private:
   void setPicture(REALpictureStruct* pic);
-  void CountRowWarning();
+  void ReadResolutions(REALpictureStruct* pic);
+  // Counts one row warning; true when its line may still be written.
+  bool CountRowWarning();
 };
 
 class PictureReader : public PictureEditor {
