@@ -1,0 +1,151 @@
+#include "filters/tone.h"
+
+#include <array>
+
+#include "filters/filter_frame.h"
+
+namespace {
+
+// A transfer function depends on one channel value and the call's
+// arguments, so it is evaluated once per value into a table, with exactly
+// the per-pixel arithmetic, and the pixel loop only looks up.
+using ToneTable = std::array<uint8_t, 256>;
+
+inline uint8_t Clamped(int32_t value) { return value <= 0 ? 0 : value >= 255 ? 255 : static_cast<uint8_t>(value); }
+
+inline uint8_t LowByte(int32_t value) { return static_cast<uint8_t>(static_cast<uint32_t>(value) & 0xFF); }
+
+template <class Transfer>
+ToneTable ClampedTable(const Transfer& transfer) {
+  ToneTable table;
+  for (int v = 0; v < 256; ++v) table[v] = Clamped(TruncateToInt32(transfer(v)));
+  return table;
+}
+
+template <class Transfer>
+ToneTable WrappedTable(const Transfer& transfer) {
+  ToneTable table;
+  for (int v = 0; v < 256; ++v) table[v] = LowByte(TruncateToInt32(transfer(v)));
+  return table;
+}
+
+// Contrast around 127: the difference is taken in integers, then scaled.
+inline double Contrasted(int v, double gain) { return static_cast<double>(v - 127) * gain + 127.0; }
+
+inline double GainOf(double contrast) { return contrast + 1.0; }
+
+// Linear brightness squeezes the range by |L| and lifts its bottom by a
+// positive L: v * squeeze + lift.
+struct LinearBrightness {
+  double squeeze;
+  double lift;
+};
+
+inline LinearBrightness LinearBrightnessOf(double brightness) {
+  double negativeMagnitude = brightness < -brightness ? brightness : -brightness;
+  return {(negativeMagnitude + 255.0) / 255.0, brightness > 0.0 ? brightness : 0.0};
+}
+
+ToneTable ContrastTable(double contrast) {
+  const double gain = GainOf(contrast);
+  return ClampedTable([gain](int v) { return Contrasted(v, gain); });
+}
+
+ToneTable AbsBrightnessTable(double brightness) {
+  return ClampedTable([brightness](int v) { return static_cast<double>(v) + brightness; });
+}
+
+ToneTable LinBrightnessTable(double brightness) {
+  const LinearBrightness linear = LinearBrightnessOf(brightness);
+  return WrappedTable([linear](int v) { return static_cast<double>(v) * linear.squeeze + linear.lift; });
+}
+
+ToneTable ContrastAbsBrightnessTable(double contrast, double brightness) {
+  const double gain = GainOf(contrast);
+  return ClampedTable([gain, brightness](int v) { return Contrasted(v, gain) + brightness; });
+}
+
+ToneTable ContrastLinBrightnessTable(double contrast, double brightness) {
+  const double gain = GainOf(contrast);
+  const LinearBrightness linear = LinearBrightnessOf(brightness);
+  return ClampedTable([gain, linear](int v) { return Contrasted(v, gain) * linear.squeeze + linear.lift; });
+}
+
+ToneTable CustomTable(double gain, double offset) {
+  return ClampedTable([gain, offset](int v) { return static_cast<double>(v) * gain + offset; });
+}
+
+REALpictureStruct* RunToneFilter(REALpictureStruct* pic, const ToneTable& red, const ToneTable& green,
+                                 const ToneTable& blue) {
+  return RunColourFilter(pic, RegistrationCheckAt::First, [&red, &green, &blue](Channels in) {
+    return Channels{red[in.r], green[in.g], blue[in.b], 0};
+  });
+}
+
+REALpictureStruct* RunToneFilter(REALpictureStruct* pic, const ToneTable& all) {
+  return RunToneFilter(pic, all, all, all);
+}
+
+}  // namespace
+
+REALpictureStruct* ContrastPicture1(REALpictureStruct* pic, double Contrast) {
+  return RunToneFilter(pic, ContrastTable(Contrast));
+}
+
+REALpictureStruct* ContrastPicture3(REALpictureStruct* pic, double ContrastRed, double ContrastGreen,
+                                    double ContrastBlue) {
+  return RunToneFilter(pic, ContrastTable(ContrastRed), ContrastTable(ContrastGreen), ContrastTable(ContrastBlue));
+}
+
+REALpictureStruct* AbsBrightnessPicture1(REALpictureStruct* pic, double Brightness) {
+  return RunToneFilter(pic, AbsBrightnessTable(Brightness));
+}
+
+REALpictureStruct* AbsBrightnessPicture3(REALpictureStruct* pic, double BrightnessRed, double BrightnessGreen,
+                                         double BrightnessBlue) {
+  return RunToneFilter(pic, AbsBrightnessTable(BrightnessRed), AbsBrightnessTable(BrightnessGreen),
+                       AbsBrightnessTable(BrightnessBlue));
+}
+
+REALpictureStruct* LinBrightnessPicture1(REALpictureStruct* pic, double Brightness) {
+  return RunToneFilter(pic, LinBrightnessTable(Brightness));
+}
+
+REALpictureStruct* LinBrightnessPicture3(REALpictureStruct* pic, double BrightnessRed, double BrightnessGreen,
+                                         double BrightnessBlue) {
+  return RunToneFilter(pic, LinBrightnessTable(BrightnessRed), LinBrightnessTable(BrightnessGreen),
+                       LinBrightnessTable(BrightnessBlue));
+}
+
+REALpictureStruct* ContrastAbsBrightnessPicture1(REALpictureStruct* pic, double Contrast, double Brightness) {
+  return ContrastAbsBrightnessPicture3(pic, Contrast, Contrast, Contrast, Brightness, Brightness, Brightness);
+}
+
+REALpictureStruct* ContrastAbsBrightnessPicture3(REALpictureStruct* pic, double ContrastRed, double ContrastGreen,
+                                                 double ContrastBlue, double BrightnessRed, double BrightnessGreen,
+                                                 double BrightnessBlue) {
+  return RunToneFilter(pic, ContrastAbsBrightnessTable(ContrastRed, BrightnessRed),
+                       ContrastAbsBrightnessTable(ContrastGreen, BrightnessGreen),
+                       ContrastAbsBrightnessTable(ContrastBlue, BrightnessBlue));
+}
+
+REALpictureStruct* ContrastLinBrightnessPicture1(REALpictureStruct* pic, double Contrast, double Brightness) {
+  return ContrastLinBrightnessPicture3(pic, Contrast, Contrast, Contrast, Brightness, Brightness, Brightness);
+}
+
+REALpictureStruct* ContrastLinBrightnessPicture3(REALpictureStruct* pic, double ContrastRed, double ContrastGreen,
+                                                 double ContrastBlue, double BrightnessRed, double BrightnessGreen,
+                                                 double BrightnessBlue) {
+  return RunToneFilter(pic, ContrastLinBrightnessTable(ContrastRed, BrightnessRed),
+                       ContrastLinBrightnessTable(ContrastGreen, BrightnessGreen),
+                       ContrastLinBrightnessTable(ContrastBlue, BrightnessBlue));
+}
+
+REALpictureStruct* TransformPicture1(REALpictureStruct* pic, double a, double b) {
+  return RunToneFilter(pic, CustomTable(a, b));
+}
+
+REALpictureStruct* TransformPicture3(REALpictureStruct* pic, double Ra, double Rb, double /*Ga*/, double Gb, double Ba,
+                                     double Bb) {
+  return RunToneFilter(pic, CustomTable(Ra, Rb), CustomTable(Ra, Gb), CustomTable(Ba, Bb));
+}
