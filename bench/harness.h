@@ -1,0 +1,96 @@
+// The benchmark harness: the layouts measured, their source pictures, raw
+// access to a picture's rows, and the list of measures (floors, plug-in
+// operations, OpenCV references) that becomes one benchmark per layout.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "qvlhost.h"
+
+constexpr int64_t kBenchSize = 4096;
+
+// The source picture a measure works on: opaque (a picture from newPicture)
+// or with an alpha channel (a picture from the Picture constructor) whose
+// alpha varies from transparent to opaque.
+enum class SourceKind { Opaque, Alpha };
+
+struct BenchLayout {
+  std::string name;  // "cg2", "gd"
+  qvlhost::Storage storage;
+  qvlhost::AppKind app;
+};
+
+// cg2 (ARGB premultiplied, a desktop host) and gd (a console host).
+const std::vector<BenchLayout>& BenchLayouts();
+
+// Makes the host of this layout current, unless it already is: a fresh host
+// of that storage, the plug-in pointed at it with its process-wide
+// acquisition flags cleared, and both source pictures made.
+void UseLayout(const BenchLayout& layout);
+const BenchLayout& CurrentLayout();
+REALpictureStruct* SourcePicture(SourceKind kind);
+
+// A picture's pixel rows, reached through the host's picture description,
+// which stays locked while the object lives.
+class LockedRows {
+ public:
+  explicit LockedRows(REALpictureStruct* picture);
+  ~LockedRows();
+  LockedRows(const LockedRows&) = delete;
+  LockedRows& operator=(const LockedRows&) = delete;
+
+  bool ok() const { return block_ || gdRows_; }
+  int64_t width() const { return width_; }
+  int64_t height() const { return height_; }
+  uint8_t* Row(int64_t y) const;
+  // All rows as one block of height() * bytesPerRow() bytes, or null when the
+  // rows are separate blocks (gd).
+  uint8_t* Block() const { return block_; }
+  size_t bytesPerRow() const { return bytesPerRow_; }
+
+ private:
+  REALpictureStruct* picture_ = nullptr;
+  int64_t width_ = 0;
+  int64_t height_ = 0;
+  size_t bytesPerRow_ = 0;
+  uint8_t* block_ = nullptr;
+  int** gdRows_ = nullptr;
+};
+
+// One measured piece of work on a source picture; false when it failed.
+using MeasureRun = std::function<bool(REALpictureStruct* source)>;
+
+enum class MeasureKind { Floor, Operation, Reference };
+
+struct Measure {
+  std::string name;
+  MeasureKind kind;
+  SourceKind source;
+  std::string reference;  // operations: the OpenCV reference doing the same work, if any
+  MeasureRun run;
+};
+
+// The OpenCV references that operations are compared with.
+constexpr const char* kReferenceInvert = "bitwise_not";
+constexpr const char* kReferenceScaleAbs = "convertScaleAbs";
+constexpr const char* kReferencePerChannel = "transform (per channel)";
+constexpr const char* kReferenceMixing = "transform (mixing)";
+constexpr const char* kReferenceThreshold = "inRange + merge";
+
+// The floor of each source kind: "floor" and "floor (alpha)".
+std::string FloorName(SourceKind kind);
+
+void AddMeasure(Measure measure);
+const std::vector<Measure>& Measures();
+
+// Registers every measure as a benchmark "<layout>/<measure>", layout by
+// layout, with a few iterations and repetitions.
+void RegisterBenchmarks();
+
+// The measures of the plug-in's operations and of OpenCV.
+void AddFloors();
+void AddPluginOperations();
+void AddOpenCvReferences();

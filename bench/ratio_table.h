@@ -1,0 +1,34 @@
+// The report of a run: the median time of every benchmark, then the table of
+// ratios to the floor and to OpenCV.
+#pragma once
+
+#include <benchmark/benchmark.h>
+
+#include <map>
+#include <ostream>
+#include <set>
+#include <string>
+#include <vector>
+
+// Prints every run as the console reporter does and keeps, per benchmark, the
+// median CPU time of its repetitions (or the time of its one run).
+class MedianCollector : public benchmark::ConsoleReporter {
+ public:
+  void ReportRuns(const std::vector<Run>& runs) override;
+
+  const std::map<std::string, double>& medians() const { return medians_; }
+  const std::set<std::string>& failures() const { return failures_; }
+
+ private:
+  std::map<std::string, double> medians_;
+  std::set<std::string> failures_;
+};
+
+// The bounds an operation is held to: its time at most 1.5 times the floor,
+// and no more than OpenCV's for the same work.
+constexpr double kFloorBound = 1.5;
+constexpr double kOpenCvBound = 1.0;
+
+// Markdown tables: the reference times in milliseconds, then one row per
+// operation with its ratios in every layout. Ratios beyond a bound are bold.
+void PrintRatioTable(const MedianCollector& collector, std::ostream& out);
