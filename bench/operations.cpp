@@ -5,6 +5,7 @@
 
 #include "filters/invert.h"
 #include "filters/threshold.h"
+#include "filters/tint.h"
 #include "filters/tone.h"
 #include "harness.h"
 
@@ -62,10 +63,20 @@ void AddTone() {
                [](REALpictureStruct* pic) { return TransformPicture3(pic, 1.5, -63.5, 1.2, 10, 0.8, 25); });
 }
 
+// Tint with luminance-like weights that add up to 1 and a warm colour;
+// saturation raised, so channels move away from the grey and clamp.
+void AddTintAndSaturation() {
+  AddOperation("TintPicture", SourceKind::Opaque, kReferenceMixing,
+               [](REALpictureStruct* pic) { return TintPicture(pic, 0x4C961D, 0xFFE0B0); });
+  AddOperation("SaturationPicture", SourceKind::Opaque, kReferenceMixing,
+               [](REALpictureStruct* pic) { return SaturationPicture(pic, 100); });
+}
+
 }  // namespace
 
 void AddPluginOperations() {
   AddThreshold();
   AddInvert();
   AddTone();
+  AddTintAndSaturation();
 }
