@@ -1,0 +1,316 @@
+// The host reads registered declarations and calls the functions behind them
+// through libffi with Xojo's types.
+#include "declaration.h"
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include "call.h"
+
+namespace {
+
+using qvlhost::Declaration;
+using qvlhost::Literal;
+using qvlhost::TypeKind;
+using qvlhost::Value;
+
+Declaration Parsed(const std::string& text) {
+  Declaration declaration;
+  std::string error;
+  EXPECT_TRUE(qvlhost::ParseDeclaration(text, &declaration, &error)) << text << ": " << error;
+  return declaration;
+}
+
+struct ShapeCase {
+  const char* text;
+  const char* name;
+  std::vector<TypeKind> parameters;
+  TypeKind result;
+};
+
+class DeclarationShape : public testing::TestWithParam<ShapeCase> {};
+
+TEST_P(DeclarationShape, NameParameterTypesAndResult) {
+  const ShapeCase& c = GetParam();
+  Declaration declaration = Parsed(c.text);
+  EXPECT_EQ(declaration.name, c.name);
+  std::vector<TypeKind> kinds;
+  for (const auto& parameter : declaration.parameters) kinds.push_back(parameter.type.kind);
+  EXPECT_EQ(kinds, c.parameters);
+  EXPECT_EQ(declaration.result.kind, c.result);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    RegisteredForms, DeclarationShape,
+    testing::Values(ShapeCase{"ThresholdQVL(Threshold as integer) as picture",
+                              "ThresholdQVL",
+                              {TypeKind::Integer},
+                              TypeKind::Picture},
+                    ShapeCase{"HasMaskQVL as boolean", "HasMaskQVL", {}, TypeKind::Boolean},
+                    ShapeCase{"Close", "Close", {}, TypeKind::Nothing},
+                    ShapeCase{"InvertQVL(left as integer,top as integer,width as integer,height as integer) as picture",
+                              "InvertQVL",
+                              {TypeKind::Integer, TypeKind::Integer, TypeKind::Integer, TypeKind::Integer},
+                              TypeKind::Picture},
+                    ShapeCase{"Table(r as UInt32, g as UInt32, b as UInt32, x as UInt32) as double",
+                              "Table",
+                              {TypeKind::UInt32, TypeKind::UInt32, TypeKind::UInt32, TypeKind::UInt32},
+                              TypeKind::Double},
+                    ShapeCase{"ImageSaveCompletedQVL(error as NSErrorQVL)",
+                              "ImageSaveCompletedQVL",
+                              {TypeKind::Object},
+                              TypeKind::Nothing},
+                    ShapeCase{"VideoAtPathIsCompatibleWithSavedPhotosAlbum(VideoFile as FolderItem) as Boolean",
+                              "VideoAtPathIsCompatibleWithSavedPhotosAlbum",
+                              {TypeKind::FolderItem},
+                              TypeKind::Boolean},
+                    ShapeCase{"PicturetoBinaryStringQVL(p as picture) as string",
+                              "PicturetoBinaryStringQVL",
+                              {TypeKind::Picture},
+                              TypeKind::String},
+                    ShapeCase{"  SHOUT ( X AS INTEGER , Y AS COLOR )  AS MEMORYBLOCK ",
+                              "SHOUT",
+                              {TypeKind::Integer, TypeKind::Color},
+                              TypeKind::MemoryBlock},
+                    ShapeCase{"Empty() as Double", "Empty", {}, TypeKind::Double}));
+
+TEST(Declaration, ExtendsAssignsAndByRefAreMarkedOnTheirParameters) {
+  Declaration assigning = Parsed("EmbeddedMaskQVL(extends ref as Picture, swap as boolean, assigns value as picture)");
+  ASSERT_EQ(assigning.parameters.size(), 3u);
+  EXPECT_TRUE(assigning.parameters[0].extends);
+  EXPECT_EQ(assigning.parameters[0].name, "ref");
+  EXPECT_FALSE(assigning.parameters[1].extends || assigning.parameters[1].assigns);
+  EXPECT_TRUE(assigning.parameters[2].assigns);
+  EXPECT_EQ(assigning.result.kind, TypeKind::Nothing);
+
+  Declaration counting = Parsed(
+      "CountColorsQVL(BYREF red as memoryblock, byref blue as memoryblock, ByVal green as memoryblock, "
+      "ByRef count as integer)");
+  std::vector<bool> byRef;
+  for (const auto& parameter : counting.parameters) byRef.push_back(parameter.byRef);
+  EXPECT_EQ(byRef, (std::vector<bool>{true, true, false, true}));
+}
+
+TEST(Declaration, DefaultsOfEveryKindAndTheRequiredCount) {
+  Declaration render = Parsed(
+      "RenderSamplesQVL(Samples as memoryblock, SampleCount as integer, Smooth as integer, Width as integer, "
+      "Height as integer, outlinewidth as integer, BackColor as color=&c88B5C4, ForeColor as color=&c274C5A, "
+      "OutLineColor as color=&c203F4E, Bits as Integer = 8, AutoScale as boolean = false) as Picture");
+  ASSERT_EQ(render.parameters.size(), 11u);
+  EXPECT_EQ(qvlhost::RequiredArgumentCount(render), 6u);
+  EXPECT_EQ(render.parameters[6].defaultValue.kind, Literal::Colour);
+  EXPECT_EQ(render.parameters[6].defaultValue.integer, 0x88B5C4);
+  EXPECT_EQ(render.parameters[9].defaultValue.integer, 8);
+  EXPECT_EQ(render.parameters[10].defaultValue.kind, Literal::Boolean);
+  EXPECT_EQ(render.parameters[10].defaultValue.integer, 0);
+
+  Declaration odd =
+      Parsed("Odd(a as integer = -5, b as double = -0.25, s as string = \"x, \"\"y\"\")\", p as picture = NIL)");
+  EXPECT_EQ(odd.parameters[0].defaultValue.integer, -5);
+  EXPECT_EQ(odd.parameters[1].defaultValue.real, -0.25);
+  EXPECT_EQ(odd.parameters[2].defaultValue.text, "x, \"y\")");
+  EXPECT_EQ(odd.parameters[3].defaultValue.kind, Literal::Nil);
+  EXPECT_EQ(qvlhost::RequiredArgumentCount(odd), 0u);
+}
+
+TEST(Declaration, MalformedDeclarationsAreRefusedWithAReason) {
+  const char* bad[] = {
+      "",
+      "(x as integer)",
+      "Foo(x integer)",
+      "Foo(x as integer",
+      "Foo(x as integer,)",
+      "Foo(x as)",
+      "Foo as",
+      "Foo bar",
+      "Foo(x as integer) as picture extra",
+      "Foo(x as integer = abc)",
+      "Foo(x as color = 5)",
+      "Foo(x as integer = 1.5)",
+      "Foo(x as UInt32 = -1)",
+      "Foo(x as picture = 0)",
+      "Foo(a as integer, extends b as picture)",
+      "Foo(assigns v as integer, b as integer)",
+  };
+  for (const char* text : bad) {
+    Declaration declaration;
+    std::string error;
+    EXPECT_FALSE(qvlhost::ParseDeclaration(text, &declaration, &error)) << text;
+    EXPECT_FALSE(error.empty()) << text;
+  }
+}
+
+struct LiteralCase {
+  const char* text;
+  Literal::Kind kind;
+  int64_t integer;
+  double real;
+};
+
+TEST(Literal, NumbersColoursAndKeywords) {
+  const LiteralCase cases[] = {
+      {"-5", Literal::Number, -5, -5.0},
+      {"128", Literal::Number, 128, 128.0},
+      {"1.5e2", Literal::Number, 0, 150.0},
+      {"-.5", Literal::Number, 0, -0.5},
+      {"&hFF", Literal::Number, 255, 255.0},
+      {"-&h10", Literal::Number, -16, -16.0},
+      {"&cFF8000", Literal::Colour, 0xFF8000, 0},
+      {"&c11223344", Literal::Colour, 0x44112233, 0},
+      {"True", Literal::Boolean, 1, 0},
+      {"FALSE", Literal::Boolean, 0, 0},
+      {"nil", Literal::Nil, 0, 0},
+  };
+  for (const auto& c : cases) {
+    Literal literal;
+    ASSERT_TRUE(qvlhost::ParseLiteral(c.text, &literal)) << c.text;
+    EXPECT_EQ(literal.kind, c.kind) << c.text;
+    if (c.kind != Literal::Number || literal.integral) {
+      EXPECT_EQ(literal.integer, c.integer) << c.text;
+    }
+    if (c.kind == Literal::Number) {
+      EXPECT_DOUBLE_EQ(literal.real, c.real) << c.text;
+    }
+  }
+  for (const char* text :
+       {"", "-", "abc", "&cFFF", "&cGG0000", "1.2.3", "--5", "5e", "&h", "\"open", "99999999999999999999"}) {
+    Literal literal;
+    EXPECT_FALSE(qvlhost::ParseLiteral(text, &literal)) << text;
+  }
+}
+
+// Hand-made functions in the shapes that registered functions have.
+int64_t Subtract(int64_t a, int64_t b) { return a - b; }
+bool IsAbove(int64_t value, double limit) { return static_cast<double>(value) > limit; }
+uint32_t SwapRedAndBlue(uint32_t colour) {
+  return (colour & 0xFF00FF00u) | ((colour >> 16) & 0xFF) | ((colour & 0xFF) << 16);
+}
+void Bump(int64_t* count, bool* flag, void** handle, uint32_t step) {
+  *count += step;
+  *flag = !*flag;
+  *handle = count;
+}
+// More arguments than registers, so some travel on the stack.
+double Spread(int64_t a, int64_t b, int64_t c, int64_t d, int64_t e, int64_t f, int64_t g, double h, double i, double j,
+              double k, double l, double m, double n, double o, double p, bool q, uint32_t r) {
+  return double(a + 2 * b + 3 * c + 4 * d + 5 * e + 6 * f + 7 * g) + h + 2 * i + 3 * j + 4 * k + 5 * l + 6 * m + 7 * n +
+         8 * o + 9 * p + (q ? 1000 : 0) + r * 10000.0;
+}
+
+Value Call(void* function, const std::string& text, std::vector<Value>& arguments) {
+  Value result;
+  std::string error;
+  EXPECT_TRUE(qvlhost::CallDeclared(function, Parsed(text), arguments, &result, &error)) << error;
+  return result;
+}
+
+TEST(CallDeclared, PassesAndReturnsXojoTypes) {
+  std::vector<Value> numbers = {Value::Integer(-5), Value::Integer(int64_t(1) << 40)};
+  EXPECT_EQ(Call(reinterpret_cast<void*>(&Subtract), "Sub(a as integer, b as integer) as integer", numbers).integer,
+            -5 - (int64_t(1) << 40));
+
+  std::vector<Value> above = {Value::Integer(3), Value::Double(2.5)};
+  Value answer = Call(reinterpret_cast<void*>(&IsAbove), "IsAbove(v as integer, limit as double) as boolean", above);
+  EXPECT_EQ(answer.kind, TypeKind::Boolean);
+  EXPECT_EQ(answer.integer, 1);
+
+  std::vector<Value> colour = {Value::Color(0x80123456)};
+  EXPECT_EQ(Call(reinterpret_cast<void*>(&SwapRedAndBlue), "Swap(c as color) as color", colour).integer, 0x80563412);
+
+  std::vector<Value> many = {Value::Integer(1),    Value::Integer(1), Value::Integer(1), Value::Integer(1),
+                             Value::Integer(1),    Value::Integer(1), Value::Integer(1), Value::Double(1),
+                             Value::Double(1),     Value::Double(1),  Value::Double(1),  Value::Double(1),
+                             Value::Double(1),     Value::Double(1),  Value::Double(1),  Value::Double(0.5),
+                             Value::Boolean(true), Value::UInt32(2)};
+  EXPECT_DOUBLE_EQ(Call(reinterpret_cast<void*>(&Spread),
+                        "Spread(a as integer, b as integer, c as integer, d as integer, e as integer, f as integer, "
+                        "g as integer, h as double, i as double, j as double, k as double, l as double, m as double, "
+                        "n as double, o as double, p as double, q as boolean, r as UInt32) as double",
+                        many)
+                       .real,
+                   28 + 36 + 4.5 + 1000 + 20000);
+}
+
+TEST(CallDeclared, ByRefArgumentsComeBackChanged) {
+  std::vector<Value> arguments = {Value::Integer(40), Value::Boolean(false), Value::Nil(TypeKind::MemoryBlock),
+                                  Value::UInt32(2)};
+  Value result = Call(reinterpret_cast<void*>(&Bump),
+                      "Bump(byref count as integer, byref flag as boolean, byref block as memoryblock, step as UInt32)",
+                      arguments);
+  EXPECT_EQ(result.kind, TypeKind::Nothing);
+  EXPECT_EQ(arguments[0].integer, 42);
+  EXPECT_EQ(arguments[1].integer, 1);
+  EXPECT_EQ(arguments[2].kind, TypeKind::MemoryBlock);
+  EXPECT_NE(arguments[2].handle, nullptr);  // the address of the count's own slot
+  EXPECT_EQ(arguments[3].integer, 2);       // a value argument stays as it was
+}
+
+TEST(CallDeclared, RefusesArgumentsThatDoNotFitWithoutCalling) {
+  Declaration declaration = Parsed("Sub(a as integer, b as integer) as integer");
+  std::vector<std::vector<Value>> wrong = {
+      {Value::Integer(1)},
+      {Value::Integer(1), Value::Double(2)},
+      {Value::Integer(1), Value::Nil(TypeKind::Picture)},
+  };
+  for (auto& arguments : wrong) {
+    std::string error;
+    EXPECT_FALSE(qvlhost::CallDeclared(reinterpret_cast<void*>(&Subtract), declaration, arguments, nullptr, &error));
+    EXPECT_FALSE(error.empty());
+  }
+  std::vector<Value> fine = {Value::Integer(1), Value::Integer(2)};
+  EXPECT_FALSE(qvlhost::CallDeclared(nullptr, declaration, fine, nullptr, nullptr));
+  // nil fits every handle type, a picture does not fit a memory block.
+  EXPECT_TRUE(qvlhost::ValueFits(Value::Nil(TypeKind::Picture), qvlhost::TypeNamed("MemoryBlock")));
+  int dummy = 0;
+  EXPECT_FALSE(qvlhost::ValueFits(Value::Handle(TypeKind::Picture, &dummy), qvlhost::TypeNamed("MemoryBlock")));
+}
+
+// Accessors in the shapes of the class and module property records.
+struct Instance {
+  double factors[3];
+};
+double GetFactor(void* instance, int64_t param) { return static_cast<Instance*>(instance)->factors[param]; }
+void SetFactor(void* instance, int64_t param, double value) {
+  static_cast<Instance*>(instance)->factors[param] = value;
+}
+int8_t sharedSwitch = 0;
+int8_t GetSwitch() { return sharedSwitch; }
+void SetSwitch(int8_t value) { sharedSwitch = value; }
+
+TEST(PropertyAccess, CustomInstanceAndSharedAccessors) {
+  Instance instance{{1.5, 2.5, 3.5}};
+  Value value;
+  std::string error;
+  ASSERT_TRUE(qvlhost::CallPropertyGetter(reinterpret_cast<void*>(&GetFactor), &instance, false, 2,
+                                          qvlhost::TypeNamed("Double"), &value, &error))
+      << error;
+  EXPECT_EQ(value.real, 3.5);
+  ASSERT_TRUE(
+      qvlhost::CallPropertySetter(reinterpret_cast<void*>(&SetFactor), &instance, false, 1, Value::Double(-7), &error));
+  EXPECT_EQ(instance.factors[1], -7);
+
+  ASSERT_TRUE(
+      qvlhost::CallPropertySetter(reinterpret_cast<void*>(&SetSwitch), nullptr, true, 0, Value::Boolean(true), &error));
+  EXPECT_EQ(sharedSwitch, 1);
+  ASSERT_TRUE(qvlhost::CallPropertyGetter(reinterpret_cast<void*>(&GetSwitch), nullptr, true, 0,
+                                          qvlhost::TypeNamed("Boolean"), &value, &error));
+  EXPECT_EQ(value.integer, 1);
+}
+
+TEST(PropertyAccess, StandardAccessorTouchesOnlyItsFieldWidth) {
+  unsigned char data[32];
+  std::memset(data, 0xEE, sizeof data);
+  qvlhost::WriteField(data, 4, Value::Boolean(true));
+  qvlhost::WriteField(data, 8, Value::Integer(-2));
+  qvlhost::WriteField(data, 16, Value::Color(0x00ABCDEF));
+  EXPECT_EQ(data[5], 0xEE);   // one byte for a boolean
+  EXPECT_EQ(data[20], 0xEE);  // four bytes for a colour
+  EXPECT_EQ(qvlhost::ReadField(data, 4, qvlhost::TypeNamed("boolean")).integer, 1);
+  EXPECT_EQ(qvlhost::ReadField(data, 8, qvlhost::TypeNamed("Integer")).integer, -2);
+  EXPECT_EQ(qvlhost::ReadField(data, 16, qvlhost::TypeNamed("Color")).integer, 0x00ABCDEF);
+}
+
+}  // namespace
