@@ -143,24 +143,105 @@ struct REALmoduleDefinition {
 };
 
 static_assert(sizeof(void*) == 8, "definition records are laid out for 64-bit targets");
-static_assert(sizeof(REALattribute) == 16, "REALattribute layout");
-static_assert(offsetof(REALmethodDefinition, flags) == 24 && offsetof(REALmethodDefinition, attributes) == 40 &&
-                  sizeof(REALmethodDefinition) == 48,
-              "REALmethodDefinition layout");
-static_assert(offsetof(REALproperty, flags) == 24 && offsetof(REALproperty, getter) == 32 &&
-                  offsetof(REALproperty, param) == 48 && offsetof(REALproperty, editor) == 56 &&
-                  offsetof(REALproperty, attributes) == 88 && sizeof(REALproperty) == 96,
-              "REALproperty layout");
-static_assert(sizeof(REALconstant) == 40, "REALconstant layout");
-static_assert(sizeof(REALevent) == 32, "REALevent layout");
-static_assert(offsetof(REALdelegate, flags) == 8 && sizeof(REALdelegate) == 32, "REALdelegate layout");
-static_assert(offsetof(REALenum, flags) == 16 && sizeof(REALenum) == 56, "enum record layout");
-static_assert(offsetof(REALclassDefinition, name) == 8 && offsetof(REALclassDefinition, dataSize) == 24 &&
-                  offsetof(REALclassDefinition, forSystemUse) == 32 &&
-                  offsetof(REALclassDefinition, reserved) == 120 && offsetof(REALclassDefinition, flags) == 160 &&
-                  offsetof(REALclassDefinition, sharedProperties) == 168 &&
-                  offsetof(REALclassDefinition, enumCount) == 224 && sizeof(REALclassDefinition) == 232,
-              "REALclassDefinition layout");
-static_assert(offsetof(REALmoduleDefinition, name) == 8 && offsetof(REALmoduleDefinition, delegateCount) == 120 &&
-                  offsetof(REALmoduleDefinition, flags) == 192 && sizeof(REALmoduleDefinition) == 216,
-              "REALmoduleDefinition layout");
+
+#define QVL_FIELD_AT(Record, field, offset) \
+  static_assert(offsetof(Record, field) == (offset), #Record "." #field " stands at " #offset)
+
+QVL_FIELD_AT(REALattribute, name, 0);
+QVL_FIELD_AT(REALattribute, value, 8);
+static_assert(sizeof(REALattribute) == 16, "REALattribute size");
+
+QVL_FIELD_AT(REALmethodDefinition, function, 0);
+QVL_FIELD_AT(REALmethodDefinition, setter, 8);
+QVL_FIELD_AT(REALmethodDefinition, declaration, 16);
+QVL_FIELD_AT(REALmethodDefinition, flags, 24);
+QVL_FIELD_AT(REALmethodDefinition, attributeCount, 32);
+QVL_FIELD_AT(REALmethodDefinition, attributes, 40);
+static_assert(sizeof(REALmethodDefinition) == 48, "REALmethodDefinition size");
+
+QVL_FIELD_AT(REALproperty, group, 0);
+QVL_FIELD_AT(REALproperty, name, 8);
+QVL_FIELD_AT(REALproperty, type, 16);
+QVL_FIELD_AT(REALproperty, flags, 24);
+QVL_FIELD_AT(REALproperty, getter, 32);
+QVL_FIELD_AT(REALproperty, setter, 40);
+QVL_FIELD_AT(REALproperty, param, 48);
+QVL_FIELD_AT(REALproperty, editor, 56);
+QVL_FIELD_AT(REALproperty, enumCount, 64);
+QVL_FIELD_AT(REALproperty, enumEntries, 72);
+QVL_FIELD_AT(REALproperty, attributeCount, 80);
+QVL_FIELD_AT(REALproperty, attributes, 88);
+static_assert(sizeof(REALproperty) == 96, "REALproperty size");
+
+QVL_FIELD_AT(REALconstant, declaration, 0);
+QVL_FIELD_AT(REALconstant, attributeCount, 24);
+QVL_FIELD_AT(REALconstant, attributes, 32);
+static_assert(sizeof(REALconstant) == 40, "REALconstant size");
+
+QVL_FIELD_AT(REALevent, declaration, 0);
+QVL_FIELD_AT(REALevent, attributeCount, 16);
+QVL_FIELD_AT(REALevent, attributes, 24);
+static_assert(sizeof(REALevent) == 32, "REALevent size");
+
+QVL_FIELD_AT(REALdelegate, declaration, 0);
+QVL_FIELD_AT(REALdelegate, flags, 8);
+QVL_FIELD_AT(REALdelegate, attributeCount, 16);
+QVL_FIELD_AT(REALdelegate, attributes, 24);
+static_assert(sizeof(REALdelegate) == 32, "REALdelegate size");
+
+QVL_FIELD_AT(REALenum, flags, 16);
+static_assert(sizeof(REALenum) == 56, "enum record size");
+
+QVL_FIELD_AT(REALclassDefinition, version, 0);
+QVL_FIELD_AT(REALclassDefinition, name, 8);
+QVL_FIELD_AT(REALclassDefinition, superName, 16);
+QVL_FIELD_AT(REALclassDefinition, dataSize, 24);
+QVL_FIELD_AT(REALclassDefinition, forSystemUse, 32);
+QVL_FIELD_AT(REALclassDefinition, constructor, 40);
+QVL_FIELD_AT(REALclassDefinition, destructor, 48);
+QVL_FIELD_AT(REALclassDefinition, properties, 56);
+QVL_FIELD_AT(REALclassDefinition, propertyCount, 64);
+QVL_FIELD_AT(REALclassDefinition, methods, 72);
+QVL_FIELD_AT(REALclassDefinition, methodCount, 80);
+QVL_FIELD_AT(REALclassDefinition, events, 88);
+QVL_FIELD_AT(REALclassDefinition, eventCount, 96);
+QVL_FIELD_AT(REALclassDefinition, eventInstances, 104);
+QVL_FIELD_AT(REALclassDefinition, eventInstanceCount, 112);
+QVL_FIELD_AT(REALclassDefinition, reserved, 120);
+QVL_FIELD_AT(REALclassDefinition, attributes, 128);
+QVL_FIELD_AT(REALclassDefinition, attributeCount, 136);
+QVL_FIELD_AT(REALclassDefinition, constants, 144);
+QVL_FIELD_AT(REALclassDefinition, constantCount, 152);
+QVL_FIELD_AT(REALclassDefinition, flags, 160);
+QVL_FIELD_AT(REALclassDefinition, sharedProperties, 168);
+QVL_FIELD_AT(REALclassDefinition, sharedPropertyCount, 176);
+QVL_FIELD_AT(REALclassDefinition, sharedMethods, 184);
+QVL_FIELD_AT(REALclassDefinition, sharedMethodCount, 192);
+QVL_FIELD_AT(REALclassDefinition, delegates, 200);
+QVL_FIELD_AT(REALclassDefinition, delegateCount, 208);
+QVL_FIELD_AT(REALclassDefinition, enums, 216);
+QVL_FIELD_AT(REALclassDefinition, enumCount, 224);
+static_assert(sizeof(REALclassDefinition) == 232, "REALclassDefinition size");
+
+QVL_FIELD_AT(REALmoduleDefinition, version, 0);
+QVL_FIELD_AT(REALmoduleDefinition, name, 8);
+QVL_FIELD_AT(REALmoduleDefinition, methods, 16);
+QVL_FIELD_AT(REALmoduleDefinition, methodCount, 24);
+QVL_FIELD_AT(REALmoduleDefinition, constants, 32);
+QVL_FIELD_AT(REALmoduleDefinition, constantCount, 40);
+QVL_FIELD_AT(REALmoduleDefinition, properties, 48);
+QVL_FIELD_AT(REALmoduleDefinition, propertyCount, 56);
+QVL_FIELD_AT(REALmoduleDefinition, structures, 64);
+QVL_FIELD_AT(REALmoduleDefinition, structureCount, 72);
+QVL_FIELD_AT(REALmoduleDefinition, enums, 80);
+QVL_FIELD_AT(REALmoduleDefinition, enumCount, 88);
+QVL_FIELD_AT(REALmoduleDefinition, attributes, 96);
+QVL_FIELD_AT(REALmoduleDefinition, attributeCount, 104);
+QVL_FIELD_AT(REALmoduleDefinition, delegates, 112);
+QVL_FIELD_AT(REALmoduleDefinition, delegateCount, 120);
+QVL_FIELD_AT(REALmoduleDefinition, reserved, 128);
+QVL_FIELD_AT(REALmoduleDefinition, flags, 192);
+QVL_FIELD_AT(REALmoduleDefinition, reserved2, 200);
+static_assert(sizeof(REALmoduleDefinition) == 216, "REALmoduleDefinition size");
+
+#undef QVL_FIELD_AT
