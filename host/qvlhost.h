@@ -35,22 +35,24 @@ struct Config {
   double version = 2024.03;
   AppKind app = AppKind::Desktop;
   bool builtApplication = false;
-  Storage storage;                            // storage of every picture the host makes
-  int64_t extraBytesPerRow = 0;               // Core Graphics rows padded by this many bytes
-  int64_t newPictureResolution = 72;          // resolution of new pictures
-  std::set<std::string> hiddenEntries;        // entry points the resolver answers with null
-  std::set<std::string> hiddenClasses;        // classes unknown to pluginObjectType and PluginNewInstance
-  std::set<std::string> hiddenMethods;        // declarations REALLoadObjectMethod/REALLoadGlobalMethod refuse
-  std::set<std::string> failingProperties;    // property names whose reads and writes fail
-  int64_t pictureKind = 2;                    // kind that PluginPictureGetType reports for new pictures
-  int64_t maxPictureBytes = int64_t(1) << 31; // larger pictures cannot be made: newPicture gives nil
+  Storage storage;                                 // storage of every picture the host makes
+  int64_t extraBytesPerRow = 0;                    // Core Graphics rows padded by this many bytes
+  int64_t newPictureResolution = 72;               // resolution of new pictures
+  std::set<std::string> hiddenEntries;             // entry points the resolver answers with null
+  std::set<std::string> hiddenClasses;             // classes unknown to pluginObjectType and PluginNewInstance
+  std::set<std::string> hiddenMethods;             // declarations REALLoadObjectMethod/REALLoadGlobalMethod refuse
+  std::set<std::string> failingProperties;         // property names whose reads and writes fail
+  int64_t pictureKind = 2;                         // kind that PluginPictureGetType reports for new pictures
+  int64_t maxPictureBytes = int64_t(1) << 31;      // larger pictures cannot be made: newPicture gives nil
+  bool debugMode = false;                          // what REALInDebugMode answers
+  int64_t maxMemoryBlockBytes = int64_t(1) << 31;  // larger memory blocks raise OutOfMemoryException
 };
 
 // One host call as the journal records it.
 struct JournalEntry {
-  std::string entry;    // the entry point's name, as the plug-in looked it up
-  const void* handle;   // the first handle argument, or null
-  std::string detail;   // the other arguments, as text
+  std::string entry;   // the entry point's name, as the plug-in looked it up
+  const void* handle;  // the first handle argument, or null
+  std::string detail;  // the other arguments, as text
 };
 
 // Channels as they are stored in the picture's memory: colours premultiplied
@@ -97,8 +99,21 @@ uint32_t PixelWord(REALpictureStruct* picture, int64_t x, int64_t y);
 void SetPixelWord(REALpictureStruct* picture, int64_t x, int64_t y, uint32_t word);
 Rgba PixelRgba(REALpictureStruct* picture, int64_t x, int64_t y);
 void SetPixelRgba(REALpictureStruct* picture, int64_t x, int64_t y, Rgba colour);
+// Channels with colours un-premultiplied, alpha 255 where the storage keeps
+// none; setting premultiplies where the layout is premultiplied.
+Rgba PixelColour(REALpictureStruct* picture, int64_t x, int64_t y);
+void SetPixelColour(REALpictureStruct* picture, int64_t x, int64_t y, Rgba colour);
 // The bytes of a Core Graphics row beyond its pixels (extra bytes per row).
 std::vector<uint8_t> RowPadding(REALpictureStruct* picture, int64_t y);
+// What every row's padding holds when the host makes a picture: byte i is PaddingByte(i).
+uint8_t PaddingByte(int64_t index);
+std::vector<uint8_t> FreshRowPadding(int64_t extraBytesPerRow);
+// Description locks the picture holds now, and calls of REALPictureClearCache on it.
+int64_t DescriptionLockCount(REALpictureStruct* picture);
+int64_t CacheClearCount(REALpictureStruct* picture);
+// A graphics object drawing into the picture, with one counted reference; nil
+// for a picture without pixels.
+REALgraphicsStruct* PictureGraphics(REALpictureStruct* picture);
 
 // Reference counts and the balance check.
 int64_t ReferenceCount(const void* object);
@@ -108,6 +123,37 @@ void Release(REALobjectStruct* object);  // gives up one reference the caller ow
 // (unless expected) and every object has been given back; otherwise a
 // description of what is wrong.
 std::string BalanceProblems(bool exceptionExpected = false);
+
+// Objects by class name, as PluginNewInstance makes them: one counted
+// reference for the caller, nil for an unknown or hidden class.
+REALobjectStruct* NewObject(const std::string& className);
+std::string ClassName(const void* object);
+// The instance data of an instance of a registered class, nil for anything
+// else; it lies InstanceDataOffset() bytes into the object.
+void* InstanceData(REALobjectStruct* object);
+uint64_t InstanceDataOffset();
+
+// Strings: bytes and an encoding. NewString returns one counted reference.
+REALstringStruct* NewString(const std::string& bytes, uint32_t encoding = 0x08000100);
+std::string StringBytes(REALstringStruct* text);
+uint32_t StringEncoding(REALstringStruct* text);
+void Release(REALstringStruct* text);  // gives up one reference the caller owns
+
+// Memory blocks: zeroed bytes of the given size, one counted reference; nil
+// for a negative size or one beyond Config::maxMemoryBlockBytes.
+REALmemoryBlockStruct* NewMemoryBlock(int64_t size);
+uint8_t* MemoryBlockData(REALmemoryBlockStruct* block);
+int64_t MemoryBlockSize(REALmemoryBlockStruct* block);
+
+// The exception that is pending (nil if none), and its properties.
+REALobjectStruct* PendingException();
+void ClearPendingException();  // gives back the host's reference
+std::string ExceptionMessage(REALobjectStruct* exception);
+bool ExceptionHasMessage(REALobjectStruct* exception);  // false when Message was set to a nil string
+int64_t ExceptionErrorNumber(REALobjectStruct* exception);
+
+// Messages shown with RuntimeMsgBox, in order.
+const std::vector<std::string>& MessageBoxes();
 
 // The journal of host calls, in order.
 const std::vector<JournalEntry>& Journal();
@@ -164,5 +210,9 @@ class Owned {
 };
 
 using OwnedPicture = Owned<REALpictureStruct>;
+using OwnedObject = Owned<REALobjectStruct>;
+using OwnedString = Owned<REALstringStruct>;
+using OwnedMemoryBlock = Owned<REALmemoryBlockStruct>;
+using OwnedGraphics = Owned<REALgraphicsStruct>;
 
 }  // namespace qvlhost

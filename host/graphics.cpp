@@ -1,0 +1,178 @@
+// Graphics objects: drawing into a picture. gd pictures are drawn with libgd
+// itself; Core Graphics pictures with the same nearest-pixel rules here.
+#include <algorithm>
+#include <cmath>
+#include <cstdlib>
+
+#include "host_internal.h"
+
+namespace qvlhost {
+
+namespace {
+
+constexpr const char* kDrawPictureDouble =
+    "DrawPicture(Image as Picture, x as Double, y as Double, w as Double, h as Double, sx as Double = 0, sy as "
+    "Double = 0, sw as Double = -10000, sh as Double = -10000)";
+constexpr const char* kDrawPictureInteger =
+    "DrawPicture(Image as Picture, x as Integer, y as Integer, w as Integer, h as Integer, sx as Integer = 0, sy as "
+    "Integer = 0, sw as Integer = -10000, sh as Integer = -10000)";
+constexpr const char* kDrawLineDouble = "DrawLine( x1 as Double, y1 as Double, x2 as Double, y2 as Double )";
+constexpr const char* kDrawLineInteger = "DrawLine( x1 as Integer, y1 as Integer, x2 as Integer, y2 as Integer )";
+constexpr int64_t kWholeSource = -10000;
+
+struct Rect {
+  int64_t x, y, w, h;
+};
+
+// Source over destination, in straight colours. An opaque source, or a
+// transparent destination, is copied exactly.
+void Compose(Picture* target, int64_t x, int64_t y, Rgba source, const Picture* from, int64_t fx, int64_t fy) {
+  Rgba below = StraightRgba(target, x, y);
+  if (source.a == 0) return;
+  if (source.a == 255 || below.a == 0) {
+    if (from && from->storage.Name() == target->storage.Name() && !from->gd) {
+      return WriteWord(target, x, y, ReadWord(from, fx, fy));
+    }
+    return StoreStraightRgba(target, x, y, source);
+  }
+  uint32_t rest = below.a * (255 - source.a) / 255;
+  uint32_t alpha = source.a + rest;
+  auto mix = [&](uint32_t s, uint32_t d) { return static_cast<uint8_t>((s * source.a + d * rest) / alpha); };
+  StoreStraightRgba(
+      target, x, y,
+      Rgba{mix(source.r, below.r), mix(source.g, below.g), mix(source.b, below.b), static_cast<uint8_t>(alpha)});
+}
+
+void DrawScaled(Picture* target, const Picture* source, Rect to, Rect from) {
+  if (target->gd && source->gd && target->gd->trueColor && source->gd->trueColor) {
+    gdImageCopyResized(target->gd, source->gd, int(to.x), int(to.y), int(from.x), int(from.y), int(to.w), int(to.h),
+                       int(from.w), int(from.h));
+    return;
+  }
+  for (int64_t dy = std::max<int64_t>(0, -to.y); dy < to.h && to.y + dy < target->height; ++dy) {
+    int64_t sy = from.y + dy * from.h / to.h;
+    for (int64_t dx = std::max<int64_t>(0, -to.x); dx < to.w && to.x + dx < target->width; ++dx) {
+      int64_t sx = from.x + dx * from.w / to.w;
+      if (sx < 0 || sy < 0 || sx >= source->width || sy >= source->height) continue;
+      Compose(target, to.x + dx, to.y + dy, StraightRgba(source, sx, sy), source, sx, sy);
+    }
+  }
+}
+
+void DrawPicture(REALgraphicsStruct* self, REALpictureStruct* image, Rect to, Rect from) {
+  auto* graphics = Live<Graphics>(self, "Graphics.DrawPicture");
+  Picture* source = Live<Picture>(image, "Graphics.DrawPicture");
+  if (!graphics || !graphics->picture || !source || !source->HasPixels()) return;
+  if (from.w == kWholeSource) from.w = source->width - from.x;
+  if (from.h == kWholeSource) from.h = source->height - from.y;
+  if (to.w <= 0 || to.h <= 0 || from.w <= 0 || from.h <= 0) return;
+  DrawScaled(graphics->picture, source, to, from);
+}
+
+void DrawPictureDouble(REALgraphicsStruct* self, REALpictureStruct* image, double x, double y, double w, double h,
+                       double sx, double sy, double sw, double sh) {
+  CallRecorder{kDrawPictureDouble}(self, image, x, y, w, h, sx, sy, sw, sh);
+  auto whole = [](double v) { return static_cast<int64_t>(std::floor(v)); };
+  DrawPicture(self, image, Rect{whole(x), whole(y), whole(w), whole(h)},
+              Rect{whole(sx), whole(sy), whole(sw), whole(sh)});
+}
+
+void DrawPictureInteger(REALgraphicsStruct* self, REALpictureStruct* image, int64_t x, int64_t y, int64_t w, int64_t h,
+                        int64_t sx, int64_t sy, int64_t sw, int64_t sh) {
+  CallRecorder{kDrawPictureInteger}(self, image, x, y, w, h, sx, sy, sw, sh);
+  DrawPicture(self, image, Rect{x, y, w, h}, Rect{sx, sy, sw, sh});
+}
+
+// The fore colour: &cRRGGBB, with Xojo's transparency (0 opaque) in the top byte.
+Rgba PenColour(const Graphics& graphics) {
+  uint32_t c = graphics.foreColor;
+  return Rgba{uint8_t(c >> 16), uint8_t(c >> 8), uint8_t(c), uint8_t(255 - (c >> 24))};
+}
+
+void DrawLineGD(const Graphics& graphics, int64_t x1, int64_t y1, int64_t x2, int64_t y2) {
+  gdImagePtr image = graphics.picture->gd;
+  Rgba pen = PenColour(graphics);
+  int field = OpacityToGDAlpha(pen.a);
+  int colour = image->trueColor ? gdTrueColorAlpha(pen.r, pen.g, pen.b, field)
+                                : gdImageColorResolveAlpha(image, pen.r, pen.g, pen.b, field);
+  gdImageSetThickness(image, std::max(1, static_cast<int>(graphics.penWidth)));
+  gdImageLine(image, int(x1), int(y1), int(x2), int(y2), colour);
+  gdImageSetThickness(image, 1);
+}
+
+// Bresenham's walk; the pen covers PenWidth x PenHeight pixels right of and below each point.
+void DrawLineHere(const Graphics& graphics, int64_t x1, int64_t y1, int64_t x2, int64_t y2) {
+  Picture* target = graphics.picture;
+  Rgba pen = PenColour(graphics);
+  int64_t penWidth = std::max<int64_t>(1, static_cast<int64_t>(graphics.penWidth));
+  int64_t penHeight = std::max<int64_t>(1, static_cast<int64_t>(graphics.penHeight));
+  int64_t dx = std::llabs(x2 - x1), dy = -std::llabs(y2 - y1);
+  int64_t stepX = x1 < x2 ? 1 : -1, stepY = y1 < y2 ? 1 : -1;
+  int64_t error = dx + dy;
+  while (true) {
+    for (int64_t py = 0; py < penHeight; ++py) {
+      for (int64_t px = 0; px < penWidth; ++px) {
+        int64_t x = x1 + px, y = y1 + py;
+        if (x >= 0 && y >= 0 && x < target->width && y < target->height) Compose(target, x, y, pen, nullptr, 0, 0);
+      }
+    }
+    if (x1 == x2 && y1 == y2) break;
+    int64_t twice = 2 * error;
+    if (twice >= dy) error += dy, x1 += stepX;
+    if (twice <= dx) error += dx, y1 += stepY;
+  }
+}
+
+void DrawLine(REALgraphicsStruct* self, int64_t x1, int64_t y1, int64_t x2, int64_t y2) {
+  auto* graphics = Live<Graphics>(self, "Graphics.DrawLine");
+  if (!graphics || !graphics->picture || !graphics->picture->HasPixels()) return;
+  if (graphics->picture->gd) return DrawLineGD(*graphics, x1, y1, x2, y2);
+  DrawLineHere(*graphics, x1, y1, x2, y2);
+}
+
+void DrawLineDouble(REALgraphicsStruct* self, double x1, double y1, double x2, double y2) {
+  CallRecorder{kDrawLineDouble}(self, x1, y1, x2, y2);
+  auto whole = [](double v) { return static_cast<int64_t>(std::floor(v)); };
+  DrawLine(self, whole(x1), whole(y1), whole(x2), whole(y2));
+}
+
+void DrawLineInteger(REALgraphicsStruct* self, int64_t x1, int64_t y1, int64_t x2, int64_t y2) {
+  CallRecorder{kDrawLineInteger}(self, x1, y1, x2, y2);
+  DrawLine(self, x1, y1, x2, y2);
+}
+
+}  // namespace
+
+void Graphics::ReleaseContents() {
+  Picture* held = picture;
+  picture = nullptr;
+  if (held) DropReference(held);
+}
+
+void Graphics::ListHeld(std::vector<const void*>* held) const {
+  if (picture) held->push_back(picture);
+}
+
+void* GraphicsMethod(const std::string& declaration) {
+  if (SameDeclaration(declaration, kDrawPictureDouble)) return reinterpret_cast<void*>(&DrawPictureDouble);
+  if (SameDeclaration(declaration, kDrawPictureInteger)) return reinterpret_cast<void*>(&DrawPictureInteger);
+  if (SameDeclaration(declaration, kDrawLineDouble)) return reinterpret_cast<void*>(&DrawLineDouble);
+  if (SameDeclaration(declaration, kDrawLineInteger)) return reinterpret_cast<void*>(&DrawLineInteger);
+  return nullptr;
+}
+
+REALgraphicsStruct* PictureGraphics(REALpictureStruct* picture) { return entries::REALGetPictureGraphics(picture); }
+
+namespace entries {
+
+// A graphics object that draws into the picture; it holds the picture while it lives.
+REALgraphicsStruct* REALGetPictureGraphics(REALpictureStruct* handle) {
+  Picture* picture = Live<Picture>(handle, "pluginPictureGraphicsGetter");
+  if (!picture || !picture->HasPixels()) return nullptr;
+  AddReference(picture);
+  return HandleOf<REALgraphicsStruct>(Adopt(std::make_unique<Graphics>(picture)));
+}
+
+}  // namespace entries
+
+}  // namespace qvlhost

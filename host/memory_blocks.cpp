@@ -1,0 +1,70 @@
+// Memory blocks: bytes and a size, made by the MemoryBlock constructor.
+#include <new>
+
+#include "host_internal.h"
+
+namespace qvlhost {
+
+namespace {
+
+// "Constructor(bytes as Integer)": a zeroed block of that size. A negative
+// size raises OutOfBoundsException, one beyond the host's limit
+// OutOfMemoryException; the block then stays empty.
+void MemoryBlockConstructor(REALobjectStruct* self, int64_t bytes) {
+  CallRecorder{"Constructor(bytes as Integer)"}(self, bytes);
+  auto* block = Live<MemoryBlock>(self, "MemoryBlock.Constructor");
+  if (!block) return;
+  if (bytes < 0) return RaisePending("OutOfBoundsException", "The size of a MemoryBlock cannot be negative.");
+  uint8_t* data = bytes <= State().config.maxMemoryBlockBytes ? new (std::nothrow) uint8_t[bytes + 1]() : nullptr;
+  if (!data) return RaisePending("OutOfMemoryException", "Not enough memory for the MemoryBlock.");
+  block->data.reset(data);
+  block->size = bytes;
+}
+
+}  // namespace
+
+void MemoryBlock::ReleaseContents() {
+  data.reset();
+  size = 0;
+}
+
+void* MemoryBlockMethod(const std::string& declaration) {
+  if (SameDeclaration(declaration, "Constructor(bytes as Integer)")) {
+    return reinterpret_cast<void*>(&MemoryBlockConstructor);
+  }
+  return nullptr;
+}
+
+REALmemoryBlockStruct* NewMemoryBlock(int64_t size) {
+  if (size < 0 || size > State().config.maxMemoryBlockBytes) return nullptr;
+  auto* block = static_cast<MemoryBlock*>(NewInstanceOf("MemoryBlock"));
+  if (!block) return nullptr;
+  MemoryBlockConstructor(HandleOf<REALobjectStruct>(block), size);
+  return HandleOf<REALmemoryBlockStruct>(block);
+}
+
+uint8_t* MemoryBlockData(REALmemoryBlockStruct* handle) {
+  auto* block = Live<MemoryBlock>(handle, "MemoryBlockData");
+  return block ? block->data.get() : nullptr;
+}
+
+int64_t MemoryBlockSize(REALmemoryBlockStruct* handle) {
+  auto* block = Live<MemoryBlock>(handle, "MemoryBlockSize");
+  return block ? block->size : 0;
+}
+
+namespace entries {
+
+void* REALMemoryBlockGetPtr(REALmemoryBlockStruct* handle) {
+  auto* block = Live<MemoryBlock>(handle, "memoryBlockGetPtr");
+  return block ? block->data.get() : nullptr;
+}
+
+int64_t REALMemoryBlockGetSize(REALmemoryBlockStruct* handle) {
+  auto* block = Live<MemoryBlock>(handle, "memoryBlockGetSize");
+  return block ? block->size : 0;
+}
+
+}  // namespace entries
+
+}  // namespace qvlhost

@@ -1,0 +1,46 @@
+// The fixture of every test that runs plug-in code against the embedded host:
+// a fresh host, the plug-in pointed at it, and the balance check at the end.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "frame/globals.h"
+#include "qvlhost.h"
+
+class PluginTest : public ::testing::Test {
+ protected:
+  // The host configuration of the test; override to change it.
+  virtual qvlhost::Config HostConfig() { return qvlhost::Config(); }
+
+  void SetUp() override {
+    config_ = HostConfig();
+    qvlhost::Reset(config_);
+    gResolver = qvlhost::Resolver();
+    rbversion_rbversion = config_.version;
+  }
+
+  // Every test ends with locks released, references given back and nothing
+  // pending unless the test expects an exception.
+  void TearDown() override { EXPECT_EQ("", qvlhost::BalanceProblems(expectException_)); }
+
+  qvlhost::Config config_;
+  bool expectException_ = false;
+};
+
+// A test run once per picture layout: cg1 .. cg6 and gd.
+class LayoutTest : public PluginTest, public ::testing::WithParamInterface<qvlhost::Storage> {
+ protected:
+  qvlhost::Config HostConfig() override {
+    qvlhost::Config config = PluginTest::HostConfig();
+    config.storage = GetParam();
+    return config;
+  }
+};
+
+inline std::string LayoutName(const ::testing::TestParamInfo<qvlhost::Storage>& info) { return info.param.Name(); }
+
+// Runs every test of a LayoutTest suite in the seven layouts, named cg1 .. cg6 and gd.
+#define QVL_INSTANTIATE_LAYOUTS(Suite) \
+  INSTANTIATE_TEST_SUITE_P(Layouts, Suite, ::testing::ValuesIn(qvlhost::Storage::SevenLayouts()), LayoutName)
