@@ -135,22 +135,6 @@ Value FromReturn(const ReturnSlot& returned, TypeKind kind) {
   return FromSlot(slot, kind);
 }
 
-size_t FieldWidth(TypeKind kind) {
-  switch (kind) {
-    case TypeKind::Boolean:
-      return 1;
-    case TypeKind::Int32:
-    case TypeKind::UInt32:
-    case TypeKind::Color:
-    case TypeKind::Single:
-      return 4;
-    case TypeKind::Nothing:
-      return 0;
-    default:
-      return 8;
-  }
-}
-
 bool Fail(std::string* error, const std::string& message) {
   if (error) *error = message;
   return false;
@@ -203,6 +187,22 @@ Value Value::Color(uint32_t value) { return Value{TypeKind::Color, value, 0, nul
 Value Value::Double(double value) { return Value{TypeKind::Double, 0, value, nullptr}; }
 Value Value::Single(float value) { return Value{TypeKind::Single, 0, value, nullptr}; }
 Value Value::Handle(TypeKind kind, void* handle) { return Value{kind, 0, 0, handle}; }
+
+size_t FieldWidth(TypeKind kind) {
+  switch (kind) {
+    case TypeKind::Boolean:
+      return 1;
+    case TypeKind::Int32:
+    case TypeKind::UInt32:
+    case TypeKind::Color:
+    case TypeKind::Single:
+      return 4;
+    case TypeKind::Nothing:
+      return 0;
+    default:
+      return 8;
+  }
+}
 
 bool ValueFits(const Value& value, const Type& type) {
   if (value.kind == type.kind) return true;

@@ -55,6 +55,7 @@ bool CallPropertySetter(void* setter, void* instance, bool shared, int64_t param
 // The standard accessor: the field at `offset` in an instance's data, of the
 // width of its type. Handles are read and stored as they are; reference counts
 // are the caller's business.
+size_t FieldWidth(TypeKind kind);  // bytes of a field of this type
 Value ReadField(const void* instanceData, int32_t offset, const Type& type);
 void WriteField(void* instanceData, int32_t offset, const Value& value);
 

@@ -1,0 +1,32 @@
+// The qvl command line: options, the method and its arguments.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "qvlhost.h"
+
+namespace qvltool {
+
+struct CommandLine {
+  bool help = false;
+  bool list = false;  // "qvl list"
+  std::string method;
+  std::vector<std::string> arguments;
+  std::string output;  // -o OUT; empty when not given
+  bool debug = false;
+  bool storageGiven = false;
+  qvlhost::Storage storage;
+  bool versionGiven = false;
+  double hostVersion = 0;
+  std::string pluginPath;  // --plugin PATH; empty for the built plug-in
+};
+
+// Reads the arguments after the program name. Options may stand anywhere;
+// "--" ends them. A negative number such as -5 is an argument, not an option.
+// False, with *error set, on an unknown option or a missing or bad value.
+bool ParseCommandLine(const std::vector<std::string>& words, CommandLine* line, std::string* error);
+
+const char* UsageText();
+
+}  // namespace qvltool

@@ -1,0 +1,201 @@
+// qvl: loads the plug-in into the embedded host and runs a registered method
+// on image files, or lists what the plug-in registered.
+#include <sys/stat.h>
+
+#include <cstdlib>
+#include <iostream>
+#include <string>
+#include <vector>
+
+#include "command_line.h"
+#include "listing.h"
+#include "output.h"
+#include "overloads.h"
+#include "plugin_loader.h"
+#include "qvlhost.h"
+#include "surface.h"
+
+namespace {
+
+using qvlhost::SurfaceMethod;
+using qvlhost::TypeKind;
+using qvlhost::Value;
+using qvltool::CommandLine;
+
+const int kFailed = 1;
+const int kBadInput = 2;
+
+int Report(int status, const std::string& message) {
+  std::cerr << "qvl: " << message << std::endl;
+  return status;
+}
+
+// The handles one run made or received; each is given back at the end.
+class OwnedValues {
+ public:
+  OwnedValues() = default;
+  OwnedValues(const OwnedValues&) = delete;
+  OwnedValues& operator=(const OwnedValues&) = delete;
+  ~OwnedValues() {
+    for (auto value = values.rbegin(); value != values.rend(); ++value) qvlhost::ReleaseValue(*value);
+  }
+  void Add(const Value& value) {
+    if (value.handle) values.push_back(value);
+  }
+  std::vector<Value> values;
+};
+
+std::string PluginPath(const CommandLine& line) {
+  if (!line.pluginPath.empty()) return line.pluginPath;
+#ifdef QVL_PLUGIN_PATH
+  return QVL_PLUGIN_PATH;
+#else
+  return "";
+#endif
+}
+
+bool StartHost(const CommandLine& line, std::string* error) {
+  qvlhost::Config config;
+  if (line.versionGiven) config.version = line.hostVersion;
+  if (line.storageGiven) config.storage = line.storage;
+  qvlhost::Reset(config);
+  if (line.debug) setenv("QVLDEBUG", "1", 1);
+  std::string path = PluginPath(line);
+  if (path.empty()) {
+    *error = "no plug-in to load (--plugin PATH)";
+    return false;
+  }
+  return qvlhost::LoadPlugin(path, error);
+}
+
+std::string Declarations(const std::vector<SurfaceMethod>& methods) {
+  std::string list;
+  for (const SurfaceMethod& method : methods) list += (list.empty() ? "" : "; ") + qvltool::DisplayDeclaration(method);
+  return list;
+}
+
+std::string ChoiceProblem(const CommandLine& line, const qvltool::OverloadChoice& choice) {
+  switch (choice.outcome) {
+    case qvltool::OverloadChoice::UnknownMethod:
+      return "unknown method " + line.method + " (qvl list shows the registered methods)";
+    case qvltool::OverloadChoice::WrongCount:
+      return "wrong number of arguments (" + std::to_string(line.arguments.size()) + ") for " + line.method + ": " +
+             Declarations(choice.candidates);
+    default:
+      return "the arguments fit no overload of " + line.method + ": " + Declarations(choice.candidates);
+  }
+}
+
+bool SameFile(const std::string& a, const std::string& b) {
+  struct stat first, second;
+  return stat(a.c_str(), &first) == 0 && stat(b.c_str(), &second) == 0 && first.st_dev == second.st_dev &&
+         first.st_ino == second.st_ino;
+}
+
+bool IsFolder(const std::string& path) {
+  struct stat status;
+  return stat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
+}
+
+std::string FolderOf(const std::string& path) {
+  size_t slash = path.rfind('/');
+  if (slash == std::string::npos) return ".";
+  return slash == 0 ? "/" : path.substr(0, slash);
+}
+
+// A method that extends a picture changes it in place; -o then takes that picture.
+bool WritesExtendedPicture(const SurfaceMethod& method) {
+  return method.IsExtension() && method.callForm.parameters.front().type.kind == TypeKind::Picture &&
+         method.callForm.result.kind != TypeKind::Picture;
+}
+
+bool CheckOutput(const CommandLine& line, const SurfaceMethod& method, std::string* error) {
+  bool makesPicture = method.callForm.result.kind == TypeKind::Picture;
+  if (makesPicture && line.output.empty()) {
+    *error = method.Name() + " returns a picture: give -o OUT";
+  } else if (!line.output.empty() && !makesPicture && !WritesExtendedPicture(method)) {
+    *error = "-o given, but " + method.Name() + " makes no picture";
+  } else if (!line.output.empty() && !IsFolder(FolderOf(line.output))) {
+    *error = "no folder for the output " + line.output;
+  } else {
+    for (const std::string& argument : line.arguments) {
+      if (!line.output.empty() && SameFile(argument, line.output)) *error = "the output would replace " + argument;
+    }
+  }
+  return error->empty();
+}
+
+// Takes the handles that the call handed over: the result and ByRef
+// arguments the function replaced.
+void TakeHandedOver(const SurfaceMethod& method, const std::vector<Value>& before, const std::vector<Value>& after,
+                    const Value& result, OwnedValues* owned) {
+  owned->Add(result);
+  for (size_t i = 0; i < after.size(); ++i) {
+    bool replaced = i >= before.size() || after[i].handle != before[i].handle;
+    if (method.callForm.parameters[i].byRef && replaced) owned->Add(after[i]);
+  }
+}
+
+int HandBack(const CommandLine& line, const SurfaceMethod& method, const std::vector<Value>& arguments,
+             const Value& result) {
+  if (result.kind == TypeKind::Picture || (!line.output.empty() && WritesExtendedPicture(method))) {
+    Value picture = result.kind == TypeKind::Picture ? result : arguments.front();
+    if (!picture.handle) return Report(kFailed, method.Name() + " gave no picture (nil)");
+    std::string error;
+    if (!qvltool::WritePictureAtomically(static_cast<REALpictureStruct*>(picture.handle), line.output, &error)) {
+      return Report(kFailed, error);
+    }
+  }
+  if (result.kind != TypeKind::Nothing && result.kind != TypeKind::Picture) {
+    std::cout << method.Name() << " = " << qvltool::FormatValue(result) << "\n";
+  }
+  for (size_t i = 0; i < arguments.size(); ++i) {
+    const qvlhost::Parameter& parameter = method.callForm.parameters[i];
+    if (parameter.byRef) std::cout << parameter.name << " = " << qvltool::FormatValue(arguments[i]) << "\n";
+  }
+  return 0;
+}
+
+int RunMethod(const CommandLine& line) {
+  qvltool::OverloadChoice choice = qvltool::ChooseOverload(line.method, line.arguments);
+  if (choice.outcome != qvltool::OverloadChoice::Chosen) return Report(kBadInput, ChoiceProblem(line, choice));
+  const SurfaceMethod& method = choice.method;
+  std::string error;
+  if (!CheckOutput(line, method, &error)) return Report(kBadInput, error);
+  OwnedValues owned;
+  std::vector<Value> arguments;
+  if (method.IsInstanceMethod()) {
+    arguments.push_back(qvlhost::NewInstanceValue(method.owner));
+    owned.Add(arguments.back());
+  }
+  if (!qvltool::MakeArguments(method, line.arguments, &arguments, &owned.values, &error)) {
+    return Report(kBadInput, error);
+  }
+  std::vector<Value> given = arguments;
+  Value result;
+  if (!qvlhost::CallMethod(method, arguments, &result, &error)) return Report(kFailed, error);
+  TakeHandedOver(method, given, arguments, result, &owned);
+  std::string exception;
+  if (qvlhost::TakePendingException(&exception)) return Report(kFailed, method.Name() + " raised " + exception);
+  return HandBack(line, method, arguments, result);
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  CommandLine line;
+  std::string error;
+  if (!qvltool::ParseCommandLine(std::vector<std::string>(argv + 1, argv + argc), &line, &error)) {
+    return Report(kBadInput, error);
+  }
+  if (line.help) {
+    std::cout << qvltool::UsageText();
+    return 0;
+  }
+  if (!StartHost(line, &error)) return Report(kFailed, error);
+  if (line.list) {
+    qvltool::PrintSurface(std::cout);
+    return 0;
+  }
+  return RunMethod(line);
+}

@@ -1,0 +1,41 @@
+// Choosing the overload of a registered method that fits the command line's
+// arguments, and turning those arguments into host values.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "surface.h"
+
+namespace qvltool {
+
+// The parameters the user gives values for: the call form, less the instance
+// of an instance method (the tool makes one).
+std::vector<qvlhost::Parameter> UserParameters(const qvlhost::SurfaceMethod& method);
+
+// The declaration as the host received it; the setter of an assignable
+// class-extension method is marked as such.
+std::string DisplayDeclaration(const qvlhost::SurfaceMethod& method);
+
+struct OverloadChoice {
+  enum Outcome { Chosen, UnknownMethod, WrongCount, NoFit };
+  Outcome outcome = UnknownMethod;
+  qvlhost::SurfaceMethod method;                   // when Chosen
+  std::vector<qvlhost::SurfaceMethod> candidates;  // every method of that name
+};
+
+// Among the methods of that name, the one whose parameters take the arguments:
+// the count must lie between the parameters without default and all of them,
+// and each text must read as its parameter's kind. A call that needs no
+// default wins over one that does, then the more specific kinds (integer over
+// double, a literal over a file name), then the order of registration.
+OverloadChoice ChooseOverload(const std::string& name, const std::vector<std::string>& arguments);
+
+// Host values for the arguments of the chosen method. Pictures are read from
+// image files, memory blocks from files of bytes; every handle made here is
+// also put in *owned for the caller to give back. False, with *error set,
+// when a file is missing or cannot be read.
+bool MakeArguments(const qvlhost::SurfaceMethod& method, const std::vector<std::string>& texts,
+                   std::vector<qvlhost::Value>* values, std::vector<qvlhost::Value>* owned, std::string* error);
+
+}  // namespace qvltool
