@@ -2,8 +2,6 @@
 // through the declarations.
 #include "surface.h"
 
-#include <cstring>
-
 #include "host_internal.h"
 
 namespace qvlhost {
@@ -134,7 +132,7 @@ Value DefaultArgument(const Parameter& parameter) {
     case TypeKind::Integer:
       return Value::Integer(literal.integer);
     case TypeKind::String:
-      if (literal.kind == Literal::Text) return NewStringValue(literal.text);
+      if (literal.kind == Literal::Text) return Value::Handle(TypeKind::String, NewString(literal.text));
       return Value::Nil(TypeKind::String);
     default:
       return Value::Nil(parameter.type.kind);
@@ -279,51 +277,12 @@ bool SetProperty(const SurfaceProperty& property, void* instance, const Value& v
   return true;
 }
 
-bool TakePendingException(std::string* description) {
-  ExceptionObject* pending = State().pendingException;
-  if (!pending) return false;
-  *description = pending->className;
-  if (pending->message && !pending->message->bytes.empty()) *description += ": " + pending->message->bytes;
-  State().pendingException = nullptr;
-  DropReference(pending);
-  return true;
-}
-
-Value NewStringValue(const std::string& bytes) {
-  String* text = NewHostString(bytes.data(), bytes.size(), kREALTextEncodingUTF8);
-  return Value::Handle(TypeKind::String, text);
-}
-
-Value NewMemoryBlockValue(const std::string& bytes) {
-  auto block = std::make_unique<MemoryBlock>();
-  block->size = static_cast<int64_t>(bytes.size());
-  block->data.reset(new uint8_t[bytes.size() + 1]());
-  std::memcpy(block->data.get(), bytes.data(), bytes.size());
-  return Value::Handle(TypeKind::MemoryBlock, HandleOf<REALmemoryBlockStruct>(Adopt(std::move(block))));
-}
-
-Value NewInstanceValue(const std::string& className) {
-  Object* instance = NewInstanceOf(className);
-  return Value::Handle(TypeKind::Object, instance ? HandleOf<REALobjectStruct>(instance) : nullptr);
-}
-
-std::string StringBytes(const Value& value) {
-  String* text = value.kind == TypeKind::String ? LiveString(value.handle, "StringBytes") : nullptr;
-  return text ? text->bytes : std::string();
-}
-
-std::string MemoryBlockBytes(const Value& value) {
-  auto* block = value.kind == TypeKind::MemoryBlock ? Live<MemoryBlock>(value.handle, "MemoryBlockBytes") : nullptr;
-  if (!block || !block->data) return std::string();
-  return std::string(reinterpret_cast<const char*>(block->data.get()), static_cast<size_t>(block->size));
-}
-
 void ReleaseValue(const Value& value) {
   if (!IsHandleKind(value.kind) || !value.handle) return;
   if (value.kind == TypeKind::String) {
-    if (String* text = LiveString(value.handle, "ReleaseValue")) DropReference(text);
-  } else if (Object* object = LiveObject(value.handle, "ReleaseValue")) {
-    DropReference(object);
+    Release(static_cast<REALstringStruct*>(value.handle));
+  } else {
+    Release(static_cast<REALobjectStruct*>(value.handle));
   }
 }
 

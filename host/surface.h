@@ -84,17 +84,6 @@ bool CallMethod(const SurfaceMethod& method, std::vector<Value>& arguments, Valu
 bool GetProperty(const SurfaceProperty& property, void* instance, Value* value, std::string* error);
 bool SetProperty(const SurfaceProperty& property, void* instance, const Value& value, std::string* error);
 
-// The exception a call left pending, as "ClassName: message" (or the class
-// name alone), taken from the host with its reference given back. False when
-// none is pending.
-bool TakePendingException(std::string* description);
-
-// Host values for calls. Each new handle carries one reference for the caller.
-Value NewStringValue(const std::string& bytes);  // UTF-8
-Value NewMemoryBlockValue(const std::string& bytes);
-Value NewInstanceValue(const std::string& className);  // nil when no such class is registered
-std::string StringBytes(const Value& value);
-std::string MemoryBlockBytes(const Value& value);
 // Gives back the reference a handle value carries; numbers and nil are left alone.
 void ReleaseValue(const Value& value);
 

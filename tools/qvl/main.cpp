@@ -156,6 +156,16 @@ int HandBack(const CommandLine& line, const SurfaceMethod& method, const std::ve
   return 0;
 }
 
+// The pending exception as "ClassName: message", given back to the host.
+std::string TakeException() {
+  REALobjectStruct* exception = qvlhost::PendingException();
+  std::string text = qvlhost::ClassName(exception);
+  std::string message = qvlhost::ExceptionMessage(exception);
+  if (!message.empty()) text += ": " + message;
+  qvlhost::ClearPendingException();
+  return text;
+}
+
 int RunMethod(const CommandLine& line) {
   qvltool::OverloadChoice choice = qvltool::ChooseOverload(line.method, line.arguments);
   if (choice.outcome != qvltool::OverloadChoice::Chosen) return Report(kBadInput, ChoiceProblem(line, choice));
@@ -165,7 +175,7 @@ int RunMethod(const CommandLine& line) {
   OwnedValues owned;
   std::vector<Value> arguments;
   if (method.IsInstanceMethod()) {
-    arguments.push_back(qvlhost::NewInstanceValue(method.owner));
+    arguments.push_back(Value::Handle(TypeKind::Object, qvlhost::NewObject(method.owner)));
     owned.Add(arguments.back());
   }
   if (!qvltool::MakeArguments(method, line.arguments, &arguments, &owned.values, &error)) {
@@ -175,8 +185,7 @@ int RunMethod(const CommandLine& line) {
   Value result;
   if (!qvlhost::CallMethod(method, arguments, &result, &error)) return Report(kFailed, error);
   TakeHandedOver(method, given, arguments, result, &owned);
-  std::string exception;
-  if (qvlhost::TakePendingException(&exception)) return Report(kFailed, method.Name() + " raised " + exception);
+  if (qvlhost::PendingException()) return Report(kFailed, method.Name() + " raised " + TakeException());
   return HandBack(line, method, arguments, result);
 }
 

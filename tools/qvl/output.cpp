@@ -11,7 +11,6 @@
 #include <cstring>
 
 #include "qvlhost.h"
-#include "surface.h"
 
 namespace qvltool {
 
@@ -52,11 +51,13 @@ std::string QuotedText(const std::string& bytes) {
 }
 
 // The size, then the bytes in hex in groups of four.
-std::string MemoryBlockText(const std::string& bytes) {
-  std::string text = "MemoryBlock(" + std::to_string(bytes.size()) + ")";
-  for (size_t i = 0; i < bytes.size(); ++i) {
+std::string MemoryBlockText(REALmemoryBlockStruct* block) {
+  const uint8_t* bytes = qvlhost::MemoryBlockData(block);
+  int64_t size = bytes ? qvlhost::MemoryBlockSize(block) : 0;
+  std::string text = "MemoryBlock(" + std::to_string(size) + ")";
+  for (int64_t i = 0; i < size; ++i) {
     if (i % 4 == 0) text += ' ';
-    text += Hex(static_cast<unsigned char>(bytes[i]), 2);
+    text += Hex(bytes[i], 2);
   }
   return text;
 }
@@ -65,16 +66,16 @@ std::string HandleText(const qvlhost::Value& value) {
   if (!value.handle) return "nil";
   switch (value.kind) {
     case TypeKind::String:
-      return QuotedText(qvlhost::StringBytes(value));
+      return QuotedText(qvlhost::StringBytes(static_cast<REALstringStruct*>(value.handle)));
     case TypeKind::MemoryBlock:
-      return MemoryBlockText(qvlhost::MemoryBlockBytes(value));
+      return MemoryBlockText(static_cast<REALmemoryBlockStruct*>(value.handle));
     case TypeKind::Picture: {
       auto* picture = static_cast<REALpictureStruct*>(value.handle);
       return "Picture(" + std::to_string(qvlhost::PictureWidth(picture)) + " x " +
              std::to_string(qvlhost::PictureHeight(picture)) + ")";
     }
     default:
-      return qvlhost::KindName(value.kind);
+      return qvlhost::ClassName(value.handle);
   }
 }
 

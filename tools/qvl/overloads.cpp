@@ -4,6 +4,7 @@
 #include <sys/stat.h>
 
 #include <cstdint>
+#include <cstring>
 #include <fstream>
 #include <iterator>
 
@@ -102,7 +103,13 @@ bool MemoryBlockArgument(const std::string& path, Value* value, std::string* err
     *error = "missing file " + path;
     return false;
   }
-  *value = qvlhost::NewMemoryBlockValue(bytes);
+  REALmemoryBlockStruct* block = qvlhost::NewMemoryBlock(static_cast<int64_t>(bytes.size()));
+  if (!block) {
+    *error = "no memory block of " + std::to_string(bytes.size()) + " bytes for " + path;
+    return false;
+  }
+  std::memcpy(qvlhost::MemoryBlockData(block), bytes.data(), bytes.size());
+  *value = Value::Handle(TypeKind::MemoryBlock, block);
   return true;
 }
 
@@ -137,7 +144,7 @@ bool ArgumentValue(const std::string& text, const Parameter& parameter, Value* v
       *value = Value::Color(static_cast<uint32_t>(literal.integer));
       return true;
     case TypeKind::String:
-      *value = qvlhost::NewStringValue(text);
+      *value = Value::Handle(TypeKind::String, qvlhost::NewString(text));
       return true;
     case TypeKind::Picture:
       return PictureArgument(text, value, error);
