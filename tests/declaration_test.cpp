@@ -9,6 +9,9 @@
 #include <vector>
 
 #include "call.h"
+#include "qvl/entry_points.h"
+#include "support/plugin_test.h"
+#include "surface.h"
 
 namespace {
 
@@ -311,6 +314,191 @@ TEST(PropertyAccess, StandardAccessorTouchesOnlyItsFieldWidth) {
   EXPECT_EQ(qvlhost::ReadField(data, 4, qvlhost::TypeNamed("boolean")).integer, 1);
   EXPECT_EQ(qvlhost::ReadField(data, 8, qvlhost::TypeNamed("Integer")).integer, -2);
   EXPECT_EQ(qvlhost::ReadField(data, 16, qvlhost::TypeNamed("Color")).integer, 0x00ABCDEF);
+}
+
+// A hand-made class and Picture extension, registered as the plug-in would
+// register them, reached through the host's surface.
+namespace handmade {
+
+int64_t Scaled(REALobjectStruct* self, int64_t by) {
+  int64_t field;
+  std::memcpy(&field, static_cast<uint8_t*>(qvlhost::InstanceData(self)) + 8, sizeof field);
+  return field * by;
+}
+double Twice(double x) { return 2 * x; }
+double GetRatio(REALobjectStruct* self, int64_t param) {
+  double value;
+  std::memcpy(&value, static_cast<uint8_t*>(qvlhost::InstanceData(self)) + param, sizeof value);
+  return value;
+}
+void SetRatio(REALobjectStruct* self, int64_t param, double value) {
+  std::memcpy(static_cast<uint8_t*>(qvlhost::InstanceData(self)) + param, &value, sizeof value);
+}
+int64_t WidthPlus(REALpictureStruct* picture, int64_t extra) { return qvlhost::PictureWidth(picture) + extra; }
+int64_t marks[4];
+int64_t GetMark(REALpictureStruct*, int64_t index) { return marks[index]; }
+void SetMark(REALpictureStruct*, int64_t index, int64_t value) { marks[index] = value; }
+
+template <class Function>
+void* Fn(Function* function) {
+  return reinterpret_cast<void*>(function);
+}
+
+REALproperty Field(const char* name, const char* type, int32_t offset) {
+  REALproperty property{};
+  property.name = name;
+  property.type = type;
+  property.getter = REALstandardGetter;
+  property.setter = REALstandardSetter;
+  property.param = offset;
+  return property;
+}
+
+REALproperty properties[] = {
+    Field("Source", "Picture", 0), Field("Count", "Integer", 8), Field("Outside", "Integer", 28),
+    REALproperty{nullptr, "Ratio", "Double", 0, Fn(GetRatio), Fn(SetRatio), 16, nullptr, 0, nullptr, 0, nullptr}};
+REALmethodDefinition methods[] = {{Fn(Scaled), nullptr, "Scaled(by as integer) as integer", consoleTarget, 0, nullptr}};
+REALmethodDefinition sharedMethods[] = {
+    {Fn(Twice), nullptr, "Twice(x as double) as double", consoleTarget, 0, nullptr}};
+REALmethodDefinition extensionMethods[] = {
+    {Fn(WidthPlus), nullptr, "WidthPlusQVL(extra as integer = 1) as integer", consoleTarget, 0, nullptr},
+    {Fn(GetMark), Fn(SetMark), "MarkQVL(index as integer) as integer", consoleTarget, 0, nullptr},
+};
+
+REALclassDefinition HandClass() {
+  REALclassDefinition definition{};
+  definition.version = kCurrentREALControlVersion;
+  definition.name = "HandQVL";
+  definition.dataSize = 32;
+  definition.properties = properties;
+  definition.propertyCount = 4;
+  definition.methods = methods;
+  definition.methodCount = 1;
+  definition.sharedMethods = sharedMethods;
+  definition.sharedMethodCount = 1;
+  return definition;
+}
+
+REALclassDefinition PictureExtension() {
+  REALclassDefinition definition{};
+  definition.name = "Picture";
+  definition.methods = extensionMethods;
+  definition.methodCount = 2;
+  return definition;
+}
+
+}  // namespace handmade
+
+class HandMadeSurface : public PluginTest {
+ protected:
+  void SetUp() override {
+    PluginTest::SetUp();
+    classDefinition_ = handmade::HandClass();
+    extension_ = handmade::PictureExtension();
+    reinterpret_cast<REALRegisterClassFn>(gResolver("PluginRegisterClass"))(&classDefinition_);
+    reinterpret_cast<REALRegisterClassExtensionFn>(gResolver("PluginRegisterClassExtension"))(&extension_);
+  }
+
+  qvlhost::SurfaceProperty Property(const char* name) {
+    qvlhost::SurfaceProperty property;
+    EXPECT_TRUE(qvlhost::FindProperty("handqvl", name, &property)) << name;
+    return property;
+  }
+
+  REALclassDefinition classDefinition_;
+  REALclassDefinition extension_;
+};
+
+TEST_F(HandMadeSurface, InstanceSharedAndExtensionMethodsHaveTheirCallForms) {
+  std::vector<qvlhost::SurfaceOwner> owners = qvlhost::Surface();
+  ASSERT_EQ(owners.size(), 2u);
+  EXPECT_EQ(owners[0].kind, qvlhost::OwnerKind::Class);
+  EXPECT_EQ(owners[1].kind, qvlhost::OwnerKind::ClassExtension);
+
+  std::vector<qvlhost::SurfaceMethod> scaled = qvlhost::FindMethods("SCALED");
+  ASSERT_EQ(scaled.size(), 1u);
+  EXPECT_TRUE(scaled[0].IsInstanceMethod());
+  EXPECT_EQ(scaled[0].callForm.parameters.size(), 2u);  // the instance, then "by"
+  qvlhost::OwnedObject instance(qvlhost::NewObject("HandQVL"));
+  ASSERT_TRUE(qvlhost::SetProperty(Property("Count"), instance.get(), Value::Integer(-7), nullptr));
+  std::vector<Value> arguments = {Value::Handle(TypeKind::Object, instance.get()), Value::Integer(3)};
+  Value result;
+  ASSERT_TRUE(qvlhost::CallMethod(scaled[0], arguments, &result, nullptr));
+  EXPECT_EQ(result.integer, -21);
+
+  std::vector<qvlhost::SurfaceMethod> twice = qvlhost::FindMethods("HandQVL.Twice");
+  ASSERT_EQ(twice.size(), 1u);
+  EXPECT_TRUE(twice[0].shared);
+  std::vector<Value> half = {Value::Double(0.25)};
+  ASSERT_TRUE(qvlhost::CallMethod(twice[0], half, &result, nullptr));
+  EXPECT_EQ(result.real, 0.5);
+  EXPECT_TRUE(qvlhost::FindMethods("Picture.Twice").empty());
+}
+
+TEST_F(HandMadeSurface, ExtensionMethodsTakeThePictureFirstAndDefaultsFillIn) {
+  std::vector<qvlhost::SurfaceMethod> widthPlus = qvlhost::FindMethods("WidthPlusQVL");
+  ASSERT_EQ(widthPlus.size(), 1u);
+  EXPECT_TRUE(widthPlus[0].IsExtension());
+  qvlhost::OwnedPicture picture(qvlhost::NewPicture(20, 10));
+  std::vector<Value> arguments = {Value::Handle(TypeKind::Picture, picture.get())};
+  Value result;
+  std::string error;
+  ASSERT_TRUE(qvlhost::CallMethod(widthPlus[0], arguments, &result, &error)) << error;
+  EXPECT_EQ(result.integer, 21);
+  EXPECT_EQ(arguments.size(), 2u);
+
+  // The setter makes an assigning form, registered before the plain one.
+  std::vector<qvlhost::SurfaceMethod> mark = qvlhost::FindMethods("MarkQVL");
+  ASSERT_EQ(mark.size(), 2u);
+  ASSERT_TRUE(mark[0].assigning);
+  EXPECT_TRUE(mark[0].callForm.parameters.back().assigns);
+  EXPECT_EQ(mark[0].callForm.result.kind, TypeKind::Nothing);
+  std::vector<Value> assign = {Value::Handle(TypeKind::Picture, picture.get()), Value::Integer(2), Value::Integer(99)};
+  ASSERT_TRUE(qvlhost::CallMethod(mark[0], assign, nullptr, &error)) << error;
+  std::vector<Value> read = {Value::Handle(TypeKind::Picture, picture.get()), Value::Integer(2)};
+  ASSERT_TRUE(qvlhost::CallMethod(mark[1], read, &result, &error)) << error;
+  EXPECT_EQ(result.integer, 99);
+
+  std::vector<Value> tooMany = {Value::Handle(TypeKind::Picture, picture.get()), Value::Integer(1), Value::Integer(2)};
+  EXPECT_FALSE(qvlhost::CallMethod(widthPlus[0], tooMany, &result, &error));
+  std::vector<Value> none;
+  EXPECT_FALSE(qvlhost::CallMethod(widthPlus[0], none, &result, &error));
+}
+
+TEST_F(HandMadeSurface, StandardAccessorFieldsHoldTheirOwnReferences) {
+  qvlhost::OwnedObject instance(qvlhost::NewObject("HandQVL"));
+  qvlhost::OwnedPicture picture(qvlhost::NewPicture(4, 4));
+  qvlhost::SurfaceProperty source = Property("Source");
+  ASSERT_TRUE(qvlhost::SetProperty(source, instance.get(), Value::Handle(TypeKind::Picture, picture.get()), nullptr));
+  EXPECT_EQ(qvlhost::ReferenceCount(picture.get()), 2);
+  Value read;
+  ASSERT_TRUE(qvlhost::GetProperty(source, instance.get(), &read, nullptr));
+  EXPECT_EQ(read.handle, picture.get());
+  EXPECT_EQ(qvlhost::ReferenceCount(picture.get()), 3);  // one more for the reader
+  qvlhost::ReleaseValue(read);
+  ASSERT_TRUE(qvlhost::SetProperty(source, instance.get(), Value::Nil(TypeKind::Picture), nullptr));
+  EXPECT_EQ(qvlhost::ReferenceCount(picture.get()), 1);
+  // A field kept by the instance is given back with the instance.
+  ASSERT_TRUE(qvlhost::SetProperty(source, instance.get(), Value::Handle(TypeKind::Picture, picture.get()), nullptr));
+  instance.reset();
+  EXPECT_EQ(qvlhost::ReferenceCount(picture.get()), 1);
+}
+
+TEST_F(HandMadeSurface, PropertiesRefuseWhatDoesNotFit) {
+  qvlhost::OwnedObject instance(qvlhost::NewObject("HandQVL"));
+  qvlhost::OwnedPicture picture(qvlhost::NewPicture(4, 4));
+  std::string error;
+  Value value;
+  EXPECT_FALSE(qvlhost::SetProperty(Property("Count"), instance.get(), Value::Double(1), &error));
+  EXPECT_FALSE(qvlhost::GetProperty(Property("Outside"), instance.get(), &value, &error));  // 28 + 8 > 32
+  EXPECT_NE(error.find("outside"), std::string::npos);
+  EXPECT_FALSE(qvlhost::GetProperty(Property("Count"), picture.get(), &value, &error));  // no HandQVL instance
+  qvlhost::SurfaceProperty unknown;
+  EXPECT_FALSE(qvlhost::FindProperty("HandQVL", "Nothing", &unknown));
+
+  ASSERT_TRUE(qvlhost::SetProperty(Property("Ratio"), instance.get(), Value::Double(0.75), &error)) << error;
+  ASSERT_TRUE(qvlhost::GetProperty(Property("Ratio"), instance.get(), &value, &error)) << error;
+  EXPECT_EQ(value.real, 0.75);
 }
 
 }  // namespace
