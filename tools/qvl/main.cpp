@@ -58,6 +58,8 @@ bool StartHost(const CommandLine& line, std::string* error) {
   qvlhost::Config config;
   if (line.versionGiven) config.version = line.hostVersion;
   if (line.storageGiven) config.storage = line.storage;
+  // gd storage is what console applications have; desktop ones draw with Core Graphics.
+  if (config.storage.kind != qvlhost::Storage::CoreGraphics) config.app = qvlhost::AppKind::Console;
   qvlhost::Reset(config);
   if (line.debug) setenv("QVLDEBUG", "1", 1);
   std::string path = PluginPath(line);
