@@ -106,6 +106,7 @@ struct Instance : Object {
   static void operator delete(void* memory);
   static void operator delete(void* memory, DataSize data);
   void ReleaseContents() override;
+  void ListHeld(std::vector<const void*>* held) const override;
   void* Data() { return reinterpret_cast<uint8_t*>(this) + kDataOffset; }
 
   static const uint64_t kDataOffset;

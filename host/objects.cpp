@@ -86,12 +86,6 @@ Object* NewInstanceOf(const std::string& name) {
   return nullptr;
 }
 
-void Instance::ReleaseContents() {
-  if (definition->destructor) {
-    reinterpret_cast<void (*)(REALobjectStruct*)>(definition->destructor)(HandleOf<REALobjectStruct>(this));
-  }
-}
-
 REALobjectStruct* NewObject(const std::string& className) {
   return HandleOf<REALobjectStruct>(NewInstanceOf(className));
 }

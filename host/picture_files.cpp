@@ -108,8 +108,32 @@ gdImagePtr ImageFromPicture(const Picture* picture) {
   return image;
 }
 
-// GIF keeps transparency as one palette entry: pixels less than half opaque take it.
-void* EncodeGif(gdImagePtr image, bool hasAlpha, int* size) {
+// A palette image with exactly the colours of the opaque pixels, when there
+// are few enough of them; null otherwise. Index 0 is left for transparency.
+gdImagePtr ExactPalette(gdImagePtr image, bool hasAlpha) {
+  gdImagePtr palette = gdImageCreate(image->sx, image->sy);
+  if (!palette) return nullptr;
+  if (hasAlpha) gdImageColorTransparent(palette, gdImageColorAllocateAlpha(palette, 0, 0, 0, gdAlphaTransparent));
+  for (int y = 0; y < image->sy; ++y) {
+    for (int x = 0; x < image->sx; ++x) {
+      int c = image->tpixels[y][x];
+      if (hasAlpha && GDAlphaToOpacity(gdTrueColorGetAlpha(c)) < 128) continue;
+      int r = gdTrueColorGetRed(c), g = gdTrueColorGetGreen(c), b = gdTrueColorGetBlue(c);
+      int index = gdImageColorExact(palette, r, g, b);
+      if (index < 0) index = gdImageColorAllocate(palette, r, g, b);
+      if (index < 0) {
+        gdImageDestroy(palette);
+        return nullptr;
+      }
+      palette->pixels[y][x] = static_cast<unsigned char>(index);
+    }
+  }
+  return palette;
+}
+
+// gd's quantizer for pictures of many colours; pixels less than half opaque
+// take the one transparent entry.
+gdImagePtr QuantizedPalette(gdImagePtr image, bool hasAlpha) {
   gdImagePtr opaque = gdImageClone(image);
   if (!opaque) return nullptr;
   for (int y = 0; y < opaque->sy; ++y) {
@@ -117,18 +141,23 @@ void* EncodeGif(gdImagePtr image, bool hasAlpha, int* size) {
   }
   gdImagePtr palette = gdImageCreatePaletteFromTrueColor(opaque, 0, hasAlpha ? gdMaxColors - 1 : gdMaxColors);
   gdImageDestroy(opaque);
-  if (!palette) return nullptr;
-  if (hasAlpha) {
-    int transparent = gdImageColorAllocateAlpha(palette, 0, 0, 0, gdAlphaTransparent);
-    gdImageColorTransparent(palette, transparent);
-    for (int y = 0; y < image->sy; ++y) {
-      for (int x = 0; x < image->sx; ++x) {
-        if (GDAlphaToOpacity(gdTrueColorGetAlpha(image->tpixels[y][x])) < 128) {
-          palette->pixels[y][x] = static_cast<unsigned char>(transparent);
-        }
+  if (!palette || !hasAlpha) return palette;
+  int transparent = gdImageColorAllocateAlpha(palette, 0, 0, 0, gdAlphaTransparent);
+  gdImageColorTransparent(palette, transparent);
+  for (int y = 0; y < image->sy; ++y) {
+    for (int x = 0; x < image->sx; ++x) {
+      if (GDAlphaToOpacity(gdTrueColorGetAlpha(image->tpixels[y][x])) < 128) {
+        palette->pixels[y][x] = static_cast<unsigned char>(transparent);
       }
     }
   }
+  return palette;
+}
+
+void* EncodeGif(gdImagePtr image, bool hasAlpha, int* size) {
+  gdImagePtr palette = ExactPalette(image, hasAlpha);
+  if (!palette) palette = QuantizedPalette(image, hasAlpha);
+  if (!palette) return nullptr;
   void* bytes = gdImageGifPtr(palette, size);
   gdImageDestroy(palette);
   return bytes;

@@ -1,0 +1,88 @@
+// The resolver answers the entry points the plug-in uses, hides what the
+// configuration hides, and every call lands in the journal.
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "qvl/entry_points.h"
+#include "support/plugin_test.h"
+
+namespace {
+
+class ResolverTest : public PluginTest {
+ protected:
+  qvlhost::Config HostConfig() override {
+    qvlhost::Config config;
+    config.version = 2019.01;
+    config.hiddenEntries = {"REALLockObject"};
+    config.hiddenClasses = {"MemoryBlock"};
+    config.app = qvlhost::AppKind::Console;
+    return config;
+  }
+};
+
+TEST_F(ResolverTest, AnswersEveryEntryButHiddenAndUnknownOnes) {
+  const std::vector<std::string> entries = {
+#define QVL_ENTRY_NAME(wrapper, entry, Ret, params, args, fail) entry,
+      QVL_ENTRY_POINTS(QVL_ENTRY_NAME)
+#undef QVL_ENTRY_NAME
+          QVL_ENTRY_GET_RB_VERSION,
+      QVL_ENTRY_REGISTER_PLUGIN_VERSION, QVL_ENTRY_STRING_GET_CSTRING};
+  for (const std::string& entry : entries) {
+    EXPECT_EQ(entry == "REALLockObject", gResolver(entry.c_str()) == nullptr) << entry;
+  }
+  EXPECT_EQ(nullptr, gResolver("REALNoSuchEntry"));
+  EXPECT_EQ(nullptr, gResolver("reallockpicturedescription"));
+}
+
+TEST_F(ResolverTest, VersionApplicationAndClassesFollowTheConfiguration) {
+  EXPECT_EQ(2019.01, reinterpret_cast<QVLGetRBVersionFn>(gResolver("REALGetRBVersion"))());
+  auto classRef = reinterpret_cast<REALGetClassRefFn>(gResolver("pluginObjectType"));
+  EXPECT_NE(nullptr, classRef("ConsoleApplication"));
+  EXPECT_EQ(nullptr, classRef("Application"));
+  EXPECT_EQ(nullptr, classRef("WebApplication"));
+  EXPECT_EQ(nullptr, classRef("MemoryBlock"));
+  EXPECT_EQ(nullptr, reinterpret_cast<REALnewInstanceFn>(gResolver("PluginNewInstance"))("MemoryBlock"));
+  reinterpret_cast<QVLRegisterPluginVersionFn>(gResolver("RegisterPluginVersion"))(15);
+  EXPECT_EQ(15, qvlhost::RegisteredPluginVersion());
+}
+
+TEST_F(ResolverTest, JournalRecordsEntryHandleAndArguments) {
+  qvlhost::OwnedPicture picture(qvlhost::NewPicture(2, 2));
+  qvlhost::ClearJournal();
+  int64_t width = 0;
+  reinterpret_cast<REALGetPropValueIntegerFn>(gResolver("REALGetPropValueInteger"))(picture, "Width", &width);
+  reinterpret_cast<REALPictureClearCacheFn>(gResolver("REALPictureClearCache"))(picture);
+  ASSERT_EQ((std::vector<std::string>{"REALGetPropValueInteger", "REALPictureClearCache"}),
+            qvlhost::JournalEntryNames());
+  const qvlhost::JournalEntry& first = qvlhost::Journal()[0];
+  EXPECT_EQ(picture.get(), first.handle);
+  EXPECT_EQ(0u, first.detail.find("\"Width\", ")) << first.detail;
+  EXPECT_EQ(1, qvlhost::CacheClearCount(picture));
+}
+
+class FailingPropertyTest : public PluginTest {
+ protected:
+  qvlhost::Config HostConfig() override {
+    qvlhost::Config config;
+    config.failingProperties = {"HorizontalResolution"};
+    config.hiddenMethods = {"Mask(create As Boolean = True) As Picture"};
+    return config;
+  }
+};
+
+TEST_F(FailingPropertyTest, ConfiguredPropertiesAndMethodsFail) {
+  qvlhost::OwnedPicture picture(qvlhost::NewPicture(2, 2));
+  int64_t value = 0;
+  EXPECT_FALSE(
+      REALGetPropValueIntegerFn(gResolver("REALGetPropValueInteger"))(picture, "HorizontalResolution", &value));
+  EXPECT_FALSE(REALSetPropValueIntegerFn(gResolver("REALSetPropValueInteger"))(picture, "HorizontalResolution", 3));
+  EXPECT_TRUE(REALSetPropValueIntegerFn(gResolver("REALSetPropValueInteger"))(picture, "VerticalResolution", 3));
+  EXPECT_EQ(3, qvlhost::VerticalResolution(picture));
+  auto load = REALLoadObjectMethodFn(gResolver("REALLoadObjectMethod"));
+  EXPECT_EQ(nullptr, load(picture, "Mask(create As Boolean = True) As Picture"));
+  EXPECT_NE(nullptr, load(picture, "Mask(assigns newMask As Picture)"));
+}
+
+}  // namespace
