@@ -47,13 +47,17 @@ bench: deps
 	cmake --build $(BENCH_BUILD) -j $(JOBS)
 	$(BENCH_BUILD)/bench/qvl_bench $(BENCH_ARGS)
 
-package: build
+package: deps
+	cmake -S . -B $(BUILD) -DCMAKE_BUILD_TYPE=Release $(CMAKE_ARGS) >/dev/null
+	cmake --build $(BUILD) -j $(JOBS) --target PictureQVL
 	rm -rf $(BUILD)/package PictureQVL.xojo_plugin
-	platform=$$(case "$$(uname -s)/$$(uname -m)" in \
+	@platform=$$(case "$$(uname -s)/$$(uname -m)" in \
 	  Linux/x86_64) echo "Linux X86 64bit";; Linux/aarch64) echo "Linux ARM64";; Darwin/*) echo "Mac Universal";; esac); \
+	if [ -z "$$platform" ]; then echo "package: no Xojo platform for $$(uname -s)/$$(uname -m)" >&2; exit 1; fi; \
+	library=$$(ls $(BUILD)/libPictureQVL.so $(BUILD)/libPictureQVL.dylib 2>/dev/null | head -n 1); \
 	mkdir -p "$(BUILD)/package/PictureQVL/Build Resources/$$platform" && \
-	cp $(BUILD)/libPictureQVL.* "$(BUILD)/package/PictureQVL/Build Resources/$$platform/" && \
-	cd $(BUILD)/package && zip -qr ../../PictureQVL.xojo_plugin PictureQVL
+	cp "$$library" "$(BUILD)/package/PictureQVL/Build Resources/$$platform/" && \
+	cd $(BUILD)/package && zip -qr "$(CURDIR)/PictureQVL.xojo_plugin" PictureQVL
 	@echo "Package written to PictureQVL.xojo_plugin"
 
 format:
