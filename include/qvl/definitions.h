@@ -27,119 +27,121 @@ enum : uint32_t { kCurrentREALControlVersion = 15 };
 #define REALstandardGetter ((void*)-1)
 #define REALstandardSetter ((void*)-1)
 
+// Every field starts out zero, so a record written with its leading fields
+// only leaves the rest empty.
 struct REALattribute {
-  const char* name;
-  const char* value;
+  const char* name{};
+  const char* value{};
 };
 
 struct REALmethodDefinition {
-  void* function;
-  void* setter;
-  const char* declaration;
-  uint32_t flags;
-  uint64_t attributeCount;
-  REALattribute* attributes;
+  void* function{};
+  void* setter{};
+  const char* declaration{};
+  uint32_t flags{};
+  uint64_t attributeCount{};
+  REALattribute* attributes{};
 };
 
 struct REALproperty {
-  const char* group;
-  const char* name;
-  const char* type;
-  uint32_t flags;
-  void* getter;
-  void* setter;
-  int32_t param;
-  void* editor;
-  uint64_t enumCount;
-  void* enumEntries;
-  uint64_t attributeCount;
-  REALattribute* attributes;
+  const char* group{};
+  const char* name{};
+  const char* type{};
+  uint32_t flags{};
+  void* getter{};
+  void* setter{};
+  int32_t param{};
+  void* editor{};
+  uint64_t enumCount{};
+  void* enumEntries{};
+  uint64_t attributeCount{};
+  REALattribute* attributes{};
 };
 
 struct REALconstant {
-  const char* declaration;
-  uint64_t reserved1;
-  uint64_t reserved2;
-  uint64_t attributeCount;
-  REALattribute* attributes;
+  const char* declaration{};
+  uint64_t reserved1{};
+  uint64_t reserved2{};
+  uint64_t attributeCount{};
+  REALattribute* attributes{};
 };
 
 struct REALevent {
-  const char* declaration;
-  uint64_t reserved;
-  uint64_t attributeCount;
-  REALattribute* attributes;
+  const char* declaration{};
+  uint64_t reserved{};
+  uint64_t attributeCount{};
+  REALattribute* attributes{};
 };
 
 struct REALdelegate {
-  const char* declaration;
-  uint32_t flags;
-  uint64_t attributeCount;
-  REALattribute* attributes;
+  const char* declaration{};
+  uint32_t flags{};
+  uint64_t attributeCount{};
+  REALattribute* attributes{};
 };
 
 struct REALenum {
-  uint64_t reserved1;
-  uint64_t reserved2;
-  uint32_t flags;
-  uint64_t reserved4;
-  uint64_t reserved5;
-  uint64_t reserved6;
-  uint64_t reserved7;
+  uint64_t reserved1{};
+  uint64_t reserved2{};
+  uint32_t flags{};
+  uint64_t reserved4{};
+  uint64_t reserved5{};
+  uint64_t reserved6{};
+  uint64_t reserved7{};
 };
 
 struct REALclassDefinition {
-  uint32_t version;
-  const char* name;
-  const char* superName;
-  uint64_t dataSize;
-  uint64_t forSystemUse;
-  void* constructor;
-  void* destructor;
-  REALproperty* properties;
-  uint64_t propertyCount;
-  REALmethodDefinition* methods;
-  uint64_t methodCount;
-  REALevent* events;
-  uint64_t eventCount;
-  void* eventInstances;
-  uint64_t eventInstanceCount;
-  uint64_t reserved;
-  REALattribute* attributes;
-  uint64_t attributeCount;
-  REALconstant* constants;
-  uint64_t constantCount;
-  uint32_t flags;
-  REALproperty* sharedProperties;
-  uint64_t sharedPropertyCount;
-  REALmethodDefinition* sharedMethods;
-  uint64_t sharedMethodCount;
-  REALdelegate* delegates;
-  uint64_t delegateCount;
-  REALenum* enums;
-  uint64_t enumCount;
+  uint32_t version{};
+  const char* name{};
+  const char* superName{};
+  uint64_t dataSize{};
+  uint64_t forSystemUse{};
+  void* constructor{};
+  void* destructor{};
+  REALproperty* properties{};
+  uint64_t propertyCount{};
+  REALmethodDefinition* methods{};
+  uint64_t methodCount{};
+  REALevent* events{};
+  uint64_t eventCount{};
+  void* eventInstances{};
+  uint64_t eventInstanceCount{};
+  uint64_t reserved{};
+  REALattribute* attributes{};
+  uint64_t attributeCount{};
+  REALconstant* constants{};
+  uint64_t constantCount{};
+  uint32_t flags{};
+  REALproperty* sharedProperties{};
+  uint64_t sharedPropertyCount{};
+  REALmethodDefinition* sharedMethods{};
+  uint64_t sharedMethodCount{};
+  REALdelegate* delegates{};
+  uint64_t delegateCount{};
+  REALenum* enums{};
+  uint64_t enumCount{};
 };
 
 struct REALmoduleDefinition {
-  uint32_t version;
-  const char* name;
-  REALmethodDefinition* methods;
-  uint64_t methodCount;
-  REALconstant* constants;
-  uint64_t constantCount;
-  REALproperty* properties;
-  uint64_t propertyCount;
-  void* structures;
-  uint64_t structureCount;
-  REALenum* enums;
-  uint64_t enumCount;
-  REALattribute* attributes;
-  uint64_t attributeCount;
-  REALdelegate* delegates;
-  uint64_t delegateCount;
-  uint64_t reserved[8];
-  uint32_t flags;
-  uint64_t reserved2[2];
+  uint32_t version{};
+  const char* name{};
+  REALmethodDefinition* methods{};
+  uint64_t methodCount{};
+  REALconstant* constants{};
+  uint64_t constantCount{};
+  REALproperty* properties{};
+  uint64_t propertyCount{};
+  void* structures{};
+  uint64_t structureCount{};
+  REALenum* enums{};
+  uint64_t enumCount{};
+  REALattribute* attributes{};
+  uint64_t attributeCount{};
+  REALdelegate* delegates{};
+  uint64_t delegateCount{};
+  uint64_t reserved[8]{};
+  uint32_t flags{};
+  uint64_t reserved2[2]{};
 };
 
 static_assert(sizeof(void*) == 8, "definition records are laid out for 64-bit targets");

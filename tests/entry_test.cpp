@@ -1,0 +1,127 @@
+// REALPluginMain across hosts: the SDK version it tells, the route the
+// Picture extension takes, tracing from QVLDEBUG and the loading line.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <string>
+#include <vector>
+
+#include "frame/globals.h"
+#include "frame/tables.h"
+#include "qvlhost.h"
+#include "support/plugin_test.h"
+
+extern "C" void REALPluginMain(QVLResolver resolver);
+
+namespace {
+
+using Lines = std::vector<std::string>;
+
+struct HostCase {
+  const char* name;
+  double version;
+  bool hideVersionEntry;
+  int32_t sdkVersion;
+  bool generatedModules;
+};
+
+class StartUp : public PluginTest, public ::testing::WithParamInterface<HostCase> {
+ protected:
+  qvlhost::Config HostConfig() override {
+    qvlhost::Config config;
+    config.version = GetParam().version;
+    if (GetParam().hideVersionEntry) config.hiddenEntries.insert("REALGetRBVersion");
+    return config;
+  }
+};
+
+TEST_P(StartUp, SdkVersionAndRouteFollowTheHostVersionAndNothingIsLogged) {
+  qvlhost::LogCapture log;
+  REALPluginMain(qvlhost::Resolver());
+  const HostCase& host = GetParam();
+  EXPECT_EQ(host.hideVersionEntry ? 0.0 : host.version, rbversion_rbversion);
+  EXPECT_EQ(host.sdkVersion, CurrentREALControlVersion);
+  EXPECT_EQ(host.sdkVersion, qvlhost::RegisteredPluginVersion());
+  EXPECT_TRUE(qvlhost::RegisteredClasses().empty());
+  EXPECT_TRUE(qvlhost::RegisteredGlobalMethods().empty());
+  if (host.generatedModules) {
+    ASSERT_EQ(1u, qvlhost::RegisteredModules().size());
+    const REALmoduleDefinition* module = qvlhost::RegisteredModules()[0];
+    EXPECT_STREQ("PicturePictureExtensionQVL", module->name);
+    EXPECT_EQ(uint32_t(host.sdkVersion), module->version);
+    ASSERT_EQ(pictureMethods.size(), module->methodCount);
+    EXPECT_STREQ("ThresholdQVL(extends ref as Picture, Threshold as integer) as picture",
+                 module->methods[0].declaration);
+    EXPECT_EQ(0x14u, module->methods[0].flags);
+    EXPECT_EQ(DebuggingSharedProperties, module->properties);
+    EXPECT_EQ(0x26u, DebuggingSharedProperties[0].flags);
+    EXPECT_TRUE(qvlhost::RegisteredClassExtensions().empty());
+  } else {
+    EXPECT_TRUE(qvlhost::RegisteredModules().empty());
+    EXPECT_THAT(qvlhost::RegisteredClassExtensions(), ::testing::ElementsAre(&pictureClass));
+    EXPECT_EQ(uint32_t(host.sdkVersion), pictureClass.version);
+    EXPECT_EQ(host.hideVersionEntry ? 0u : 0x4u, pictureMethods[0].flags) << "console-safe mark before 2010.029";
+  }
+  EXPECT_EQ(Lines{}, log.Lines());
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Hosts, StartUp,
+    ::testing::Values(HostCase{"NoVersionEntry", 2024.03, true, 9, false},
+                      HostCase{"V2011_04", 2011.04, false, 9, false}, HostCase{"V2012_5", 2012.5, false, 10, false},
+                      HostCase{"V2013_0", 2013.0, false, 11, true}, HostCase{"V2013_03", 2013.03, false, 12, true},
+                      HostCase{"V2013_04", 2013.04, false, 13, true}, HostCase{"V2020_01", 2020.01, false, 13, true},
+                      HostCase{"V2020_02", 2020.02, false, 13, true}, HostCase{"V3000_0", 3000.0, false, 13, false}),
+    [](const auto& info) { return std::string(info.param.name); });
+
+TEST_F(PluginTest, NullResolverRegistersNothing) {
+  REALPluginMain(nullptr);
+  EXPECT_EQ(0.0, rbversion_rbversion);
+  EXPECT_EQ(9, CurrentREALControlVersion);
+  EXPECT_EQ(-1, qvlhost::RegisteredPluginVersion());
+  EXPECT_EQ(nullptr, gpartname);
+  EXPECT_TRUE(qvlhost::RegisteredModules().empty());
+  EXPECT_TRUE(qvlhost::RegisteredClassExtensions().empty());
+}
+
+struct DebugCase {
+  const char* value;
+  bool enabled;
+};
+
+class DebugVariable : public PluginTest, public ::testing::WithParamInterface<DebugCase> {};
+
+TEST_P(DebugVariable, OnlyOneTrueOrYesInAnyCaseTurnsTracingOn) {
+  qvlhost::LogCapture log;
+  setenv("QVLDEBUG", GetParam().value, 1);
+  REALPluginMain(qvlhost::Resolver());
+  unsetenv("QVLDEBUG");
+  EXPECT_EQ(GetParam().enabled, DebuggingEnabled);
+  const Lines loading = {"Loading Picture in Xojo 2024.03 and plugin SDK version 13..."};
+  EXPECT_EQ(GetParam().enabled ? loading : Lines{}, log.Lines());
+}
+
+INSTANTIATE_TEST_SUITE_P(Values, DebugVariable,
+                         ::testing::Values(DebugCase{"YES", true}, DebugCase{"True", true}, DebugCase{"1", true},
+                                           DebugCase{"2", false}, DebugCase{"on", false}, DebugCase{"", false}));
+
+class BuiltApplication : public PluginTest {
+ protected:
+  qvlhost::Config HostConfig() override {
+    qvlhost::Config config;
+    config.builtApplication = true;
+    return config;
+  }
+};
+
+TEST_F(BuiltApplication, TracesButNeverWritesTheLoadingLine) {
+  qvlhost::LogCapture log;
+  setenv("QVLDEBUG", "yes", 1);
+  REALPluginMain(qvlhost::Resolver());
+  unsetenv("QVLDEBUG");
+  EXPECT_TRUE(DebuggingEnabled);
+  EXPECT_EQ(Lines{}, log.Lines());
+}
+
+}  // namespace
