@@ -1,5 +1,7 @@
 #include "ratio_table.h"
 
+#include <unistd.h>
+
 #include <cstdio>
 
 #include "harness.h"
@@ -70,6 +72,8 @@ void PrintOperationRatios(const MedianCollector& collector, std::ostream& out) {
 }
 
 }  // namespace
+
+MedianCollector::MedianCollector() : ConsoleReporter(isatty(STDOUT_FILENO) ? OO_ColorTabular : OO_Tabular) {}
 
 void MedianCollector::ReportRuns(const std::vector<Run>& runs) {
   ConsoleReporter::ReportRuns(runs);

@@ -10,10 +10,12 @@
 #include <string>
 #include <vector>
 
-// Prints every run as the console reporter does and keeps, per benchmark, the
+// Prints every run as the console reporter does, and keeps, per benchmark, the
 // median CPU time of its repetitions (or the time of its one run).
 class MedianCollector : public benchmark::ConsoleReporter {
  public:
+  // Colours only on a terminal, so that the output can go to a file.
+  MedianCollector();
   void ReportRuns(const std::vector<Run>& runs) override;
 
   const std::map<std::string, double>& medians() const { return medians_; }
