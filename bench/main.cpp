@@ -1,10 +1,13 @@
 // qvl_bench: the plug-in's picture operations on 4096 x 4096 pictures in the
 // cg2 and gd layouts, against the floor and OpenCV measured in the same run.
 #include <benchmark/benchmark.h>
-#include <malloc.h>
 
 #include <climits>
+#include <cstdlib>
 #include <iostream>
+#if defined(__GLIBC__)
+#include <malloc.h>
+#endif
 
 #include "harness.h"
 #include "ratio_table.h"
@@ -16,7 +19,9 @@ int main(int argc, char** argv) {
   // random. Pictures of one block are larger than the allocator's mapping
   // limit and come fresh from the kernel every time, for the floor, the
   // operations and OpenCV alike.
+#if defined(__GLIBC__)
   mallopt(M_TRIM_THRESHOLD, INT_MAX);
+#endif
   benchmark::Initialize(&argc, argv);
   if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
   AddFloors();
