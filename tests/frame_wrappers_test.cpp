@@ -1,0 +1,96 @@
+// Host wrappers bind on first use, stay quiet when an entry is missing and
+// ask again on the next call.
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <map>
+#include <string>
+
+#include "frame/wrappers.h"
+
+namespace {
+
+std::map<std::string, int> lookups;
+std::map<std::string, void*> available;
+
+void* CountingResolver(const char* name) {
+  ++lookups[name];
+  auto found = available.find(name);
+  return found == available.end() ? nullptr : found->second;
+}
+
+int lockCalls = 0;
+void CountLock(REALobjectStruct*) { ++lockCalls; }
+uint32_t Utf8Encoding(REALstringStruct*) { return 0x08000100; }
+const char* FixedBytes(REALstringStruct*) { return "abc"; }
+int64_t LengthThree(REALstringStruct*) { return 3; }
+void* LoadLenB(const char*, const char* declaration) {
+  return std::strcmp(declaration, "LenB( s as string ) as integer") == 0 ? reinterpret_cast<void*>(&LengthThree)
+                                                                         : nullptr;
+}
+
+class WrapperTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    lookups.clear();
+    available.clear();
+    lockCalls = 0;
+    gResolver = CountingResolver;
+  }
+};
+
+TEST_F(WrapperTest, MissingEntriesGiveQuietResults) {
+  REALobjectStruct object;
+  REALstringStruct text;
+  REALpictureStruct picture;
+  int64_t value = 7;
+  REALLockObject(&object);
+  REALUnlockObject(&object);
+  EXPECT_EQ(0u, REALGetStringEncoding(&text));
+  EXPECT_EQ(nullptr, REALNewPicture(10, 10, 32));
+  EXPECT_FALSE(REALGetPropValueInteger(&object, "Width", &value));
+  EXPECT_EQ(7, value);
+  EXPECT_FALSE(REALinRuntime());
+  EXPECT_EQ(2, REALGetPictureType(&picture));
+}
+
+TEST_F(WrapperTest, FailedLookupIsAskedAgainAndFoundLater) {
+  REALobjectStruct object;
+  REALLockObject(&object);
+  REALLockObject(&object);
+  EXPECT_EQ(2, lookups["REALLockObject"]);
+  EXPECT_EQ(0, lockCalls);
+  available["REALLockObject"] = reinterpret_cast<void*>(&CountLock);
+  REALLockObject(&object);
+  REALLockObject(&object);
+  EXPECT_EQ(3, lookups["REALLockObject"]);
+  EXPECT_EQ(2, lockCalls);
+}
+
+TEST_F(WrapperTest, EntryIsLookedUpByTheHostsSpelling) {
+  REALstringStruct text;
+  available["REALGetStringEncoding"] = reinterpret_cast<void*>(&Utf8Encoding);
+  EXPECT_EQ(0x08000100u, REALGetStringEncoding(&text));
+  REALpictureStruct picture;
+  REALGetPictureGraphics(&picture);
+  REALLoadFrameworkMethod(nullptr, "x");
+  EXPECT_EQ(1, lookups["pluginPictureGraphicsGetter"]);
+  EXPECT_EQ(1, lookups["REALLoadGlobalMethod"]);
+}
+
+TEST_F(WrapperTest, StringContentsHalvesFailApart) {
+  REALstringStruct text;
+  size_t length = 99;
+  EXPECT_EQ(nullptr, REALGetStringContents(&text, &length));
+  EXPECT_EQ(0u, length);
+
+  available["StringGetCString"] = reinterpret_cast<void*>(&FixedBytes);
+  EXPECT_STREQ("abc", REALGetStringContents(&text, &length));
+  EXPECT_EQ(0u, length) << "no LenB: the bytes come without their count";
+
+  available["REALLoadGlobalMethod"] = reinterpret_cast<void*>(&LoadLenB);
+  EXPECT_STREQ("abc", REALGetStringContents(&text, &length));
+  EXPECT_EQ(3u, length);
+}
+
+}  // namespace
