@@ -59,6 +59,59 @@ TEST_P(HostPictureTest, DescriptionLocksOnlyInItsOwnStorage) {
   unlock(picture);
 }
 
+TEST_P(HostPictureTest, DrawPictureCopiesOneToOneExactly) {
+  qvlhost::OwnedPicture source(qvlhost::NewAlphaPicture(3, 2));
+  qvlhost::OwnedPicture target(qvlhost::NewAlphaPicture(3, 2));
+  qvlhost::SetPixelColour(source, 0, 0, qvlhost::Rgba{200, 10, 20, 255});
+  qvlhost::SetPixelColour(source, 1, 1, qvlhost::Rgba{30, 60, 90, 100});
+  qvlhost::OwnedGraphics graphics(qvlhost::PictureGraphics(target));
+  auto draw = reinterpret_cast<void (*)(REALgraphicsStruct*, REALpictureStruct*, int64_t, int64_t, int64_t, int64_t,
+                                        int64_t, int64_t, int64_t, int64_t)>(
+      Entry<REALLoadObjectMethodFn>("REALLoadObjectMethod")(
+          graphics,
+          "DrawPicture(Image as Picture, x as Integer, y as Integer, w as Integer, h as Integer, "
+          "sx as Integer = 0, sy as Integer = 0, sw as Integer = -10000, sh as Integer = -10000)"));
+  ASSERT_TRUE(draw);
+  draw(graphics, source, 0, 0, 3, 2, 0, 0, -10000, -10000);
+  for (int y = 0; y < 2; ++y) {
+    for (int x = 0; x < 3; ++x) EXPECT_EQ(qvlhost::PixelWord(source, x, y), qvlhost::PixelWord(target, x, y));
+  }
+}
+
+TEST_P(HostPictureTest, DrawLineUsesForeColourAndPenSize) {
+  qvlhost::OwnedPicture picture(qvlhost::NewPicture(5, 4));
+  qvlhost::OwnedGraphics graphics(qvlhost::PictureGraphics(picture));
+  ASSERT_TRUE(Entry<REALSetPropValueColorFn>("REALSetPropValueColor")(graphics, "ForeColor", 0x0000FF));
+  auto drawLine =
+      reinterpret_cast<void (*)(REALgraphicsStruct*, int64_t, int64_t, int64_t, int64_t)>(Entry<REALLoadObjectMethodFn>(
+          "REALLoadObjectMethod")(graphics, "DrawLine( x1 as Integer, y1 as Integer, x2 as Integer, y2 as Integer )"));
+  ASSERT_TRUE(drawLine);
+  drawLine(graphics, 0, 1, 3, 1);
+  const qvlhost::Rgba blue{0, 0, 255, 255}, white{255, 255, 255, 255};
+  for (int x = 0; x < 5; ++x) EXPECT_EQ(x <= 3 ? blue : white, qvlhost::PixelColour(picture, x, 1)) << x;
+  EXPECT_EQ(white, qvlhost::PixelColour(picture, 1, 0));
+  EXPECT_EQ(white, qvlhost::PixelColour(picture, 1, 2));
+}
+
+TEST_P(HostPictureTest, MaskMethodsCreateOnlyWhenAskedAndTakeTheirOwnReference) {
+  qvlhost::OwnedPicture picture(qvlhost::NewPicture(2, 2));
+  auto load = Entry<REALLoadObjectMethodFn>("REALLoadObjectMethod");
+  auto getMask = reinterpret_cast<REALpictureStruct* (*)(REALobjectStruct*, bool)>(
+      load(picture, "Mask(create As Boolean = True) As Picture"));
+  auto setMask = reinterpret_cast<void (*)(REALobjectStruct*, REALpictureStruct*)>(
+      load(picture, "Mask(assigns newMask As Picture)"));
+  ASSERT_TRUE(getMask && setMask);
+  EXPECT_EQ(nullptr, getMask(picture, false));
+  qvlhost::OwnedPicture mask(getMask(picture, true));
+  ASSERT_TRUE(mask);
+  EXPECT_EQ(qvlhost::PixelWord(picture, 1, 1), qvlhost::PixelWord(mask, 1, 1));
+  setMask(picture, nullptr);
+  EXPECT_EQ(nullptr, qvlhost::PictureMask(picture));
+  EXPECT_EQ(1, qvlhost::ReferenceCount(mask));
+  setMask(picture, mask);
+  EXPECT_EQ(2, qvlhost::ReferenceCount(mask));
+}
+
 QVL_INSTANTIATE_LAYOUTS(HostPictureTest);
 
 }  // namespace

@@ -4,10 +4,19 @@
 
 #include <gtest/gtest.h>
 
+#include <ostream>
 #include <string>
 
 #include "frame/globals.h"
 #include "qvlhost.h"
+
+namespace qvlhost {
+// Readable values in test failures: channels as {r, g, b, a}, layouts by name.
+inline void PrintTo(const Rgba& colour, std::ostream* out) {
+  *out << "{" << int(colour.r) << ", " << int(colour.g) << ", " << int(colour.b) << ", " << int(colour.a) << "}";
+}
+inline void PrintTo(const Storage& storage, std::ostream* out) { *out << storage.Name(); }
+}  // namespace qvlhost
 
 class PluginTest : public ::testing::Test {
  protected:
