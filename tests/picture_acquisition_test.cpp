@@ -1,0 +1,225 @@
+// Acquiring host pictures: picture kinds, the two storage forms and what
+// they refuse, the application probe and the flags that stick.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <string>
+#include <vector>
+
+#include "picture/picture_editor.h"
+#include "support/plugin_test.h"
+
+namespace {
+
+using qvlhost::AppKind;
+using qvlhost::OwnedPicture;
+using qvlhost::Storage;
+
+class AcquisitionTest : public PluginTest {
+ protected:
+  void SetUp() override {
+    PluginTest::SetUp();
+    IsConsole = IsDesktop = CheckedApplication = false;
+  }
+  void TearDown() override {
+    DebuggingEnabled = false;
+    PluginTest::TearDown();
+  }
+  void Configure(AppKind app, Storage storage) {
+    qvlhost::CurrentConfig().app = app;
+    qvlhost::CurrentConfig().storage = storage;
+  }
+};
+
+bool HasLine(const std::vector<std::string>& lines, const std::string& line) {
+  return std::find(lines.begin(), lines.end(), line) != lines.end();
+}
+
+int64_t Calls(const std::string& entry) {
+  const std::vector<std::string> names = qvlhost::JournalEntryNames();
+  return std::count(names.begin(), names.end(), entry);
+}
+
+TEST_F(AcquisitionTest, NilPictureReleasesWhatWasHeldAndStoresNothing) {
+  OwnedPicture pic(qvlhost::NewPicture(2, 2));
+  PictureEditor editor;
+  ASSERT_TRUE(editor.GetPictureEditor(pic, true, false));
+  EXPECT_FALSE(editor.GetPictureEditor(nullptr, false, true));
+  EXPECT_EQ(nullptr, editor.picture);
+  EXPECT_EQ(1, qvlhost::ReferenceCount(pic));
+  EXPECT_EQ(0, qvlhost::DescriptionLockCount(pic));
+  EXPECT_TRUE(editor.reading);
+  EXPECT_FALSE(editor.writing);
+}
+
+TEST_F(AcquisitionTest, PictureKindsDecideWhatCanBeWritten) {
+  const struct {
+    int64_t kind;
+    bool writing;
+    bool acquired;
+    const char* word;
+  } cases[] = {
+      {0, true, false, "HiDPI Image, return false"},
+      {1, true, false, "Vector image, return false"},
+      {3, true, false, "Vector image, return false"},
+      {2, true, true, "Mutable Image, ok"},
+      {7, true, true, nullptr},
+      {-1, true, true, nullptr},
+      {0, false, true, nullptr},
+      {1, false, true, nullptr},
+      {3, false, true, nullptr},
+      {2, false, true, "Mutable Image, ok"},
+  };
+  DebuggingEnabled = true;
+  qvlhost::CurrentConfig().version = 2015.04;  // below the hosts that offer a best representation
+  rbversion_rbversion = 2015.04;
+  for (const auto& c : cases) {
+    OwnedPicture pic(qvlhost::NewPicture(2, 2));
+    qvlhost::SetPictureKind(pic, c.kind);
+    qvlhost::ClearJournal();
+    qvlhost::LogCapture log;
+    PictureEditor editor;
+    EXPECT_EQ(c.acquired, editor.GetPictureEditor(pic, !c.writing, c.writing)) << c.kind;
+    EXPECT_EQ(c.acquired ? 1 : 0, Calls("REALLockPictureDescription")) << c.kind;
+    if (c.word) {
+      EXPECT_TRUE(HasLine(log.Lines(), std::string("QVL Debug: ") + c.word)) << c.kind;
+    }
+  }
+}
+
+TEST_F(AcquisitionTest, MissingKindEntryCountsAsMutable) {
+  qvlhost::CurrentConfig().hiddenEntries.insert("PluginPictureGetType");
+  OwnedPicture pic(qvlhost::NewPicture(2, 2));
+  qvlhost::SetPictureKind(pic, 0);
+  PictureEditor editor;
+  EXPECT_TRUE(editor.GetPictureEditor(pic, false, true));
+}
+
+TEST_F(AcquisitionTest, StorageFormsRefuseWhatTheyCannotWalk) {
+  const struct {
+    AppKind app;
+    Storage storage;
+    uint32_t pictureTypeAfter;
+    const char* word;
+  } cases[] = {
+      {AppKind::Desktop, Storage::CG(0), 0, nullptr},
+      {AppKind::Desktop, Storage::CG(7), 0, nullptr},
+      {AppKind::Desktop, Storage::CG(1, 24), 1, "BitsPerPixel is not 32."},
+      {AppKind::Console, Storage::Palette(), 0, nullptr},
+  };
+  DebuggingEnabled = true;
+  for (const auto& c : cases) {
+    Configure(c.app, c.storage);
+    OwnedPicture pic(qvlhost::NewPicture(2, 2));
+    qvlhost::LogCapture log;
+    PictureEditor editor;
+    EXPECT_FALSE(editor.GetPictureEditor(pic, false, true)) << c.storage.Name();
+    const std::vector<std::string> lines = log.Lines();
+    EXPECT_TRUE(HasLine(lines, "QVL Debug: GetPictureEditor failed")) << c.storage.Name();
+    if (c.word) {
+      EXPECT_TRUE(HasLine(lines, std::string("QVL Debug: ") + c.word));
+    }
+    const bool alphaNamed = std::any_of(
+        lines.begin(), lines.end(), [](const std::string& line) { return line.find("kCGImageAlpha") != line.npos; });
+    EXPECT_EQ(c.pictureTypeAfter != 0, alphaNamed) << c.storage.Name();
+    EXPECT_EQ(c.pictureTypeAfter, editor.pictureType) << c.storage.Name();
+    EXPECT_EQ(0, qvlhost::DescriptionLockCount(pic));
+    EXPECT_EQ(1, qvlhost::ReferenceCount(pic));
+  }
+}
+
+class AcquiredLayoutTest : public LayoutTest {
+ protected:
+  qvlhost::Config HostConfig() override {
+    qvlhost::Config config = LayoutTest::HostConfig();
+    if (config.storage.kind != Storage::CoreGraphics) config.app = AppKind::Console;
+    config.extraBytesPerRow = 8;
+    return config;
+  }
+  void SetUp() override {
+    LayoutTest::SetUp();
+    IsConsole = IsDesktop = CheckedApplication = false;
+  }
+};
+
+TEST_P(AcquiredLayoutTest, AcquisitionRecordsSizeLayoutAndProperties) {
+  OwnedPicture pic(qvlhost::NewAlphaPicture(7, 3));
+  qvlhost::SetResolution(pic, 144, 72);
+  PictureReader reader(pic);
+  ASSERT_EQ(pic.get(), reader.picture);
+  const bool gd = GetParam().kind == Storage::GDTrueColor;
+  EXPECT_EQ(gd ? 8u : GetParam().alphaInfo, reader.pictureType);
+  EXPECT_EQ(gd ? 6 : int64_t(GetParam().alphaInfo), reader.lMacAlphaInfo);
+  EXPECT_EQ(7, reader.Width);
+  EXPECT_EQ(3, reader.Height);
+  EXPECT_EQ(gd ? 28 : 36, reader.BytesPerRow);
+  EXPECT_EQ(4, reader.BytesPerPixel);
+  EXPECT_EQ(reader.Pixelbase, reader.base);
+  EXPECT_EQ(gd, reader.tpixels != nullptr);
+  EXPECT_TRUE(reader.HasAlphaChannel);
+  EXPECT_EQ(!gd, reader.contextHasAlpha);
+  EXPECT_EQ(144, reader.HorizontalResolution);
+  EXPECT_EQ(72, reader.VerticalResolution);
+  EXPECT_EQ(gd, IsConsole);
+  EXPECT_EQ(!gd, IsDesktop);
+}
+
+TEST_F(AcquisitionTest, UnreadablePropertiesCountAsFalseAndZero) {
+  qvlhost::CurrentConfig().failingProperties = {"HasAlphaChannel", "VerticalResolution"};
+  OwnedPicture pic(qvlhost::NewAlphaPicture(2, 2));
+  DebuggingEnabled = true;
+  qvlhost::LogCapture log;
+  PictureReader reader(pic);
+  ASSERT_EQ(pic.get(), reader.picture);
+  EXPECT_FALSE(reader.HasAlphaChannel);
+  EXPECT_EQ(0, reader.VerticalResolution);
+  EXPECT_EQ(72, reader.HorizontalResolution);
+  EXPECT_TRUE(HasLine(log.Lines(), "QVL Debug: HasAlphaChannel property not found."));
+}
+
+TEST_F(AcquisitionTest, ApplicationProbeSetsOneFlagOnce) {
+  const struct {
+    AppKind app;
+    Storage storage;
+    bool desktop, console;
+  } cases[] = {
+      {AppKind::Desktop, Storage::CG(2), true, false}, {AppKind::Console, Storage::GD(), false, true},
+      {AppKind::Web, Storage::GD(), false, true},      {AppKind::None, Storage::CG(2), true, false},
+      {AppKind::None, Storage::GD(), false, true},
+  };
+  for (const auto& c : cases) {
+    IsConsole = IsDesktop = CheckedApplication = false;
+    Configure(c.app, c.storage);
+    OwnedPicture first(qvlhost::NewPicture(2, 2)), second(qvlhost::NewPicture(2, 2));
+    qvlhost::ClearJournal();
+    PictureEditor editor;
+    EXPECT_TRUE(editor.GetPictureEditor(first, true, false));
+    EXPECT_EQ(3, Calls("pluginObjectType"));
+    EXPECT_TRUE(CheckedApplication);
+    EXPECT_EQ(c.desktop, IsDesktop);
+    EXPECT_EQ(c.console, IsConsole);
+    qvlhost::ClearJournal();
+    EXPECT_TRUE(editor.GetPictureEditor(second, true, false));
+    EXPECT_EQ(0, Calls("pluginObjectType"));
+  }
+}
+
+TEST_F(AcquisitionTest, FirstSuccessfulStorageFormSticks) {
+  const struct { Storage first, later; } cases[] = {{Storage::CG(2), Storage::GD()}, {Storage::GD(), Storage::CG(2)}};
+  for (const auto& c : cases) {
+    IsConsole = IsDesktop = CheckedApplication = false;
+    Configure(AppKind::None, c.first);
+    OwnedPicture first(qvlhost::NewPicture(2, 2));
+    PictureEditor editor;
+    ASSERT_TRUE(editor.GetPictureEditor(first, true, false));
+    qvlhost::CurrentConfig().storage = c.later;
+    OwnedPicture later(qvlhost::NewPicture(2, 2));
+    qvlhost::ClearJournal();
+    EXPECT_FALSE(editor.GetPictureEditor(later, false, true));
+    EXPECT_EQ(1, Calls("REALLockPictureDescription"));  // the other form is not tried
+  }
+}
+
+QVL_INSTANTIATE_LAYOUTS(AcquiredLayoutTest);
+
+}  // namespace

@@ -1,0 +1,152 @@
+// The row cursor and the release of an editor: GetRow's addresses and
+// warnings, the shared limit of nine warning lines, clear and its order.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <string>
+#include <vector>
+
+#include "picture/picture_editor.h"
+#include "support/plugin_test.h"
+
+namespace {
+
+using qvlhost::OwnedPicture;
+
+// Editors over every layout; gd pictures live in console applications.
+class RowTest : public LayoutTest {
+ protected:
+  qvlhost::Config HostConfig() override {
+    qvlhost::Config config = LayoutTest::HostConfig();
+    if (config.storage.kind != qvlhost::Storage::CoreGraphics) config.app = qvlhost::AppKind::Console;
+    config.extraBytesPerRow = 12;
+    return config;
+  }
+  void SetUp() override {
+    LayoutTest::SetUp();
+    IsConsole = IsDesktop = CheckedApplication = DebuggingEnabled = false;
+  }
+  void TearDown() override {
+    DebuggingEnabled = false;
+    LayoutTest::TearDown();
+  }
+};
+
+int64_t CountLines(const std::vector<std::string>& lines, const std::string& text) {
+  return std::count(lines.begin(), lines.end(), text);
+}
+
+TEST_P(RowTest, RowsAddressTheHostPixels) {
+  OwnedPicture pic(qvlhost::NewPicture(5, 4));
+  PictureReader reader(pic);
+  ASSERT_EQ(pic.get(), reader.picture);
+  EXPECT_EQ(reader.Pixelbase, reader.base);
+  for (int64_t row = 0; row < 4; ++row) {
+    uint32_t* address = reader.GetRow(row);
+    EXPECT_EQ(row, reader.y);
+    address[4] = 0x00010203u + uint32_t(row);
+    EXPECT_EQ(0x00010203u + uint32_t(row), qvlhost::PixelWord(pic, 4, row));
+  }
+  EXPECT_EQ(0, reader.warningCount);
+  EXPECT_EQ(reader.Pixelbase, reader.GetRow(4));
+  EXPECT_EQ(4, reader.y);
+  EXPECT_EQ(1, reader.warningCount);
+}
+
+TEST_P(RowTest, RowAboveThePictureIsReportedNotRefused) {
+  OwnedPicture pic(qvlhost::NewPicture(5, 4));
+  PictureReader reader(pic);
+  uint32_t* above = reader.GetRow(-1);
+  EXPECT_EQ(-1, reader.y);
+  if (reader.pictureType == 8) {
+    EXPECT_EQ(nullptr, above);  // gd has no row table entry above row 0
+    EXPECT_EQ(2, reader.warningCount);
+  } else {
+    EXPECT_EQ(reinterpret_cast<uintptr_t>(reader.Pixelbase) - uintptr_t(reader.BytesPerRow),
+              reinterpret_cast<uintptr_t>(above));
+    EXPECT_EQ(1, reader.warningCount);
+  }
+}
+
+TEST_P(RowTest, WarningsShareALimitOfNineLines) {
+  OwnedPicture pic(qvlhost::NewPicture(3, 2));
+  PictureReader reader(pic);
+  const struct {
+    bool debugging;
+    int tooSmall, tooBig;
+    int64_t smallLines, bigLines;
+  } cases[] = {{true, 0, 10, 0, 9}, {true, 5, 5, 5, 4}, {true, 12, 1, 9, 0}, {false, 4, 6, 0, 0}};
+  for (const auto& c : cases) {
+    if (reader.pictureType == 8 && c.tooSmall) continue;  // gd counts a row above also as a nil row
+    reader.warningCount = 0;
+    DebuggingEnabled = c.debugging;
+    qvlhost::LogCapture log;
+    for (int i = 0; i < c.tooSmall; ++i) reader.GetRow(-7);
+    for (int i = 0; i < c.tooBig; ++i) reader.GetRow(2);
+    const std::vector<std::string> lines = log.Lines();
+    EXPECT_EQ(c.smallLines, CountLines(lines, "QVL Debug: y is too small -7"));
+    EXPECT_EQ(c.bigLines, CountLines(lines, "y too big: 2 of 2 in GetRow"));
+    EXPECT_EQ(c.tooSmall + c.tooBig, reader.warningCount);
+  }
+  DebuggingEnabled = true;
+  qvlhost::LogCapture log;
+  reader.clear();  // resets the count, so lines appear again
+  reader.GetRow(3);
+  EXPECT_EQ(1, CountLines(log.Lines(), "y too big: 3 of 2 in GetRow"));
+}
+
+TEST_P(RowTest, EmptyEditorWarnsOfNilPixelbaseWithoutCounting) {
+  DebuggingEnabled = true;
+  qvlhost::LogCapture log;
+  PictureEditor editor;
+  EXPECT_EQ(nullptr, editor.GetRow(0));
+  EXPECT_EQ(1, CountLines(log.Lines(), "QVL Debug: Warning: Pixelbase is nil!"));
+  EXPECT_EQ(1, editor.warningCount);  // only "y too big" counts
+}
+
+TEST_P(RowTest, ClearGivesBackLockThenCacheThenReferenceOnce) {
+  OwnedPicture pic(qvlhost::NewPicture(3, 2));
+  for (bool writing : {false, true}) {
+    PictureEditor editor;
+    ASSERT_TRUE(editor.GetPictureEditor(pic, !writing, writing));
+    EXPECT_EQ(2, qvlhost::ReferenceCount(pic));
+    EXPECT_EQ(1, qvlhost::DescriptionLockCount(pic));
+    qvlhost::ClearJournal();
+    editor.clear();
+    std::vector<std::string> expected = {"unlockPictureDescription", "REALUnlockObject"};
+    if (writing) expected.insert(expected.begin() + 1, "REALPictureClearCache");
+    EXPECT_EQ(expected, qvlhost::JournalEntryNames());
+    EXPECT_EQ(1, qvlhost::ReferenceCount(pic));
+    qvlhost::ClearJournal();
+    editor.clear();
+    EXPECT_TRUE(qvlhost::JournalEntryNames().empty());
+    EXPECT_EQ(nullptr, editor.picture);
+    EXPECT_EQ(writing, editor.writing);  // clear keeps the flags
+  }
+}
+
+TEST_P(RowTest, ConstructionTracesOnlyWithDebugging) {
+  OwnedPicture pic(qvlhost::NewPicture(3, 2));
+  for (bool debugging : {false, true}) {
+    DebuggingEnabled = debugging;
+    qvlhost::LogCapture log;
+    { PictureReader reader(pic); }
+    { PictureWriter writer; }
+    const std::vector<std::string> lines = log.Lines();
+    if (!debugging) {
+      EXPECT_TRUE(lines.empty());
+      continue;
+    }
+    ASSERT_GE(lines.size(), 3u);
+    EXPECT_EQ("QVL Debug: PictureEditor", lines[0]);
+    EXPECT_EQ("QVL Debug: neu", lines[1]);
+    EXPECT_EQ(0u, lines[2].rfind("QVL Debug: GetPictureReader ", 0));
+    EXPECT_EQ(2, CountLines(lines, "QVL Debug: PictureEditor"));
+    // One clear at acquisition and one per destructor.
+    EXPECT_EQ(3, CountLines(lines, "QVL Debug: ClosePictureReader done"));
+  }
+}
+
+QVL_INSTANTIATE_LAYOUTS(RowTest);
+
+}  // namespace

@@ -1,0 +1,161 @@
+// Result pictures: the writer's size limits, the alpha-channel path, the
+// resolutions it carries, and the references it hands over.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <string>
+#include <vector>
+
+#include "picture/picture_editor.h"
+#include "support/plugin_test.h"
+
+namespace {
+
+using qvlhost::OwnedPicture;
+
+class WriterTest : public PluginTest {
+ protected:
+  void SetUp() override {
+    PluginTest::SetUp();
+    IsConsole = IsDesktop = CheckedApplication = false;
+  }
+  void TearDown() override {
+    DebuggingEnabled = false;
+    PluginTest::TearDown();
+  }
+};
+
+bool HasLine(const std::vector<std::string>& lines, const std::string& line) {
+  return std::find(lines.begin(), lines.end(), line) != lines.end();
+}
+
+TEST_F(WriterTest, SizeLimitsNameTheFirstSideThatFails) {
+  const struct {
+    int64_t width, height;
+    const char* word;  // nil: the writer is made
+  } cases[] = {
+      {0, 5, "width < 1"},          {32768, 0, "height < 1"},        {5, -1, "height < 1"}, {32768, 1, "width > 32767"},
+      {1, 32768, "height > 32767"}, {32768, 32768, "width > 32767"}, {32767, 1, nullptr},   {1, 32767, nullptr},
+  };
+  DebuggingEnabled = true;
+  for (const auto& c : cases) {
+    qvlhost::LogCapture log;
+    PictureWriter writer;
+    EXPECT_EQ(c.word == nullptr, writer.NewPictureWriter(c.width, c.height)) << c.width << "x" << c.height;
+    if (c.word) {
+      EXPECT_TRUE(HasLine(log.Lines(), std::string("QVL Debug: ") + c.word));
+    } else {
+      EXPECT_EQ(c.width, writer.Width);
+      EXPECT_EQ(1, qvlhost::ReferenceCount(writer.picture));
+    }
+  }
+  EXPECT_EQ(0, qvlhost::LiveObjectCount());  // unrendered writers took their pictures along
+}
+
+TEST_F(WriterTest, PictureTheHostCannotMakeGivesNoWriter) {
+  qvlhost::CurrentConfig().maxPictureBytes = 1000;
+  PictureWriter writer;
+  EXPECT_FALSE(writer.NewPictureWriter(100, 100));
+  EXPECT_EQ(nullptr, writer.picture);
+}
+
+TEST_F(WriterTest, AlphaReaderTakesTheConstructorPathWithoutSizeLimit) {
+  const struct {
+    double version;
+    bool alpha;
+    int64_t width;
+    bool made;
+  } cases[] = {
+      {2024.03, true, 40000, true}, {2024.03, false, 40000, false}, {2011.04, true, 10, true},
+      {2011.03, true, 10, false},   {2011.03, false, 10, true},
+  };
+  for (const auto& c : cases) {
+    qvlhost::CurrentConfig().version = rbversion_rbversion = c.version;
+    OwnedPicture source(c.alpha ? qvlhost::NewAlphaPicture(c.width, 1) : qvlhost::NewPicture(c.width, 1));
+    qvlhost::SetResolution(source, 144, 72);
+    PictureReader reader(source);
+    ASSERT_EQ(source.get(), reader.picture);
+    PictureWriter writer;
+    EXPECT_EQ(c.made, writer.NewPictureWriter(reader)) << c.version << " " << c.alpha << " " << c.width;
+    EXPECT_EQ(c.made && c.alpha, writer.HasAlphaChannel);
+    // The resolutions come along on every path, also after a failure.
+    EXPECT_EQ(144, writer.HorizontalResolution);
+    EXPECT_EQ(72, writer.VerticalResolution);
+  }
+}
+
+TEST_F(WriterTest, ConstructorPathFailuresGiveNil) {
+  DebuggingEnabled = true;
+  {
+    qvlhost::CurrentConfig().hiddenClasses = {"Picture"};
+    qvlhost::LogCapture log;
+    EXPECT_EQ(nullptr, NewPictureWithAlphaChannel(4, 4));
+    EXPECT_TRUE(HasLine(log.Lines(), "QVL Debug: Failed to allocate picture."));
+    qvlhost::CurrentConfig().hiddenClasses.clear();
+  }
+  qvlhost::CurrentConfig().hiddenMethods = {"Constructor(width as integer, height as integer)"};
+  qvlhost::ClearJournal();
+  qvlhost::LogCapture log;
+  EXPECT_EQ(nullptr, NewPictureWithAlphaChannel(4, 4));
+  EXPECT_TRUE(HasLine(log.Lines(), "QVL Debug: Failed to get picture constructor."));
+  // The new instance is not given back on this path: find it and release it here.
+  const qvlhost::JournalEntry& load = qvlhost::Journal().back();
+  ASSERT_EQ("REALLoadObjectMethod", load.entry);
+  EXPECT_EQ(1, qvlhost::ReferenceCount(load.handle));
+  qvlhost::Release(static_cast<REALobjectStruct*>(const_cast<void*>(load.handle)));
+  EXPECT_EQ(nullptr, NewPictureWithAlphaChannel(0, 4));
+}
+
+TEST_F(WriterTest, RenderSetsResolutionsOnlyWhenBothArePositive) {
+  const struct {
+    int64_t horizontal, vertical, expectedHorizontal, expectedVertical;
+  } cases[] = {{0, 0, 96, 96}, {144, 72, 144, 72}, {144, 0, 96, 96}, {0, 300, 96, 96}};
+  qvlhost::CurrentConfig().newPictureResolution = 96;
+  for (const auto& c : cases) {
+    OwnedPicture source(qvlhost::NewPicture(3, 3));
+    qvlhost::SetResolution(source, c.horizontal, c.vertical);
+    PictureReader reader(source);
+    PictureWriter writer;
+    ASSERT_TRUE(writer.NewPictureWriter(reader));
+    OwnedPicture result(writer.RenderPictureWriter());
+    EXPECT_EQ(c.expectedHorizontal, qvlhost::HorizontalResolution(result));
+    EXPECT_EQ(c.expectedVertical, qvlhost::VerticalResolution(result));
+  }
+}
+
+TEST_F(WriterTest, ReferencesPassFromCreatorToWriterToCaller) {
+  PictureWriter writer;
+  ASSERT_TRUE(writer.NewPictureWriter(4, 4));
+  REALpictureStruct* pic = writer.picture;
+  EXPECT_EQ(1, qvlhost::ReferenceCount(pic));  // the writer's
+  OwnedPicture result(writer.RenderPictureWriter());
+  ASSERT_EQ(pic, result.get());
+  EXPECT_EQ(1, qvlhost::ReferenceCount(pic));  // the caller's
+  EXPECT_EQ(0, qvlhost::DescriptionLockCount(pic));
+  EXPECT_EQ(2, qvlhost::CacheClearCount(pic));  // at the rendering and in clear
+  // Step by step: made with 1, then +1 -1 +1 -1.
+  int64_t count = 1;
+  std::vector<int64_t> counts;
+  for (const qvlhost::JournalEntry& entry : qvlhost::Journal()) {
+    if (entry.handle != pic || (entry.entry != "REALLockObject" && entry.entry != "REALUnlockObject")) continue;
+    count += entry.entry == "REALLockObject" ? 1 : -1;
+    counts.push_back(count);
+  }
+  EXPECT_EQ((std::vector<int64_t>{2, 1, 2, 1}), counts);
+  EXPECT_EQ(nullptr, writer.RenderPictureWriter());  // a writer renders once
+}
+
+TEST_F(WriterTest, RenderingAnEmptyEditorGivesNilAndStillClears) {
+  DebuggingEnabled = true;
+  qvlhost::LogCapture log;
+  PictureEditor editor;
+  EXPECT_EQ(nullptr, editor.RenderPictureWriter());
+  const std::vector<std::string> lines = log.Lines();
+  EXPECT_TRUE(std::any_of(lines.begin(), lines.end(), [](const std::string& line) {
+    return line.rfind("QVL Debug: RenderPictureWriter done ", 0) == 0;
+  }));
+  EXPECT_TRUE(HasLine(lines, "QVL Debug: ClosePictureReader done"));
+  EXPECT_TRUE(qvlhost::Journal().empty());
+}
+
+}  // namespace

@@ -1,0 +1,162 @@
+// ThresholdQVL: white where green and blue both reach the threshold, black
+// elsewhere, in every layout; and the filter frame around it.
+#include "filters/threshold.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstdint>
+#include <limits>
+#include <string>
+#include <vector>
+
+#include "picture/picture_editor.h"
+#include "registrationclient/registration_check.h"
+#include "support/plugin_test.h"
+
+namespace {
+
+using qvlhost::OwnedPicture;
+using qvlhost::Rgba;
+using qvlhost::Storage;
+
+class ThresholdTest : public LayoutTest {
+ protected:
+  qvlhost::Config HostConfig() override {
+    qvlhost::Config config = LayoutTest::HostConfig();
+    if (config.storage.kind != Storage::CoreGraphics) config.app = qvlhost::AppKind::Console;
+    config.extraBytesPerRow = 4;
+    return config;
+  }
+  void SetUp() override {
+    LayoutTest::SetUp();
+    IsConsole = IsDesktop = CheckedApplication = DebuggingEnabled = false;
+  }
+  void TearDown() override {
+    DebuggingEnabled = false;
+    LayoutTest::TearDown();
+  }
+
+  // The word the opaque write stores for white or black in this layout.
+  uint32_t Word(bool white) const {
+    const Storage& storage = GetParam();
+    if (storage.kind == Storage::GDTrueColor) return white ? 0x00FFFFFF : 0;
+    if (storage.alphaInfo % 2 == 1) return white ? 0xFFFFFFFF : 0xFF000000;
+    return white ? 0xFFFFFFFF : 0x000000FF;
+  }
+
+  // A picture of 11 columns (one block of eight and a tail) in one colour.
+  static REALpictureStruct* Filled(Rgba colour, int64_t height = 2) {
+    REALpictureStruct* pic = qvlhost::NewPicture(11, height);
+    for (int64_t y = 0; y < height; ++y) {
+      for (int64_t x = 0; x < 11; ++x) qvlhost::SetPixelColour(pic, x, y, colour);
+    }
+    return pic;
+  }
+};
+
+constexpr int64_t kMin = std::numeric_limits<int64_t>::min();
+constexpr int64_t kMax = std::numeric_limits<int64_t>::max();
+
+TEST_P(ThresholdTest, GreenAndBlueDecideRedTakesNoPart) {
+  const struct {
+    int64_t threshold;
+    Rgba colour;
+    bool white;
+  } cases[] = {
+      {0, {0, 0, 0, 255}, true},          {-1, {0, 0, 0, 255}, true},          {kMin, {0, 0, 0, 255}, true},
+      {256, {255, 255, 255, 255}, false}, {kMax, {255, 255, 255, 255}, false}, {255, {0, 255, 255, 255}, true},
+      {1, {255, 0, 0, 255}, false},       {1, {0, 255, 255, 255}, true},       {1, {255, 0, 255, 255}, false},
+      {1, {255, 255, 0, 255}, false},     {100, {0, 100, 100, 255}, true},     {100, {255, 99, 100, 255}, false},
+      {100, {255, 100, 99, 255}, false},
+  };
+  for (const auto& c : cases) {
+    OwnedPicture source(Filled(c.colour));
+    OwnedPicture result(ThresholdQVL(source, c.threshold));
+    ASSERT_NE(nullptr, result.get());
+    for (int64_t y = 0; y < 2; ++y) {
+      for (int64_t x = 0; x < 11; ++x) {
+        ASSERT_EQ(Word(c.white), qvlhost::PixelWord(result, x, y)) << c.threshold << " at " << x << "," << y;
+      }
+      EXPECT_EQ(qvlhost::FreshRowPadding(GetParam().kind == Storage::CoreGraphics ? 4 : 0),
+                qvlhost::RowPadding(result, y));
+    }
+  }
+}
+
+TEST_P(ThresholdTest, ResultIsOpaqueKeepsAlphaChannelAndDropsMask) {
+  OwnedPicture source(qvlhost::NewAlphaPicture(9, 3));  // fully transparent
+  OwnedPicture mask(qvlhost::NewPicture(9, 3));
+  qvlhost::SetPictureMask(source, mask);
+  OwnedPicture result(ThresholdQVL(source, 0));
+  ASSERT_NE(nullptr, result.get());
+  EXPECT_TRUE(qvlhost::HasAlphaChannel(result));
+  EXPECT_EQ(nullptr, qvlhost::PictureMask(result));
+  for (int64_t x = 0; x < 9; ++x) EXPECT_EQ(255, qvlhost::PixelRgba(result, x, 2).a);
+}
+
+TEST_P(ThresholdTest, NilAndOversizedSourcesGiveNil) {
+  const int64_t checksBefore = RegistrationCheckCalls();
+  EXPECT_EQ(nullptr, ThresholdQVL(nullptr, 10));
+  EXPECT_EQ(checksBefore, RegistrationCheckCalls());
+  EXPECT_TRUE(qvlhost::Journal().empty());
+  OwnedPicture wide(qvlhost::NewPicture(32768, 1));
+  EXPECT_EQ(nullptr, ThresholdQVL(wide, 10));
+  EXPECT_EQ(1, qvlhost::ReferenceCount(wide));
+  OwnedPicture widest(qvlhost::NewPicture(32767, 1));
+  OwnedPicture result(ThresholdQVL(widest, 10));
+  EXPECT_NE(nullptr, result.get());
+  EXPECT_EQ(checksBefore + 2, RegistrationCheckCalls());
+}
+
+TEST_P(ThresholdTest, TracesAppearOnlyWithDebugging) {
+  OwnedPicture source(Filled({1, 2, 3, 255}));
+  for (bool debugging : {false, true}) {
+    DebuggingEnabled = debugging;
+    qvlhost::LogCapture log;
+    OwnedPicture result(ThresholdQVL(source, 2));
+    const std::vector<std::string> lines = log.Lines();
+    if (!debugging) {
+      EXPECT_TRUE(lines.empty());
+      continue;
+    }
+    ASSERT_FALSE(lines.empty());
+    EXPECT_EQ("QVL Debug: PictureEditor", lines[0]);
+    // The walk's last step asks writer and reader for the row below the picture.
+    EXPECT_EQ(2, std::count(lines.begin(), lines.end(), "y too big: 2 of 2 in GetRow"));
+  }
+}
+
+QVL_INSTANTIATE_LAYOUTS(ThresholdTest);
+
+class ThresholdHostCallsTest : public PluginTest {
+ protected:
+  void SetUp() override {
+    PluginTest::SetUp();
+    IsConsole = IsDesktop = CheckedApplication = false;
+  }
+};
+
+TEST_F(ThresholdHostCallsTest, NormalRunMakesTheseHostCallsInOrder) {
+  OwnedPicture source(qvlhost::NewPicture(4, 3));
+  qvlhost::ClearJournal();
+  const int64_t checksBefore = RegistrationCheckCalls();
+  OwnedPicture result(ThresholdQVL(source, 128));
+  ASSERT_NE(nullptr, result.get());
+  const std::vector<std::string> acquire = {"PluginPictureGetType",       "REALGetPropValueBool",
+                                            "REALLockPictureDescription", "REALLockObject",
+                                            "REALGetPropValueInteger",    "REALGetPropValueInteger"};
+  std::vector<std::string> expected = {"pluginObjectType", "pluginObjectType", "pluginObjectType"};
+  expected.insert(expected.end(), acquire.begin(), acquire.end());
+  expected.push_back("newPicture");
+  expected.insert(expected.end(), acquire.begin(), acquire.end());
+  for (const char* name : {"REALUnlockObject", "REALLockObject", "REALPictureClearCache", "REALSetPropValueInteger",
+                           "REALSetPropValueInteger", "unlockPictureDescription", "REALPictureClearCache",
+                           "REALUnlockObject", "unlockPictureDescription", "REALUnlockObject"}) {
+    expected.push_back(name);
+  }
+  EXPECT_EQ(expected, qvlhost::JournalEntryNames());
+  EXPECT_EQ(checksBefore + 1, RegistrationCheckCalls());
+}
+
+}  // namespace
