@@ -83,6 +83,13 @@ void AddProperties(const REALproperty* records, uint64_t count, bool shared, Sur
   }
 }
 
+void AddDelegates(const REALdelegate* records, uint64_t count, SurfaceOwner* owner) {
+  if (!records) return;
+  for (uint64_t i = 0; i < count; ++i) {
+    owner->delegates.push_back(SurfaceDelegate{records[i].declaration ? records[i].declaration : "", records[i].flags});
+  }
+}
+
 SurfaceOwner ClassOwner(const REALclassDefinition* definition, OwnerKind kind) {
   SurfaceOwner owner;
   owner.name = definition->name ? definition->name : "";
@@ -93,6 +100,7 @@ SurfaceOwner ClassOwner(const REALclassDefinition* definition, OwnerKind kind) {
   AddMethods(definition->sharedMethods, definition->sharedMethodCount, true, &owner);
   AddProperties(definition->properties, definition->propertyCount, false, &owner);
   AddProperties(definition->sharedProperties, definition->sharedPropertyCount, true, &owner);
+  AddDelegates(definition->delegates, definition->delegateCount, &owner);
   return owner;
 }
 
@@ -103,6 +111,7 @@ SurfaceOwner ModuleOwner(const REALmoduleDefinition* definition) {
   owner.flags = definition->flags;
   AddMethods(definition->methods, definition->methodCount, false, &owner);
   AddProperties(definition->properties, definition->propertyCount, true, &owner);
+  AddDelegates(definition->delegates, definition->delegateCount, &owner);
   return owner;
 }
 
@@ -210,7 +219,8 @@ std::vector<SurfaceMethod> FindMethods(const std::string& name) {
   for (const SurfaceOwner& owner : Surface()) {
     if (!ownerName.empty() && !EqualsIgnoringCase(owner.name, ownerName)) continue;
     for (const SurfaceMethod& method : owner.methods) {
-      if (method.parseError.empty() && EqualsIgnoringCase(method.Name(), methodName)) found.push_back(method);
+      bool callable = method.parseError.empty() && method.function;
+      if (callable && EqualsIgnoringCase(method.Name(), methodName)) found.push_back(method);
     }
   }
   return found;

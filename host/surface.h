@@ -50,6 +50,11 @@ struct SurfaceProperty {
   bool StandardAccessor() const { return getter == REALstandardGetter; }
 };
 
+struct SurfaceDelegate {
+  std::string text;  // the delegate's declaration
+  uint32_t flags = 0;
+};
+
 struct SurfaceOwner {
   std::string name;  // "(global)" for the global methods
   OwnerKind kind = OwnerKind::Module;
@@ -57,6 +62,7 @@ struct SurfaceOwner {
   const REALclassDefinition* classDefinition = nullptr;
   std::vector<SurfaceMethod> methods;
   std::vector<SurfaceProperty> properties;
+  std::vector<SurfaceDelegate> delegates;
 };
 
 const char* OwnerKindName(OwnerKind kind);  // "module", "class", "class extension", "global methods"
@@ -67,7 +73,7 @@ std::vector<SurfaceOwner> Surface();
 
 // The methods of that name, ignoring case, in every owner. "Owner.Name"
 // restricts the search to one owner. Methods whose declaration could not be
-// read are left out.
+// read, and records without a function, are left out.
 std::vector<SurfaceMethod> FindMethods(const std::string& name);
 // A property of one owner, ignoring case; false when there is none.
 bool FindProperty(const std::string& owner, const std::string& name, SurfaceProperty* property);

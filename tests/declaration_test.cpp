@@ -363,7 +363,9 @@ REALmethodDefinition sharedMethods[] = {
 REALmethodDefinition extensionMethods[] = {
     {Fn(WidthPlus), nullptr, "WidthPlusQVL(extra as integer = 1) as integer", consoleTarget, 0, nullptr},
     {Fn(GetMark), Fn(SetMark), "MarkQVL(index as integer) as integer", consoleTarget, 0, nullptr},
+    {nullptr, Fn(SetMark), "OnlySetQVL(index as integer) as integer", consoleTarget, 0, nullptr},
 };
+REALdelegate delegates[] = {{"DoneQVL(ok as boolean)", consoleTarget, 0, nullptr}};
 
 REALclassDefinition HandClass() {
   REALclassDefinition definition{};
@@ -376,6 +378,8 @@ REALclassDefinition HandClass() {
   definition.methodCount = 1;
   definition.sharedMethods = sharedMethods;
   definition.sharedMethodCount = 1;
+  definition.delegates = delegates;
+  definition.delegateCount = 1;
   return definition;
 }
 
@@ -383,7 +387,7 @@ REALclassDefinition PictureExtension() {
   REALclassDefinition definition{};
   definition.name = "Picture";
   definition.methods = extensionMethods;
-  definition.methodCount = 2;
+  definition.methodCount = 3;
   return definition;
 }
 
@@ -414,6 +418,8 @@ TEST_F(HandMadeSurface, InstanceSharedAndExtensionMethodsHaveTheirCallForms) {
   ASSERT_EQ(owners.size(), 2u);
   EXPECT_EQ(owners[0].kind, qvlhost::OwnerKind::Class);
   EXPECT_EQ(owners[1].kind, qvlhost::OwnerKind::ClassExtension);
+  ASSERT_EQ(owners[0].delegates.size(), 1u);
+  EXPECT_EQ(owners[0].delegates[0].text, "DoneQVL(ok as boolean)");
 
   std::vector<qvlhost::SurfaceMethod> scaled = qvlhost::FindMethods("SCALED");
   ASSERT_EQ(scaled.size(), 1u);
@@ -458,6 +464,10 @@ TEST_F(HandMadeSurface, ExtensionMethodsTakeThePictureFirstAndDefaultsFillIn) {
   std::vector<Value> read = {Value::Handle(TypeKind::Picture, picture.get()), Value::Integer(2)};
   ASSERT_TRUE(qvlhost::CallMethod(mark[1], read, &result, &error)) << error;
   EXPECT_EQ(result.integer, 99);
+  // A row with a setter and no function can only be assigned.
+  std::vector<qvlhost::SurfaceMethod> onlySet = qvlhost::FindMethods("OnlySetQVL");
+  ASSERT_EQ(onlySet.size(), 1u);
+  EXPECT_TRUE(onlySet[0].assigning);
 
   std::vector<Value> tooMany = {Value::Handle(TypeKind::Picture, picture.get()), Value::Integer(1), Value::Integer(2)};
   EXPECT_FALSE(qvlhost::CallMethod(widthPlus[0], tooMany, &result, &error));

@@ -40,6 +40,9 @@ void PrintSurface(std::ostream& out) {
       out << "\n";
     }
     for (const qvlhost::SurfaceProperty& property : owner.properties) PrintProperty(out, property);
+    for (const qvlhost::SurfaceDelegate& delegate : owner.delegates) {
+      out << "  delegate " << delegate.text << "  " << Flags(delegate.flags) << "\n";
+    }
   }
 }
 

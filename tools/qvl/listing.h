@@ -6,7 +6,8 @@
 namespace qvltool {
 
 // Each module, class, class extension and the global methods with its name
-// and flags, then each method's declaration and flags and each property.
+// and flags, then each method's declaration and flags, each property and
+// each delegate.
 void PrintSurface(std::ostream& out);
 
 }  // namespace qvltool
