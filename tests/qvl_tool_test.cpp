@@ -126,6 +126,7 @@ TEST_F(QvlTool, BadInputGivesOneLineAndStatusTwo) {
       {{"ThresholdQVL", "IN", "1.5", "-o", "OUT"}, kThresholdDeclaration},
       {{"ThresholdQVL", "IN", "&c808080", "-o", "OUT"}, "fit no overload"},
       {{"NoSuchMethodQVL", "IN", "-o", "OUT"}, "unknown method NoSuchMethodQVL"},
+      {{"Picture.ThresholdQVL", "IN", "1", "-o", "OUT"}, kThresholdDeclaration},
       {{"--storage", "cg7", "list"}, "unknown storage"},
       {{"--host-version", "soon", "list"}, "bad host version"},
       {{"ThresholdQVL", "IN", "128"}, "give -o"},

@@ -76,10 +76,17 @@ std::string Declarations(const std::vector<SurfaceMethod>& methods) {
   return list;
 }
 
+// Names the methods of that name in other owners when the name was qualified.
+std::string UnknownMethodProblem(const std::string& name) {
+  std::vector<SurfaceMethod> elsewhere = qvlhost::FindMethods(name.substr(name.rfind('.') + 1));
+  if (elsewhere.empty()) return "unknown method " + name + " (qvl list shows the registered methods)";
+  return "unknown method " + name + "; registered are: " + Declarations(elsewhere);
+}
+
 std::string ChoiceProblem(const CommandLine& line, const qvltool::OverloadChoice& choice) {
   switch (choice.outcome) {
     case qvltool::OverloadChoice::UnknownMethod:
-      return "unknown method " + line.method + " (qvl list shows the registered methods)";
+      return UnknownMethodProblem(line.method);
     case qvltool::OverloadChoice::WrongCount:
       return "wrong number of arguments (" + std::to_string(line.arguments.size()) + ") for " + line.method + ": " +
              Declarations(choice.candidates);
