@@ -271,38 +271,6 @@ TEST(CallDeclared, RefusesArgumentsThatDoNotFitWithoutCalling) {
   EXPECT_FALSE(qvlhost::ValueFits(Value::Handle(TypeKind::Picture, &dummy), qvlhost::TypeNamed("MemoryBlock")));
 }
 
-// Accessors in the shapes of the class and module property records.
-struct Instance {
-  double factors[3];
-};
-double GetFactor(void* instance, int64_t param) { return static_cast<Instance*>(instance)->factors[param]; }
-void SetFactor(void* instance, int64_t param, double value) {
-  static_cast<Instance*>(instance)->factors[param] = value;
-}
-int8_t sharedSwitch = 0;
-int8_t GetSwitch() { return sharedSwitch; }
-void SetSwitch(int8_t value) { sharedSwitch = value; }
-
-TEST(PropertyAccess, CustomInstanceAndSharedAccessors) {
-  Instance instance{{1.5, 2.5, 3.5}};
-  Value value;
-  std::string error;
-  ASSERT_TRUE(qvlhost::CallPropertyGetter(reinterpret_cast<void*>(&GetFactor), &instance, false, 2,
-                                          qvlhost::TypeNamed("Double"), &value, &error))
-      << error;
-  EXPECT_EQ(value.real, 3.5);
-  ASSERT_TRUE(
-      qvlhost::CallPropertySetter(reinterpret_cast<void*>(&SetFactor), &instance, false, 1, Value::Double(-7), &error));
-  EXPECT_EQ(instance.factors[1], -7);
-
-  ASSERT_TRUE(
-      qvlhost::CallPropertySetter(reinterpret_cast<void*>(&SetSwitch), nullptr, true, 0, Value::Boolean(true), &error));
-  EXPECT_EQ(sharedSwitch, 1);
-  ASSERT_TRUE(qvlhost::CallPropertyGetter(reinterpret_cast<void*>(&GetSwitch), nullptr, true, 0,
-                                          qvlhost::TypeNamed("Boolean"), &value, &error));
-  EXPECT_EQ(value.integer, 1);
-}
-
 TEST(PropertyAccess, StandardAccessorTouchesOnlyItsFieldWidth) {
   unsigned char data[32];
   std::memset(data, 0xEE, sizeof data);
