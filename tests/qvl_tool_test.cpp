@@ -128,6 +128,7 @@ TEST_F(QvlTool, BadInputGivesOneLineAndStatusTwo) {
       {{"NoSuchMethodQVL", "IN", "-o", "OUT"}, "unknown method NoSuchMethodQVL"},
       {{"Picture.ThresholdQVL", "IN", "1", "-o", "OUT"}, kThresholdDeclaration},
       {{"--storage", "cg7", "list"}, "unknown storage"},
+      {{"--plugin", "NOTES", "list"}, "cannot load"},
       {{"--host-version", "soon", "list"}, "bad host version"},
       {{"ThresholdQVL", "IN", "128"}, "give -o"},
       {{"ThresholdQVL", "IN", "128", "-o", "/nonexistent-qvl-folder/out.png"}, "no folder"},

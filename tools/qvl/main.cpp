@@ -210,7 +210,8 @@ int main(int argc, char** argv) {
     std::cout << qvltool::UsageText();
     return 0;
   }
-  if (!StartHost(line, &error)) return Report(kFailed, error);
+  // A plug-in named on the command line that cannot be loaded is bad input.
+  if (!StartHost(line, &error)) return Report(line.pluginPath.empty() ? kFailed : kBadInput, error);
   if (line.list) {
     qvltool::PrintSurface(std::cout);
     return 0;
