@@ -24,13 +24,18 @@ struct Rect {
   int64_t x, y, w, h;
 };
 
+bool SameCoreGraphicsLayout(const Picture& a, const Picture& b) {
+  return a.cgPixels && b.cgPixels && a.storage.alphaInfo == b.storage.alphaInfo &&
+         a.storage.bitsPerPixel == b.storage.bitsPerPixel;
+}
+
 // Source over destination, in straight colours. An opaque source, or a
 // transparent destination, is copied exactly.
 void Compose(Picture* target, int64_t x, int64_t y, Rgba source, const Picture* from, int64_t fx, int64_t fy) {
   Rgba below = StraightRgba(target, x, y);
   if (source.a == 0) return;
   if (source.a == 255 || below.a == 0) {
-    if (from && from->storage.Name() == target->storage.Name() && !from->gd) {
+    if (from && SameCoreGraphicsLayout(*from, *target)) {
       return WriteWord(target, x, y, ReadWord(from, fx, fy));
     }
     return StoreStraightRgba(target, x, y, source);

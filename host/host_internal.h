@@ -165,10 +165,6 @@ T* Adopt(std::unique_ptr<T> object) {
   state.objects.push_back(std::move(object));
   return raw;
 }
-template <class T>
-T* FromHandle(const void* handle) {
-  return static_cast<T*>(const_cast<Object*>(static_cast<const Object*>(handle)));
-}
 // The handle of an object: the object's own address, as each handle type.
 template <class Handle>
 Handle* HandleOf(Object* object) {
