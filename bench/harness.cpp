@@ -2,6 +2,7 @@
 
 #include <benchmark/benchmark.h>
 #include <gd.h>
+#include <time.h>
 
 #include <cstring>
 #include <utility>
@@ -15,7 +16,7 @@ namespace {
 
 // Few iterations, several repetitions: each call takes tens of milliseconds,
 // and the median of the repetitions stands up to a noisy machine.
-constexpr int kIterations = 3;
+constexpr int kIterations = 2;
 constexpr int kRepetitions = 7;
 
 const BenchLayout* gCurrentLayout = nullptr;
@@ -108,19 +109,74 @@ std::vector<Measure>& MeasureList() {
   return measures;
 }
 
-void RunMeasure(benchmark::State& state, const BenchLayout& layout, const Measure& measure) {
-  UseLayout(layout);
-  REALpictureStruct* source = SourcePicture(measure.source);
-  if (!source) {
-    state.SkipWithError("the host could not make the source picture");
-    return;
+const Measure* FindMeasure(const std::string& name) {
+  for (const Measure& measure : MeasureList()) {
+    if (measure.name == name) return &measure;
   }
+  return nullptr;
+}
+
+double CpuSeconds() {
+  timespec now;
+  clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &now);
+  return double(now.tv_sec) + double(now.tv_nsec) * 1e-9;
+}
+
+// Runs a measure once, adding its processor time to *total.
+bool TimedRun(const Measure& measure, REALpictureStruct* source, double* total) {
+  const double start = CpuSeconds();
+  const bool done = measure.run(source);
+  *total += CpuSeconds() - start;
+  return done;
+}
+
+REALpictureStruct* PrepareSource(benchmark::State& state, const BenchLayout& layout, SourceKind kind) {
+  UseLayout(layout);
+  REALpictureStruct* source = SourcePicture(kind);
+  if (!source) state.SkipWithError("the host could not make the source picture");
+  return source;
+}
+
+// A floor or a reference alone, for its time in milliseconds.
+void RunAlone(benchmark::State& state, const BenchLayout& layout, const Measure& measure) {
+  REALpictureStruct* source = PrepareSource(state, layout, measure.source);
+  if (!source) return;
   for (auto _ : state) {
     if (!measure.run(source)) {
       state.SkipWithError("the measured call failed");
       break;
     }
   }
+}
+
+// An operation paired with its floor and its reference: every iteration runs
+// the floor, the operation and the reference back to back, so that the
+// ratios compare calls made under the same load of the machine. The
+// iteration time is the operation's; the ratios are counters.
+void RunPaired(benchmark::State& state, const BenchLayout& layout, const Measure& operation, const Measure& floor,
+               const Measure* reference) {
+  REALpictureStruct* source = PrepareSource(state, layout, operation.source);
+  if (!source) return;
+  double floorTime = 0, operationTime = 0, referenceTime = 0;
+  for (auto _ : state) {
+    const double before = operationTime;
+    if (!TimedRun(floor, source, &floorTime) || !TimedRun(operation, source, &operationTime) ||
+        (reference && !TimedRun(*reference, source, &referenceTime))) {
+      state.SkipWithError("the measured call failed");
+      break;
+    }
+    state.SetIterationTime(operationTime - before);
+  }
+  if (floorTime > 0) state.counters[kFloorCounter] = operationTime / floorTime;
+  if (reference && referenceTime > 0) state.counters[kOpenCvCounter] = operationTime / referenceTime;
+}
+
+benchmark::internal::Benchmark* Register(const std::string& name, std::function<void(benchmark::State&)> body) {
+  return benchmark::RegisterBenchmark(name.c_str(), [body](benchmark::State& state) { body(state); })
+      ->Iterations(kIterations)
+      ->Repetitions(kRepetitions)
+      ->ReportAggregatesOnly(true)
+      ->Unit(benchmark::kMillisecond);
 }
 
 }  // namespace
@@ -205,12 +261,17 @@ void AddFloors() {
 void RegisterBenchmarks() {
   for (const BenchLayout& layout : BenchLayouts()) {
     for (const Measure& measure : Measures()) {
-      benchmark::RegisterBenchmark((layout.name + "/" + measure.name).c_str(),
-                                   [&layout, &measure](benchmark::State& state) { RunMeasure(state, layout, measure); })
-          ->Iterations(kIterations)
-          ->Repetitions(kRepetitions)
-          ->ReportAggregatesOnly(true)
-          ->Unit(benchmark::kMillisecond);
+      const std::string name = layout.name + "/" + measure.name;
+      if (measure.kind != MeasureKind::Operation) {
+        Register(name, [&layout, &measure](benchmark::State& state) { RunAlone(state, layout, measure); });
+        continue;
+      }
+      const Measure* floor = FindMeasure(FloorName(measure.source));
+      const Measure* reference = FindMeasure(measure.reference);
+      if (!floor) continue;
+      Register(name, [&layout, &measure, floor, reference](benchmark::State& state) {
+        RunPaired(state, layout, measure, *floor, reference);
+      })->UseManualTime();
     }
   }
 }

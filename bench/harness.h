@@ -80,6 +80,11 @@ constexpr const char* kReferencePerChannel = "transform (per channel)";
 constexpr const char* kReferenceMixing = "transform (mixing)";
 constexpr const char* kReferenceThreshold = "inRange + merge";
 
+// The counters of an operation's benchmark: its time over the floor's and
+// over the reference's, both measured in the same iterations.
+constexpr const char* kFloorCounter = "floor";
+constexpr const char* kOpenCvCounter = "OpenCV";
+
 // The floor of each source kind: "floor" and "floor (alpha)".
 std::string FloorName(SourceKind kind);
 
@@ -87,7 +92,8 @@ void AddMeasure(Measure measure);
 const std::vector<Measure>& Measures();
 
 // Registers every measure as a benchmark "<layout>/<measure>", layout by
-// layout, with a few iterations and repetitions.
+// layout, with a few iterations and repetitions. Floors and references are
+// timed alone; an operation is timed paired with its floor and reference.
 void RegisterBenchmarks();
 
 // The measures of the plug-in's operations and of OpenCV.

@@ -16,26 +16,34 @@ std::string Format(const char* format, double value) {
   return text;
 }
 
-// One cell: the ratio of two measured times, "-" when either was not
-// measured, "failed" when the operation failed, bold beyond the bound.
-std::string RatioCell(const MedianCollector& collector, const std::string& layout, const std::string& measure,
-                      const std::string& against, double bound) {
-  if (against.empty()) return "-";
-  const std::string name = BenchmarkName(layout, measure);
-  if (collector.failures().count(name)) return "failed";
-  auto time = collector.medians().find(name);
-  auto reference = collector.medians().find(BenchmarkName(layout, against));
-  if (time == collector.medians().end() || reference == collector.medians().end() || reference->second <= 0) return "-";
-  const double ratio = time->second / reference->second;
-  const std::string cell = Format("%.2f", ratio);
-  return ratio > bound ? "**" + cell + "**" : cell;
+const BenchResult* Find(const MedianCollector& collector, const std::string& layout, const std::string& measure) {
+  auto found = collector.results().find(BenchmarkName(layout, measure));
+  return found == collector.results().end() ? nullptr : &found->second;
 }
 
-std::string TimeCell(const MedianCollector& collector, const std::string& layout, const std::string& measure) {
-  const std::string name = BenchmarkName(layout, measure);
-  if (collector.failures().count(name)) return "failed";
-  auto time = collector.medians().find(name);
-  return time == collector.medians().end() ? "-" : Format("%.1f", time->second);
+bool Failed(const MedianCollector& collector, const std::string& layout, const std::string& measure) {
+  return collector.failures().count(BenchmarkName(layout, measure)) > 0;
+}
+
+// One ratio of an operation's benchmark: "-" when not measured, bold
+// beyond the bound.
+std::string RatioCell(const MedianCollector& collector, const std::string& layout, const std::string& measure,
+                      const char* counter, double bound) {
+  if (Failed(collector, layout, measure)) return "failed";
+  const BenchResult* result = Find(collector, layout, measure);
+  if (!result) return "-";
+  auto ratio = result->counters.find(counter);
+  if (ratio == result->counters.end()) return "-";
+  const std::string cell = Format("%.2f", ratio->second);
+  return ratio->second > bound ? "**" + cell + "**" : cell;
+}
+
+std::string TimeCell(const MedianCollector& collector, const std::string& layout, const std::string& measure,
+                     bool operation) {
+  if (Failed(collector, layout, measure)) return "failed";
+  const BenchResult* result = Find(collector, layout, measure);
+  if (!result) return "-";
+  return Format("%.1f", operation ? result->timeMilliseconds : result->cpuMilliseconds);
 }
 
 void PrintReferenceTimes(const MedianCollector& collector, std::ostream& out) {
@@ -48,24 +56,27 @@ void PrintReferenceTimes(const MedianCollector& collector, std::ostream& out) {
     if (measure.kind == MeasureKind::Operation) continue;
     out << "| " << (measure.kind == MeasureKind::Reference ? "OpenCV " : "") << measure.name << " |";
     for (const BenchLayout& layout : BenchLayouts())
-      out << " " << TimeCell(collector, layout.name, measure.name) << " |";
+      out << " " << TimeCell(collector, layout.name, measure.name, false) << " |";
     out << "\n";
   }
 }
 
 void PrintOperationRatios(const MedianCollector& collector, std::ostream& out) {
   out << "| Operation | OpenCV reference |";
-  for (const BenchLayout& layout : BenchLayouts())
-    out << " " << layout.name << " / floor | " << layout.name << " / OpenCV |";
+  for (const BenchLayout& layout : BenchLayouts()) {
+    const std::string& name = layout.name;
+    out << " " << name << " ms | " << name << " / floor | " << name << " / OpenCV |";
+  }
   out << "\n|---|---|";
-  for (size_t i = 0; i < BenchLayouts().size(); ++i) out << "---:|---:|";
+  for (size_t i = 0; i < BenchLayouts().size(); ++i) out << "---:|---:|---:|";
   out << "\n";
   for (const Measure& measure : Measures()) {
     if (measure.kind != MeasureKind::Operation) continue;
     out << "| " << measure.name << " | " << (measure.reference.empty() ? "-" : measure.reference) << " |";
     for (const BenchLayout& layout : BenchLayouts()) {
-      out << " " << RatioCell(collector, layout.name, measure.name, FloorName(measure.source), kFloorBound) << " |";
-      out << " " << RatioCell(collector, layout.name, measure.name, measure.reference, kOpenCvBound) << " |";
+      out << " " << TimeCell(collector, layout.name, measure.name, true) << " |";
+      out << " " << RatioCell(collector, layout.name, measure.name, kFloorCounter, kFloorBound) << " |";
+      out << " " << RatioCell(collector, layout.name, measure.name, kOpenCvCounter, kOpenCvBound) << " |";
     }
     out << "\n";
   }
@@ -81,17 +92,22 @@ void MedianCollector::ReportRuns(const std::vector<Run>& runs) {
     const std::string& name = run.run_name.function_name;
     if (run.error_occurred) {
       failures_.insert(name);
-    } else if (run.run_type == Run::RT_Aggregate && run.aggregate_name == "median") {
-      medians_[name] = run.GetAdjustedCPUTime();
-    } else if (run.run_type == Run::RT_Iteration && run.repetitions <= 1) {
-      medians_[name] = run.GetAdjustedCPUTime();
+      continue;
     }
+    const bool median = run.run_type == Run::RT_Aggregate && run.aggregate_name == "median";
+    const bool single = run.run_type == Run::RT_Iteration && run.repetitions <= 1;
+    if (!median && !single) continue;
+    BenchResult& result = results_[name];
+    result.cpuMilliseconds = run.GetAdjustedCPUTime();
+    result.timeMilliseconds = run.GetAdjustedRealTime();
+    for (const auto& counter : run.counters) result.counters[counter.first] = counter.second.value;
   }
 }
 
 void PrintRatioTable(const MedianCollector& collector, std::ostream& out) {
   out << "\nPictures of " << kBenchSize << " x " << kBenchSize
-      << "; median CPU time of the repetitions; OpenCV on one thread.\n\n";
+      << "; processor time, median of the repetitions; OpenCV on one thread. Each operation is timed\n"
+         "in the same iterations as its floor and its OpenCV reference.\n\n";
   PrintReferenceTimes(collector, out);
   out << "\nRatios (bold: over " << kFloorBound << " x the floor, or slower than OpenCV):\n\n";
   PrintOperationRatios(collector, out);

@@ -10,19 +10,27 @@
 #include <string>
 #include <vector>
 
-// Prints every run as the console reporter does, and keeps, per benchmark, the
-// median CPU time of its repetitions (or the time of its one run).
+// What is kept of one benchmark: the medians of its repetitions (or the
+// values of its one run).
+struct BenchResult {
+  double cpuMilliseconds = 0;   // processor time a call
+  double timeMilliseconds = 0;  // the iteration time: the operation's alone for paired benchmarks
+  std::map<std::string, double> counters;
+};
+
+// Prints every run as the console reporter does, and keeps the result of
+// every benchmark by name.
 class MedianCollector : public benchmark::ConsoleReporter {
  public:
   // Colours only on a terminal, so that the output can go to a file.
   MedianCollector();
   void ReportRuns(const std::vector<Run>& runs) override;
 
-  const std::map<std::string, double>& medians() const { return medians_; }
+  const std::map<std::string, BenchResult>& results() const { return results_; }
   const std::set<std::string>& failures() const { return failures_; }
 
  private:
-  std::map<std::string, double> medians_;
+  std::map<std::string, BenchResult> results_;
   std::set<std::string> failures_;
 };
 
@@ -31,6 +39,7 @@ class MedianCollector : public benchmark::ConsoleReporter {
 constexpr double kFloorBound = 1.5;
 constexpr double kOpenCvBound = 1.0;
 
-// Markdown tables: the reference times in milliseconds, then one row per
-// operation with its ratios in every layout. Ratios beyond a bound are bold.
+// Markdown tables: the times of the floors and references, then one row per
+// operation with its time and ratios in every layout. Ratios beyond a bound
+// are bold.
 void PrintRatioTable(const MedianCollector& collector, std::ostream& out);
