@@ -9,9 +9,7 @@
 #include <string>
 #include <vector>
 
-#include "frame/globals.h"
 #include "frame/tables.h"
-#include "qvlhost.h"
 #include "support/plugin_test.h"
 
 namespace {
@@ -29,10 +27,8 @@ class Registrar : public PluginTest {
     CurrentREALControlVersion = 13;
     gpartname = gpluginname = "Picture";
   }
-  REALclassDefinition Class(const char* name, REALmethodDefinition* methods, uint64_t count) {
-    REALclassDefinition d{};
-    d.version = 15;
-    d.name = name;
+  static REALclassDefinition Class(const char* name, REALmethodDefinition* methods = nullptr, uint64_t count = 0) {
+    REALclassDefinition d{15, name};
     d.methods = methods;
     d.methodCount = count;
     d.flags = consoleTarget;
@@ -41,70 +37,56 @@ class Registrar : public PluginTest {
   qvlhost::LogCapture log;
 };
 
-struct FlagCase {
-  double version;
-  uint32_t before, after;
-};
-
-class FlagFitting : public Registrar, public ::testing::WithParamInterface<FlagCase> {};
-
-TEST_P(FlagFitting, ClassAndEveryMemberTableGetTheSameFlags) {
-  StartAt(GetParam().version);
-  const uint32_t f = GetParam().before;
-  REALmethodDefinition methods[2] = {{&fnA, nullptr, "a", f, 0, nullptr}, {&fnB, nullptr, "b", f, 0, nullptr}};
-  REALproperty properties[2] = {{nullptr, "p", "Integer", f}, {nullptr, "q", "Integer", f}};
-  REALclassDefinition d = Class("K", methods, 1);
-  d.flags = f;
-  d.sharedMethods = methods + 1;
-  d.sharedMethodCount = d.propertyCount = d.sharedPropertyCount = 1;
-  d.properties = properties;
-  d.sharedProperties = properties + 1;
-  FixFlags(&d);
-  for (uint32_t flags : {d.flags, methods[0].flags, methods[1].flags, properties[0].flags, properties[1].flags})
-    EXPECT_EQ(GetParam().after, flags);
+TEST_F(Registrar, FlagsFollowTheHostVersionInEveryMemberTable) {
+  const struct {
+    double version;
+    uint32_t before, after;
+  } cases[] = {{2010.028, 0x40000, 0x0}, {2010.029, 0x40000, 0x4}, {2020.01, 0x30C, 0x4},   {2020.01, 0x70C, 0x70C},
+               {2020.02, 0x30C, 0x30C},  {2010.0, 0x40308, 0x4},   {2020.01, 0x40022, 0x26}};
+  for (const auto& c : cases) {
+    StartAt(c.version);
+    REALmethodDefinition methods[2] = {{&fnA, nullptr, "a", c.before}, {&fnB, nullptr, "b", c.before}};
+    REALproperty properties[2] = {{nullptr, "p", "Integer", c.before}, {nullptr, "q", "Integer", c.before}};
+    REALclassDefinition d = Class("K", methods, 1);
+    d.flags = c.before;
+    d.sharedMethods = methods + 1;
+    d.properties = properties;
+    d.sharedProperties = properties + 1;
+    d.sharedMethodCount = d.propertyCount = d.sharedPropertyCount = 1;
+    FixFlags(&d);
+    for (uint32_t flags : {d.flags, methods[0].flags, methods[1].flags, properties[0].flags, properties[1].flags})
+      EXPECT_EQ(c.after, flags) << c.version << " " << c.before;
+  }
 }
-
-INSTANTIATE_TEST_SUITE_P(Hosts, FlagFitting,
-                         ::testing::Values(FlagCase{2010.028, 0x40000, 0x0}, FlagCase{2010.029, 0x40000, 0x4},
-                                           FlagCase{2020.01, 0x30C, 0x4}, FlagCase{2020.01, 0x70C, 0x70C},
-                                           FlagCase{2020.02, 0x30C, 0x30C}, FlagCase{2010.0, 0x40308, 0x4},
-                                           FlagCase{2020.01, 0x40022, 0x26}));
 
 TEST_F(Registrar, ClassDataSizeRoundsUpTo16AndTheVersionIsStamped) {
-  StartAt(2020.02);
-  for (uint64_t size : {100, 96, 0}) {
-    REALclassDefinition d = Class("K", nullptr, 0);
-    d.dataSize = size;
-    MyREALRegisterClass(&d);
-    EXPECT_EQ(size == 100 ? 112u : size, d.dataSize);
-    EXPECT_EQ(13u, d.version);
-    ASSERT_FALSE(qvlhost::RegisteredClasses().empty());
-    EXPECT_EQ(&d, qvlhost::RegisteredClasses().back());
-  }
-  EXPECT_EQ(Lines{}, log.Lines());
-}
-
-TEST_F(Registrar, NilPartNameStopsRegistration) {
-  REALclassDefinition d = Class("K", nullptr, 0);
-  REALmoduleDefinition m{15, "M"};
-  MyREALRegisterClass(&d);
-  MyREALRegisterModule(&m);
-  EXPECT_EQ((Lines{"Error: gpartname is nil!? K", "Error: gpartname is nil!? M"}), log.Lines());
+  REALclassDefinition unnamedPart = Class("K");
+  MyREALRegisterClass(&unnamedPart);
+  EXPECT_EQ(Lines{"Error: gpartname is nil!? K"}, log.Lines());
   EXPECT_TRUE(qvlhost::RegisteredClasses().empty());
-  EXPECT_TRUE(qvlhost::RegisteredModules().empty());
+  StartAt(2020.02);
+  REALclassDefinition classes[3] = {Class("A"), Class("B"), Class("C")};
+  const uint64_t sizes[3][2] = {{100, 112}, {96, 96}, {0, 0}};
+  for (int i = 0; i < 3; ++i) {
+    classes[i].dataSize = sizes[i][0];
+    MyREALRegisterClass(&classes[i]);
+    EXPECT_EQ(sizes[i][1], classes[i].dataSize);
+    EXPECT_EQ(13u, classes[i].version);
+  }
+  EXPECT_THAT(qvlhost::RegisteredClasses(), ElementsAre(&classes[0], &classes[1], &classes[2]));
+  EXPECT_EQ(1u, log.Lines().size());
 }
 
 TEST_F(Registrar, ConsoleSafeMembersOfAConsoleUnsafeClassAreNamed) {
-  StartAt(2020.02);
   REALmethodDefinition methods[3] = {{&fnA, nullptr, "m", 0x4}, {&fnA, nullptr, "w", 0x104}, {&fnA, nullptr, "s", 0x4}};
   REALproperty properties[3] = {{nullptr, "p", "Integer", 0x4, &fnA, &fnA},
                                 {nullptr, "Debugging", "Boolean", 0x4, &fnA, &fnA},
                                 {nullptr, "q", "Integer", 0x4, &fnA, &fnA}};
   REALclassDefinition d = Class("K", methods, 2);
   d.sharedMethods = methods + 2;
-  d.sharedMethodCount = d.propertyCount = 1;
   d.properties = properties;
   d.sharedProperties = properties + 1;
+  d.sharedMethodCount = d.propertyCount = 1;
   d.sharedPropertyCount = 2;
   CheckTargetFlags(&d);
   EXPECT_EQ(Lines{}, log.Lines()) << "a console-safe class names nothing";
@@ -121,7 +103,7 @@ TEST_F(Registrar, StandardAccessorOffsetsMustLeaveFourBytes) {
                                 {nullptr, "b", "Integer", 4, REALstandardGetter, REALstandardSetter, 13},
                                 {nullptr, "c", "Integer", 4, &fnA, REALstandardSetter, 40},
                                 {nullptr, "d", "Integer", 4, &fnA, &fnA, 40}};
-  REALclassDefinition d = Class("K", nullptr, 0);
+  REALclassDefinition d = Class("K");
   d.dataSize = 16;
   d.properties = properties;
   d.propertyCount = 4;
@@ -141,66 +123,47 @@ TEST_F(Registrar, ModuleMembersGetDefaultScopeAndTheModuleConsoleTarget) {
   EXPECT_EQ(0x422u, properties[0].flags);
   EXPECT_EQ(consoleTarget, m.flags);
   EXPECT_EQ(13u, m.version);
-  ASSERT_EQ(1u, qvlhost::RegisteredModules().size());
   m.flags = iosTarget;
   methods[1].flags = 0x4;
   MyREALRegisterModule(&m);
   EXPECT_EQ(iosTarget, m.flags);
+  EXPECT_THAT(qvlhost::RegisteredModules(), ElementsAre(&m, &m));
   EXPECT_THAT(log.Lines(), ElementsAre("QVL Debug: Console-safe method in console-unsafe module:  M, c"));
-}
 
-TEST_F(Registrar, NilModuleArraysWithCountsAreNamed) {
-  StartAt(2020.02);
-  REALmoduleDefinition m{15, "M", nullptr, 1, nullptr, 0, nullptr, 1, nullptr, 0, nullptr, 1};
-  MyREALRegisterModule(&m);
+  REALmoduleDefinition nil{15, "N", nullptr, 1, nullptr, 0, nullptr, 1, nullptr, 0, nullptr, 1};
+  MyREALRegisterModule(&nil);
   EXPECT_THAT(log.Lines(), ::testing::IsSupersetOf({"QVL Debug: Error: method array is nil while count is not zero!",
                                                     "QVL Debug: Error: property array is nil while count is not zero!",
                                                     "QVL Debug: Error: enum array is nil while count is not zero!"}));
 }
 
-struct RewriteCase {
-  const char* declaration;
-  const char* extended;  // after the extends rewrite
-  const char* assigned;  // after the assigns rewrite of the original, or null when it gives up
-};
-
-class Rewrites : public Registrar, public ::testing::WithParamInterface<RewriteCase> {};
-
-TEST_P(Rewrites, ExtendsAndAssigns) {
-  char* extended = AddExtendsParameter(GetParam().declaration, "Picture");
-  char* assigned = AddAssignsParameter(GetParam().declaration);
-  EXPECT_STREQ(GetParam().extended, extended);
-  EXPECT_STREQ(GetParam().assigned, assigned);
-  if (!assigned) {
-    EXPECT_THAT(log.Lines(), ElementsAre("QVL Debug: Error: Keine Klammer in der Deklaration " +
-                                         std::string(GetParam().declaration)));
+TEST_F(Registrar, DeclarationRewrites) {
+  const std::string overlong = std::string(1200, 'a') + "(x)", cut = std::string(999, 'a');
+  const struct {
+    const char* declaration;
+    const char* extended;  // the extends rewrite of the declaration
+    const char* assigned;  // its assigns rewrite, null where it gives up
+  } cases[] = {{"ThresholdQVL(Threshold as integer) as picture",
+                "ThresholdQVL(extends ref as Picture, Threshold as integer) as picture",
+                "ThresholdQVL(Threshold as integer, assigns value as picture)"},
+               {"HasMaskQVL as boolean", "HasMaskQVL(extends ref as Picture) as boolean",
+                "HasMaskQVL(assigns value as boolean)"},
+               {"InvertQVL", "InvertQVL(extends ref as Picture)", nullptr},
+               {"", "(extends ref as Picture)", nullptr},
+               {overlong.c_str(), cut.c_str(), cut.c_str()}};
+  for (const auto& c : cases) {
+    char* extended = AddExtendsParameter(c.declaration, "Picture");
+    char* assigned = AddAssignsParameter(c.declaration);
+    EXPECT_STREQ(c.extended, extended);
+    EXPECT_STREQ(c.assigned, assigned);
+    std::free(extended);
+    std::free(assigned);
   }
-  std::free(extended);
-  std::free(assigned);
+  EXPECT_THAT(log.Lines(), ElementsAre("QVL Debug: Error: Keine Klammer in der Deklaration InvertQVL",
+                                       "QVL Debug: Error: Keine Klammer in der Deklaration "));
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Declarations, Rewrites,
-    ::testing::Values(RewriteCase{"ThresholdQVL(Threshold as integer) as picture",
-                                  "ThresholdQVL(extends ref as Picture, Threshold as integer) as picture",
-                                  "ThresholdQVL(Threshold as integer, assigns value as picture)"},
-                      RewriteCase{"HasMaskQVL as boolean", "HasMaskQVL(extends ref as Picture) as boolean",
-                                  "HasMaskQVL(assigns value as boolean)"},
-                      RewriteCase{"InvertQVL", "InvertQVL(extends ref as Picture)", nullptr},
-                      RewriteCase{"", "(extends ref as Picture)", nullptr},
-                      RewriteCase{
-                          "EmbeddedMaskQVL(extends ref as Picture, swap as boolean) as picture",
-                          "EmbeddedMaskQVL(extends ref as Picture, extends ref as Picture, swap as boolean) as picture",
-                          "EmbeddedMaskQVL(extends ref as Picture, swap as boolean, assigns value as picture)"}));
-
-TEST_F(Registrar, OverlongDeclarationIsCutAtTheBuffer) {
-  const std::string declaration = std::string(1200, 'a') + "(x)";
-  char* extended = AddExtendsParameter(declaration.c_str(), "Picture");
-  EXPECT_EQ(std::string(999, 'a'), extended);
-  std::free(extended);
-}
-
-TEST_F(Registrar, ExtensionModuleHasAssigningFormBeforePlainForm) {
+TEST_F(Registrar, ExtensionModuleHasTheAssigningFormBeforeThePlainForm) {
   StartAt(2013.0);
   REALmethodDefinition methods[4] = {{&fnA, nullptr, "HasMaskQVL as boolean", 0x40000, 1, kAttribute},
                                      {&fnB, &setB, "EmbeddedMaskQVL(swap as boolean) as picture", 0x40000},
@@ -216,30 +179,28 @@ TEST_F(Registrar, ExtensionModuleHasAssigningFormBeforePlainForm) {
   EXPECT_EQ(consoleTarget, m->flags);
   EXPECT_EQ(DebuggingSharedProperties, m->properties);
   EXPECT_EQ(1u, m->propertyCount);
+  const std::pair<const void*, const char*> expected[] = {
+      {&fnA, "HasMaskQVL(extends ref as Picture) as boolean"},
+      {&setB, "EmbeddedMaskQVL(extends ref as Picture, swap as boolean, assigns value as picture)"},
+      {&fnB, "EmbeddedMaskQVL(extends ref as Picture, swap as boolean) as picture"},
+      {&fnC, "Bare(extends ref as Picture)"}};
   ASSERT_EQ(4u, m->methodCount);
-  const void* functions[4] = {&fnA, &setB, &fnB, &fnC};
-  const char* declarations[4] = {"HasMaskQVL(extends ref as Picture) as boolean",
-                                 "EmbeddedMaskQVL(extends ref as Picture, swap as boolean, assigns value as picture)",
-                                 "EmbeddedMaskQVL(extends ref as Picture, swap as boolean) as picture",
-                                 "Bare(extends ref as Picture)"};
   for (int i = 0; i < 4; ++i) {
-    EXPECT_EQ(functions[i], m->methods[i].function) << i;
+    EXPECT_EQ(expected[i].first, m->methods[i].function) << i;
+    EXPECT_STREQ(expected[i].second, m->methods[i].declaration) << i;
     EXPECT_EQ(nullptr, m->methods[i].setter) << i;
-    EXPECT_STREQ(declarations[i], m->methods[i].declaration) << i;
     EXPECT_EQ(0x14u, m->methods[i].flags) << i;
   }
   EXPECT_EQ(kAttribute, m->methods[0].attributes);
-  EXPECT_EQ(1u, m->methods[0].attributeCount);
   EXPECT_EQ(Lines{"Error: The method Picture.Nothing has nil function."}, log.Lines());
 }
 
 TEST_F(Registrar, ExtensionModuleWithoutRecordsWarnsAndRegistersNothing) {
   StartAt(2020.02);
   REALmethodDefinition methods[1] = {{nullptr, nullptr, "Nothing", 4}};
-  REALclassDefinition empty = Class("Picture", nullptr, 0);
+  REALclassDefinition empty = Class("Picture"), d = Class("Picture", methods, 1);
   MyREALRegisterClassExtension(&empty);
-  EXPECT_EQ(Lines{}, log.Lines());
-  REALclassDefinition d = Class("Picture", methods, 1);
+  EXPECT_EQ(Lines{}, log.Lines()) << "no method, no module, no message";
   MyREALRegisterClassExtension(&d);
   EXPECT_THAT(log.Lines(), ElementsAre("Error: The method Picture.Nothing has nil function.",
                                        "QVL Debug: Warning: Failed to allocate memory for method definitions."));
@@ -247,43 +208,38 @@ TEST_F(Registrar, ExtensionModuleWithoutRecordsWarnsAndRegistersNothing) {
   EXPECT_NE(nullptr, NewModule);
 }
 
-struct RouteCase {
-  double version;
-  bool modules;
-};
-
-class Routes : public Registrar, public ::testing::WithParamInterface<RouteCase> {};
-
-TEST_P(Routes, ExtensionAndGlobalsGoTheSameWay) {
-  StartAt(GetParam().version);
-  REALmethodDefinition methods[1] = {{&fnA, nullptr, "ThresholdQVL(Threshold as integer) as picture", 0x40000}};
-  REALmethodDefinition globals[2] = {{&fnB, nullptr, "B(x as integer)", 0x40000, 1, kAttribute},
-                                     {nullptr, nullptr, "C", 0x40000}};
-  REALclassDefinition d = Class("Picture", methods, 1);
-  MyREALRegisterClassExtension(&d);
-  MyREALRegisterGlobalMethods(globals, 2);
-  EXPECT_EQ(0x4u, globals[0].flags);
-  if (GetParam().modules) {
-    ASSERT_EQ(2u, qvlhost::RegisteredModules().size());
-    const REALmoduleDefinition* m = qvlhost::RegisteredModules()[1];
-    EXPECT_STREQ("PictureGlobalsQVL", m->name);
-    ASSERT_EQ(2u, m->methodCount);
-    EXPECT_EQ(globals[0].declaration, m->methods[0].declaration);
-    EXPECT_EQ(0x14u, m->methods[0].flags);
-    EXPECT_EQ(DebuggingSharedProperties, m->properties);
-    EXPECT_TRUE(qvlhost::RegisteredClassExtensions().empty());
-    EXPECT_EQ(Lines{"Error: The method PictureGlobalsQVL.C has nil function."}, log.Lines());
-  } else {
-    EXPECT_TRUE(qvlhost::RegisteredModules().empty());
-    EXPECT_THAT(qvlhost::RegisteredClassExtensions(), ElementsAre(&d));
-    EXPECT_EQ(13u, d.version);
-    EXPECT_THAT(qvlhost::RegisteredGlobalMethods(), ElementsAre(&globals[0], &globals[1]));
-    EXPECT_EQ(Lines{"Error: The method C has no function."}, log.Lines());
+TEST_F(Registrar, ExtensionAndGlobalsTakeTheSameRoute) {
+  for (double version : {2012.99, 2013.0, 2999.99, 3000.0}) {
+    qvlhost::Reset();
+    StartAt(version);
+    const bool modules = version >= 2013.0 && version < 3000.0;
+    REALmethodDefinition methods[1] = {{&fnA, nullptr, "ThresholdQVL(Threshold as integer) as picture", 0x40000}};
+    REALmethodDefinition globals[2] = {{&fnB, nullptr, "B(x as integer)", 0x40000, 1, kAttribute},
+                                       {nullptr, nullptr, "C", 0x40000}};
+    REALclassDefinition d = Class("Picture", methods, 1);
+    const size_t linesBefore = log.Lines().size();
+    MyREALRegisterClassExtension(&d);
+    MyREALRegisterGlobalMethods(globals, 2);
+    EXPECT_EQ(0x4u, globals[0].flags);
+    const Lines all = log.Lines(), lines(all.begin() + linesBefore, all.end());
+    if (modules) {
+      ASSERT_EQ(2u, qvlhost::RegisteredModules().size());
+      const REALmoduleDefinition* m = qvlhost::RegisteredModules()[1];
+      EXPECT_STREQ("PictureGlobalsQVL", m->name);
+      ASSERT_EQ(2u, m->methodCount);
+      EXPECT_EQ(globals[0].declaration, m->methods[0].declaration);
+      EXPECT_EQ(0x14u, m->methods[0].flags);
+      EXPECT_EQ(DebuggingSharedProperties, m->properties);
+      EXPECT_TRUE(qvlhost::RegisteredClassExtensions().empty());
+      EXPECT_EQ(Lines{"Error: The method PictureGlobalsQVL.C has nil function."}, lines);
+    } else {
+      EXPECT_TRUE(qvlhost::RegisteredModules().empty());
+      EXPECT_THAT(qvlhost::RegisteredClassExtensions(), ElementsAre(&d));
+      EXPECT_EQ(13u, d.version);
+      EXPECT_THAT(qvlhost::RegisteredGlobalMethods(), ElementsAre(&globals[0], &globals[1]));
+      EXPECT_EQ(Lines{"Error: The method C has no function."}, lines);
+    }
   }
 }
-
-INSTANTIATE_TEST_SUITE_P(Versions, Routes,
-                         ::testing::Values(RouteCase{2012.99, false}, RouteCase{2013.0, true}, RouteCase{2999.99, true},
-                                           RouteCase{3000.0, false}));
 
 }  // namespace
