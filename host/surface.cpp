@@ -13,7 +13,7 @@ bool Fail(std::string* error, const std::string& message) {
   return false;
 }
 
-Parameter FirstParameter(const char* name, const Type& type, bool extends) {
+Parameter ImplicitParameter(const char* name, const Type& type, bool extends) {
   Parameter parameter;
   parameter.name = name;
   parameter.type = type;
@@ -25,13 +25,13 @@ Parameter FirstParameter(const char* name, const Type& type, bool extends) {
 void AddImplicitParameters(SurfaceMethod* method) {
   Declaration& form = method->callForm;
   if (method->ownerKind == OwnerKind::ClassExtension) {
-    form.parameters.insert(form.parameters.begin(), FirstParameter("ref", TypeNamed(method->owner), true));
+    form.parameters.insert(form.parameters.begin(), ImplicitParameter("ref", TypeNamed(method->owner), true));
   } else if (method->IsInstanceMethod()) {
     form.parameters.insert(form.parameters.begin(),
-                           FirstParameter("self", Type{TypeKind::Object, method->owner}, false));
+                           ImplicitParameter("self", Type{TypeKind::Object, method->owner}, false));
   }
   if (method->assigning) {
-    Parameter value = FirstParameter("value", form.result, false);
+    Parameter value = ImplicitParameter("value", form.result, false);
     value.assigns = true;
     form.parameters.push_back(value);
     form.result = Type();
