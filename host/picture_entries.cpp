@@ -37,7 +37,7 @@ REALpictureStruct* REALNewPicture(int64_t width, int64_t height, int32_t depth) 
 // Mode 1: the buffer holds rows of 32-bit pixel words in the host's storage layout.
 REALpictureStruct* REALBuildPictureFromBuffer(int32_t width, int32_t height, int32_t mode, void* buffer,
                                               int32_t bytesPerRow) {
-  if (mode != 1 || !buffer || width < 1 || height < 1 || bytesPerRow < width * 4) return nullptr;
+  if (mode != 1 || !buffer || width < 1 || height < 1 || bytesPerRow < int64_t(width) * 4) return nullptr;
   Picture* picture = MakePicture(width, height, State().config.storage);
   if (!picture) return nullptr;
   const auto* bytes = static_cast<const uint8_t*>(buffer);
