@@ -4,7 +4,7 @@
 
 #include <tuple>
 
-#include "picture/pixels.h"
+#include "filters/filter_frame.h"
 #include "support/plugin_test.h"
 
 namespace {
@@ -12,22 +12,10 @@ namespace {
 using PixelRulesTest = PluginTest;
 using Rgba4 = std::tuple<uint32_t, uint32_t, uint32_t, uint32_t>;
 
-Rgba4 Read(PixelLayout layout, uint32_t word) {
+// Channels of a word read by the layout of an editor's pictureType.
+Rgba4 Read(uint32_t pictureType, uint32_t word) {
   Channels c{};
-  switch (layout) {
-    case PixelLayout::RGBA:
-      c = ReadPixel<PixelLayout::RGBA>(word);
-      break;
-    case PixelLayout::ARGB:
-      c = ReadPixel<PixelLayout::ARGB>(word);
-      break;
-    case PixelLayout::GD:
-      c = ReadPixel<PixelLayout::GD>(word);
-      break;
-    case PixelLayout::Unknown:
-      c = ReadPixel<PixelLayout::Unknown>(word);
-      break;
-  }
+  WithLayout(pictureType, [&](auto layout) { c = ReadPixel<decltype(layout)::value>(word); });
   return {c.r, c.g, c.b, c.a};
 }
 
@@ -41,20 +29,20 @@ TEST_F(PixelRulesTest, PictureTypeDecidesTheLayout) {
 
 TEST_F(PixelRulesTest, ReadGivesChannelsByLayout) {
   const struct {
-    PixelLayout layout;
+    uint32_t pictureType;
     uint32_t word;
     Rgba4 channels;
   } cases[] = {
-      {PixelLayout::RGBA, 0x44332211, {0x11, 0x22, 0x33, 0x44}},
-      {PixelLayout::ARGB, 0x44332211, {0x22, 0x33, 0x44, 0x11}},
-      {PixelLayout::GD, 0x7F102030, {0x10, 0x20, 0x30, 255}},
-      {PixelLayout::GD, 0x00102030, {0x10, 0x20, 0x30, 0}},
-      {PixelLayout::GD, 0xFF102030, {0x10, 0x20, 0x30, 255}},  // bit 31 is not part of the field
-      {PixelLayout::GD, 0x01000000, {0, 0, 0, 3}},
-      {PixelLayout::GD, 0x40000000, {0, 0, 0, 128}},
-      {PixelLayout::Unknown, 0xFFFFFFFF, {0, 0, 0, 0}},
+      {5, 0x44332211, {0x11, 0x22, 0x33, 0x44}},
+      {4, 0x44332211, {0x22, 0x33, 0x44, 0x11}},
+      {8, 0x7F102030, {0x10, 0x20, 0x30, 255}},
+      {8, 0x00102030, {0x10, 0x20, 0x30, 0}},
+      {8, 0xFF102030, {0x10, 0x20, 0x30, 255}},  // bit 31 is not part of the field
+      {8, 0x01000000, {0, 0, 0, 3}},
+      {8, 0x40000000, {0, 0, 0, 128}},
+      {7, 0xFFFFFFFF, {0, 0, 0, 0}},
   };
-  for (const auto& c : cases) EXPECT_EQ(c.channels, Read(c.layout, c.word)) << std::hex << c.word;
+  for (const auto& c : cases) EXPECT_EQ(c.channels, Read(c.pictureType, c.word)) << std::hex << c.word;
 }
 
 TEST_F(PixelRulesTest, OpaqueAndAlphaWritesPlaceChannels) {

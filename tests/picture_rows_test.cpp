@@ -125,28 +125,6 @@ TEST_P(RowTest, ClearGivesBackLockThenCacheThenReferenceOnce) {
   }
 }
 
-TEST_P(RowTest, ConstructionTracesOnlyWithDebugging) {
-  OwnedPicture pic(qvlhost::NewPicture(3, 2));
-  for (bool debugging : {false, true}) {
-    DebuggingEnabled = debugging;
-    qvlhost::LogCapture log;
-    { PictureReader reader(pic); }
-    { PictureWriter writer; }
-    const std::vector<std::string> lines = log.Lines();
-    if (!debugging) {
-      EXPECT_TRUE(lines.empty());
-      continue;
-    }
-    ASSERT_GE(lines.size(), 3u);
-    EXPECT_EQ("QVL Debug: PictureEditor", lines[0]);
-    EXPECT_EQ("QVL Debug: neu", lines[1]);
-    EXPECT_EQ(0u, lines[2].rfind("QVL Debug: GetPictureReader ", 0));
-    EXPECT_EQ(2, CountLines(lines, "QVL Debug: PictureEditor"));
-    // One clear at acquisition and one per destructor.
-    EXPECT_EQ(3, CountLines(lines, "QVL Debug: ClosePictureReader done"));
-  }
-}
-
 QVL_INSTANTIATE_LAYOUTS(RowTest);
 
 }  // namespace

@@ -120,8 +120,10 @@ TEST_P(ThresholdTest, TracesAppearOnlyWithDebugging) {
       EXPECT_TRUE(lines.empty());
       continue;
     }
-    ASSERT_FALSE(lines.empty());
+    ASSERT_GE(lines.size(), 3u);
     EXPECT_EQ("QVL Debug: PictureEditor", lines[0]);
+    EXPECT_EQ("QVL Debug: neu", lines[1]);
+    EXPECT_EQ(0u, lines[2].rfind("QVL Debug: GetPictureReader ", 0));
     // The walk's last step asks writer and reader for the row below the picture.
     EXPECT_EQ(2, std::count(lines.begin(), lines.end(), "y too big: 2 of 2 in GetRow"));
   }
