@@ -1,7 +1,11 @@
 #include "frame/tables.h"
 
+#include "filters/invert.h"
 #include "filters/threshold.h"
+#include "filters/tint.h"
+#include "filters/tone.h"
 #include "frame/diagnostics.h"
+#include "picture/masks.h"
 
 namespace {
 
@@ -140,12 +144,47 @@ REALproperty IOSPictureSharedProperties[1] = {DebuggingProperty(kQVLPropertyMark
 
 std::vector<REALmethodDefinition> pictureMethods = {
     ConsoleSafe(Fn(ThresholdQVL), "ThresholdQVL(Threshold as integer) as picture"),
+    ConsoleSafe(Fn(PictureHasMask), "HasMaskQVL as boolean"),
+    ConsoleSafe(Fn(ContrastAbsBrightnessPicture3),
+                "ChangeContrastBrightnessAbsoluteQVL(ContrastRed as double, ContrastGreen as double, ContrastBlue as "
+                "double, BrightnessRed as double, BrightnessGreen as double, BrightnessBlue as double) as picture"),
+    ConsoleSafe(Fn(ContrastLinBrightnessPicture3),
+                "ChangeContrastBrightnessLinearQVL(ContrastRed as double, ContrastGreen as double, ContrastBlue as "
+                "double, BrightnessRed as double, BrightnessGreen as double, BrightnessBlue as double) as picture"),
+    ConsoleSafe(Fn(ContrastAbsBrightnessPicture1),
+                "ChangeContrastBrightnessAbsoluteQVL(Contrast as double, Brightness as double) as picture"),
+    ConsoleSafe(Fn(ContrastLinBrightnessPicture1),
+                "ChangeContrastBrightnessLinearQVL(Contrast as double, Brightness as double) as picture"),
+    ConsoleSafe(Fn(AbsBrightnessPicture3),
+                "ChangeBrightnessAbsoluteQVL(BrightnessRed as double, BrightnessGreen as double, BrightnessBlue as "
+                "double) as picture"),
+    ConsoleSafe(Fn(LinBrightnessPicture3),
+                "ChangeBrightnessLinearQVL(BrightnessRed as double, BrightnessGreen as double, BrightnessBlue as "
+                "double) as picture"),
+    ConsoleSafe(Fn(AbsBrightnessPicture1), "ChangeBrightnessAbsoluteQVL(Brightness as double) as picture"),
+    ConsoleSafe(Fn(LinBrightnessPicture1), "ChangeBrightnessLinearQVL(Brightness as double) as picture"),
+    ConsoleSafe(Fn(ContrastPicture1), "ChangeContrastQVL(Contrast as double) as picture"),
+    ConsoleSafe(Fn(ContrastPicture3),
+                "ChangeContrastQVL(ContrastRed as double, ContrastGreen as double, ContrastBlue as double) as picture"),
+    ConsoleSafe(Fn(TransformPicture1), "ChangeCustomQVL(a as double, b as double) as picture"),
+    ConsoleSafe(Fn(TransformPicture3),
+                "ChangeCustomQVL(Ra as double, Rb as double, Ga as double, Gb as double, Ba as double, Bb as double) "
+                "as picture"),
+    ConsoleSafe(Fn(InvertPicture),
+                "InvertQVL(left as integer,top as integer,width as integer,height as integer) as picture"),
+    ConsoleSafe(Fn(InvertPicture2), "InvertQVL as picture"),
+    ConsoleSafe(Fn(InvertGrayPicture),
+                "InvertGrayQVL(left as integer,top as integer,width as integer,height as integer) as picture"),
+    ConsoleSafe(Fn(InvertGrayPicture2), "InvertGrayQVL as picture"),
+    ConsoleSafe(Fn(SaturationPicture), "ChangeSaturationQVL(Amount as integer) as picture"),
 };
 
 REALclassDefinition pictureClass =
     ClassRecord("Picture", 0, nullptr, nullptr, noProperties, pictureMethods, consoleTarget);
 
-std::vector<REALmethodDefinition> globalMethods = {};
+std::vector<REALmethodDefinition> globalMethods = {
+    ConsoleSafe(Fn(TintPicture), "TintPictureQVL(source as picture, GreyBase as color, SepiaBase as color) as picture"),
+};
 
 REALclassDefinition Lut3DClass =
     ClassRecord("PictureLut3DQVL", 140016, nullptr, nullptr, Lut3DProperties, Lut3DMethods, consoleTarget);
