@@ -44,9 +44,11 @@ TEST_P(StartUp, SdkVersionAndRouteFollowTheHostVersionAndNothingIsLogged) {
   EXPECT_EQ(host.sdkVersion, CurrentREALControlVersion);
   EXPECT_EQ(host.sdkVersion, qvlhost::RegisteredPluginVersion());
   EXPECT_TRUE(qvlhost::RegisteredClasses().empty());
-  EXPECT_TRUE(qvlhost::RegisteredGlobalMethods().empty());
   if (host.generatedModules) {
-    ASSERT_EQ(1u, qvlhost::RegisteredModules().size());
+    ASSERT_EQ(2u, qvlhost::RegisteredModules().size());
+    EXPECT_STREQ("PictureGlobalsQVL", qvlhost::RegisteredModules()[1]->name);
+    EXPECT_EQ(globalMethods.size(), qvlhost::RegisteredModules()[1]->methodCount);
+    EXPECT_TRUE(qvlhost::RegisteredGlobalMethods().empty());
     const REALmoduleDefinition* module = qvlhost::RegisteredModules()[0];
     EXPECT_STREQ("PicturePictureExtensionQVL", module->name);
     EXPECT_EQ(uint32_t(host.sdkVersion), module->version);
@@ -59,6 +61,7 @@ TEST_P(StartUp, SdkVersionAndRouteFollowTheHostVersionAndNothingIsLogged) {
     EXPECT_TRUE(qvlhost::RegisteredClassExtensions().empty());
   } else {
     EXPECT_TRUE(qvlhost::RegisteredModules().empty());
+    EXPECT_EQ(globalMethods.size(), qvlhost::RegisteredGlobalMethods().size());
     EXPECT_THAT(qvlhost::RegisteredClassExtensions(), ::testing::ElementsAre(&pictureClass));
     EXPECT_EQ(uint32_t(host.sdkVersion), pictureClass.version);
     EXPECT_EQ(host.hideVersionEntry ? 0u : 0x4u, pictureMethods[0].flags) << "console-safe mark before 2010.029";

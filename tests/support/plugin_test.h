@@ -44,6 +44,9 @@ class LayoutTest : public PluginTest, public ::testing::WithParamInterface<qvlho
   qvlhost::Config HostConfig() override {
     qvlhost::Config config = PluginTest::HostConfig();
     config.storage = GetParam();
+    // gd storage is what console applications have; a desktop host settles
+    // on Core Graphics and never looks at gd.
+    if (config.storage.kind != qvlhost::Storage::CoreGraphics) config.app = qvlhost::AppKind::Console;
     return config;
   }
 };
