@@ -16,8 +16,8 @@ namespace {
 
 // Few iterations, several repetitions: each call takes tens of milliseconds,
 // and the median of the repetitions stands up to a noisy machine.
-constexpr int kIterations = 2;
-constexpr int kRepetitions = 7;
+constexpr int kIterations = 1;
+constexpr int kRepetitions = 15;
 
 const BenchLayout* gCurrentLayout = nullptr;
 REALpictureStruct* gSources[2] = {nullptr, nullptr};

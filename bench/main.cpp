@@ -13,13 +13,13 @@
 #include "ratio_table.h"
 
 int main(int argc, char** argv) {
-  // Heap memory that is freed stays with the process, as it does in a program
-  // that has run for a while, so the row blocks of gd pictures are reused
-  // from one call to the next instead of coming back from the kernel at
-  // random. Pictures of one block are larger than the allocator's mapping
-  // limit and come fresh from the kernel every time, for the floor, the
-  // operations and OpenCV alike.
+  // Every block, pictures included, comes from the C library's heap and
+  // freed memory stays there, so each call reuses memory that earlier calls
+  // touched. Without this, whether a block came fresh from the kernel (and
+  // had its pages cleared on first touch) would depend on its size and on
+  // the order of the calls, and would swamp the pixel work in the ratios.
 #if defined(__GLIBC__)
+  mallopt(M_MMAP_MAX, 0);
   mallopt(M_TRIM_THRESHOLD, INT_MAX);
 #endif
   benchmark::Initialize(&argc, argv);

@@ -105,7 +105,7 @@ void MedianCollector::ReportRuns(const std::vector<Run>& runs) {
 }
 
 void PrintRatioTable(const MedianCollector& collector, std::ostream& out) {
-  out << "\nPictures of " << kBenchSize << " x " << kBenchSize
+  out << "\nCommit " << QVL_BENCH_COMMIT << ". Pictures of " << kBenchSize << " x " << kBenchSize
       << "; processor time, median of the repetitions; OpenCV on one thread. Each operation is timed\n"
          "in the same iterations as its floor and its OpenCV reference.\n\n";
   PrintReferenceTimes(collector, out);
