@@ -17,14 +17,6 @@ using qvlhost::Storage;
 
 class AcquisitionTest : public PluginTest {
  protected:
-  void SetUp() override {
-    PluginTest::SetUp();
-    IsConsole = IsDesktop = CheckedApplication = false;
-  }
-  void TearDown() override {
-    DebuggingEnabled = false;
-    PluginTest::TearDown();
-  }
   void Configure(AppKind app, Storage storage) {
     qvlhost::CurrentConfig().app = app;
     qvlhost::CurrentConfig().storage = storage;
@@ -132,13 +124,8 @@ class AcquiredLayoutTest : public LayoutTest {
  protected:
   qvlhost::Config HostConfig() override {
     qvlhost::Config config = LayoutTest::HostConfig();
-    if (config.storage.kind != Storage::CoreGraphics) config.app = AppKind::Console;
     config.extraBytesPerRow = 8;
     return config;
-  }
-  void SetUp() override {
-    LayoutTest::SetUp();
-    IsConsole = IsDesktop = CheckedApplication = false;
   }
 };
 

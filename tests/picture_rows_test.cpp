@@ -18,17 +18,8 @@ class RowTest : public LayoutTest {
  protected:
   qvlhost::Config HostConfig() override {
     qvlhost::Config config = LayoutTest::HostConfig();
-    if (config.storage.kind != qvlhost::Storage::CoreGraphics) config.app = qvlhost::AppKind::Console;
     config.extraBytesPerRow = 12;
     return config;
-  }
-  void SetUp() override {
-    LayoutTest::SetUp();
-    IsConsole = IsDesktop = CheckedApplication = DebuggingEnabled = false;
-  }
-  void TearDown() override {
-    DebuggingEnabled = false;
-    LayoutTest::TearDown();
   }
 };
 

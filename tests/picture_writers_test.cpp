@@ -15,14 +15,6 @@ using qvlhost::OwnedPicture;
 
 class WriterTest : public PluginTest {
  protected:
-  void SetUp() override {
-    PluginTest::SetUp();
-    IsConsole = IsDesktop = CheckedApplication = false;
-  }
-  void TearDown() override {
-    DebuggingEnabled = false;
-    PluginTest::TearDown();
-  }
 };
 
 bool HasLine(const std::vector<std::string>& lines, const std::string& line) {

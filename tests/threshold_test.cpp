@@ -24,17 +24,8 @@ class ThresholdTest : public LayoutTest {
  protected:
   qvlhost::Config HostConfig() override {
     qvlhost::Config config = LayoutTest::HostConfig();
-    if (config.storage.kind != Storage::CoreGraphics) config.app = qvlhost::AppKind::Console;
     config.extraBytesPerRow = 4;
     return config;
-  }
-  void SetUp() override {
-    LayoutTest::SetUp();
-    IsConsole = IsDesktop = CheckedApplication = DebuggingEnabled = false;
-  }
-  void TearDown() override {
-    DebuggingEnabled = false;
-    LayoutTest::TearDown();
   }
 
   // The word the opaque write stores for white or black in this layout.
@@ -133,10 +124,6 @@ QVL_INSTANTIATE_LAYOUTS(ThresholdTest);
 
 class ThresholdHostCallsTest : public PluginTest {
  protected:
-  void SetUp() override {
-    PluginTest::SetUp();
-    IsConsole = IsDesktop = CheckedApplication = false;
-  }
 };
 
 TEST_F(ThresholdHostCallsTest, NormalRunMakesTheseHostCallsInOrder) {

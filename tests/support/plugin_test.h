@@ -8,6 +8,7 @@
 #include <string>
 
 #include "frame/globals.h"
+#include "picture/picture_editor.h"
 #include "qvlhost.h"
 
 namespace qvlhost {
@@ -28,6 +29,8 @@ class PluginTest : public ::testing::Test {
     qvlhost::Reset(config_);
     gResolver = qvlhost::Resolver();
     rbversion_rbversion = config_.version;
+    DebuggingEnabled = false;
+    IsConsole = IsDesktop = CheckedApplication = false;
   }
 
   // Every test ends with locks released, references given back and nothing
