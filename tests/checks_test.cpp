@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <functional>
+#include <initializer_list>
 #include <string>
 #include <vector>
 
@@ -18,6 +19,24 @@ Lines LogOf(const std::function<void()>& run) {
   qvlhost::LogCapture capture;
   run();
   return capture.Lines();
+}
+
+Lines Starting(const std::string& start, std::initializer_list<const char*> ends) {
+  Lines lines;
+  for (const char* end : ends) lines.push_back(start + end);
+  return lines;
+}
+
+Lines operator+(Lines first, const Lines& second) {
+  first.insert(first.end(), second.begin(), second.end());
+  return first;
+}
+
+// What a property record with nothing filled in gives.
+Lines NilProperty(const std::string& owner) {
+  return {"Error: The property " + owner + ".0 has nil name.",
+          "Error: The property " + owner + ".(null) has nil getter.",
+          "Error: The property " + owner + ".0 has nil type."};
 }
 
 int fn;  // an address standing for a function
@@ -89,13 +108,11 @@ const CheckCase kCases[] = {
      {"Error: The delegate O.0 has nil declaration.", "Warning: The delegate O.(null) has 0 for flags.",
       "Error: The delegate O.(null) has the wrong attributeCount value: 1", "Error: The event O.0 has nil declaration.",
       "Error: The event O.(null) has the wrong attributeCount value: 1"}},
-    {"Properties",
-     [] { CheckProperties("O", kProperties, 5); },
-     {"Error: The property O.0 has nil name.", "Error: The property O.(null) has nil getter.",
-      "Error: The property O.0 has nil type.", "Error: The property O.d needs custom getter.",
-      "Error: The property O.d needs custom setter.", "Error: The property O.d has editor.",
-      "Error: The property O.d has wrong enumCount: 1", "Error: The property O.d has attributes: 1",
-      "Error: The property O.p has unaligned offset 6.", "Error: The property O.p has unaligned offset 6."}},
+    {"Properties", [] { CheckProperties("O", kProperties, 5); },
+     NilProperty("O") +
+         Starting("Error: The property O.d ", {"needs custom getter.", "needs custom setter.", "has editor.",
+                                               "has wrong enumCount: 1", "has attributes: 1"}) +
+         Lines(2, "Error: The property O.p has unaligned offset 6.")},
     {"ItemCountsOutOfRange",
      [] {
        CheckConstants("O", kConstant, 10001);
@@ -114,19 +131,15 @@ const CheckCase kCases[] = {
        CheckClassRecord(&d);
        CheckClassRecord(&unnamed);
      },
-     {"Error: The class C has the wrong kCurrentREALControlVersion: 14 vs. 15",
-      "Error: The class C has the wrong forSystemUse value: 3",
-      "Error: The class C has the wrong propertyCount value: 1",
-      "Error: The class C has the wrong methodCount value: 1", "Error: The class C has the wrong eventCount value: 0",
-      "Error: The class C has the wrong eventInstanceCount value: 1",
-      "Error: The class C has the wrong constantCount value: 4001",
-      "Error: The class C has the wrong sharedPropertyCounttionCount value: 1",
-      "Error: The class C has the wrong sharedMethodCount value: 1",
-      "Error: The class C has the wrong attributeCount value: 10001",
-      "Error: The class C has the wrong delegateCount value: 1", "Error: The class C has the wrong enumCount value: 1",
-      "Error: The class extension C has wrong attributes: 10001", "Warning: The subclass C of BaseQVL has data size: 8",
-      "Warning: iOS only class registered for old Xojo: C", "Error: attribute count out of range for .C: 10001.",
-      "Error: A class without name."}},
+     Starting("Error: The class C has the wrong ",
+              {"kCurrentREALControlVersion: 14 vs. 15", "forSystemUse value: 3", "propertyCount value: 1",
+               "methodCount value: 1", "eventCount value: 0", "eventInstanceCount value: 1",
+               "constantCount value: 4001", "sharedPropertyCounttionCount value: 1", "sharedMethodCount value: 1",
+               "attributeCount value: 10001", "delegateCount value: 1", "enumCount value: 1"}) +
+         Lines{"Error: The class extension C has wrong attributes: 10001",
+               "Warning: The subclass C of BaseQVL has data size: 8",
+               "Warning: iOS only class registered for old Xojo: C",
+               "Error: attribute count out of range for .C: 10001.", "Error: A class without name."}},
     {"ModuleRecord",
      [] {
        REALmoduleDefinition m{3,       "M", nullptr, 1, nullptr, 0, nullptr, 1,
@@ -135,49 +148,31 @@ const CheckCase kCases[] = {
        CheckModuleRecord(&m);
        CheckModuleRecord(&unnamed);
      },
-     {"Error: The module M has the wrong kCurrentREALControlVersion: 3 vs. 15",
-      "Error: The module M has the wrong propertyCount value: 1",
-      "Error: The module M has the wrong methodCount value: 1",
-      "Error: The module M has the wrong structureCount value: 1",
-      "Error: The module M has the wrong enumCount value: 1",
-      "Error: The module M has the wrong attributeCount value: 1",
-      "Error: The module M has the wrong delegateCount value: 1", "Error: A module without name."}},
+     Starting("Error: The module M has the wrong ",
+              {"kCurrentREALControlVersion: 3 vs. 15", "propertyCount value: 1", "methodCount value: 1",
+               "structureCount value: 1", "enumCount value: 1", "attributeCount value: 1", "delegateCount value: 1"}) +
+         Lines{"Error: A module without name."}},
     {"ClassExtension",
      [] {
        REALclassDefinition d = BadExtension();
        CheckClassExtension(&d);
      },
-     {"Error: The class extension picture has the wrong kCurrentREALControlVersion: 1 vs. 15",
-      "Error: A class extension can't have super name: picture",
-      "Error: The class extension picture has the dataSize value: 8",
-      "Error: The class extension picture has the wrong forSystemUse value: 1",
-      "Error: The class extension picture has the wrong propertyCount value: 1",
-      "Error: The class extension picture has the wrong methodCount value: 0",
-      "Error: The class extension picture has events: 1",
-      "Error: The class extension picture has event instances: 1",
-      "Error: The class extension picture has constants: 1",
-      "Error: The class extension picture has shared Properties: 1",
-      "Error: The class extension picture has shared Methods: 1",
-      "Error: The class extension picture has wrong attributes: 1",
-      "Error: The class extension picture has delegates 1",
-      "Error: The class extension picture has enums: 1",
-      "Error: The property picture.0 has nil name.",
-      "Error: The property picture.(null) has nil getter.",
-      "Error: The property picture.0 has nil type.",
-      "Error: Constant picture.0 is NULL.",
-      "Error: The event picture.0 has nil declaration.",
-      "Error: method picture.0 is NULL.",
-      "Error: The property picture.0 has nil name.",
-      "Error: The property picture.(null) has nil getter.",
-      "Error: The property picture.0 has nil type.",
-      "Error: The delegate picture.0 has nil declaration.",
-      "Warning: The delegate picture.(null) has 0 for flags.",
-      "Warning: The class extension picture has the propertyCount value: 1",
-      "Warning: The class extension picture has the constantCount value: 1",
-      "Warning: The class extension picture has the eventCount value: 1",
-      "Warning: The class extension picture has the sharedProperties value: 1",
-      "Warning: The class extension picture has the sharedMethods value: 1",
-      "Error: The class extension name picture does not start with capital letter."}},
+     Lines{"Error: The class extension picture has the wrong kCurrentREALControlVersion: 1 vs. 15",
+           "Error: A class extension can't have super name: picture"} +
+         Starting("Error: The class extension picture has ",
+                  {"the dataSize value: 8", "the wrong forSystemUse value: 1", "the wrong propertyCount value: 1",
+                   "the wrong methodCount value: 0", "events: 1", "event instances: 1", "constants: 1",
+                   "shared Properties: 1", "shared Methods: 1", "wrong attributes: 1", "delegates 1", "enums: 1"}) +
+         NilProperty("picture") +
+         Lines{"Error: Constant picture.0 is NULL.", "Error: The event picture.0 has nil declaration.",
+               "Error: method picture.0 is NULL."} +
+         NilProperty("picture") +
+         Lines{"Error: The delegate picture.0 has nil declaration.",
+               "Warning: The delegate picture.(null) has 0 for flags."} +
+         Starting("Warning: The class extension picture has the ",
+                  {"propertyCount value: 1", "constantCount value: 1", "eventCount value: 1",
+                   "sharedProperties value: 1", "sharedMethods value: 1"}) +
+         Lines{"Error: The class extension name picture does not start with capital letter."}},
     {"GlobalMethod",
      [] {
        REALmethodDefinition bare{nullptr, nullptr, nullptr, 0, 1};

@@ -7,9 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "frame/globals.h"
 #include "frame/tables.h"
-#include "qvlhost.h"
 #include "support/plugin_test.h"
 
 extern "C" void REALPluginMain(QVLResolver resolver);
@@ -46,18 +44,16 @@ TEST_P(StartUp, SdkVersionAndRouteFollowTheHostVersionAndNothingIsLogged) {
   EXPECT_TRUE(qvlhost::RegisteredClasses().empty());
   if (host.generatedModules) {
     ASSERT_EQ(2u, qvlhost::RegisteredModules().size());
-    EXPECT_STREQ("PictureGlobalsQVL", qvlhost::RegisteredModules()[1]->name);
-    EXPECT_EQ(globalMethods.size(), qvlhost::RegisteredModules()[1]->methodCount);
-    EXPECT_TRUE(qvlhost::RegisteredGlobalMethods().empty());
-    const REALmoduleDefinition* module = qvlhost::RegisteredModules()[0];
-    EXPECT_STREQ("PicturePictureExtensionQVL", module->name);
-    EXPECT_EQ(uint32_t(host.sdkVersion), module->version);
-    ASSERT_EQ(pictureMethods.size(), module->methodCount);
+    const REALmoduleDefinition *extension = qvlhost::RegisteredModules()[0], *globals = qvlhost::RegisteredModules()[1];
+    EXPECT_STREQ("PicturePictureExtensionQVL", extension->name);
+    EXPECT_EQ(uint32_t(host.sdkVersion), extension->version);
+    ASSERT_EQ(pictureMethods.size(), extension->methodCount);
     EXPECT_STREQ("ThresholdQVL(extends ref as Picture, Threshold as integer) as picture",
-                 module->methods[0].declaration);
-    EXPECT_EQ(0x14u, module->methods[0].flags);
-    EXPECT_EQ(DebuggingSharedProperties, module->properties);
+                 extension->methods[0].declaration);
+    EXPECT_STREQ("PictureGlobalsQVL", globals->name);
+    EXPECT_EQ(globalMethods.size(), globals->methodCount);
     EXPECT_EQ(0x26u, DebuggingSharedProperties[0].flags);
+    EXPECT_TRUE(qvlhost::RegisteredGlobalMethods().empty());
     EXPECT_TRUE(qvlhost::RegisteredClassExtensions().empty());
   } else {
     EXPECT_TRUE(qvlhost::RegisteredModules().empty());
@@ -90,41 +86,33 @@ TEST_F(PluginTest, NullResolverRegistersNothing) {
 
 struct DebugCase {
   const char* value;
-  bool enabled;
+  bool enabled, builtApplication;
 };
 
-class DebugVariable : public PluginTest, public ::testing::WithParamInterface<DebugCase> {};
+class DebugVariable : public PluginTest, public ::testing::WithParamInterface<DebugCase> {
+ protected:
+  qvlhost::Config HostConfig() override {
+    qvlhost::Config config;
+    config.builtApplication = GetParam().builtApplication;
+    return config;
+  }
+};
 
-TEST_P(DebugVariable, OnlyOneTrueOrYesInAnyCaseTurnsTracingOn) {
+// Only one, "true" or "yes" in any case turn tracing on; a built application never writes the loading line.
+TEST_P(DebugVariable, TurnsTracingOnAndWritesTheLoadingLine) {
   qvlhost::LogCapture log;
   setenv("QVLDEBUG", GetParam().value, 1);
   REALPluginMain(qvlhost::Resolver());
   unsetenv("QVLDEBUG");
   EXPECT_EQ(GetParam().enabled, DebuggingEnabled);
   const Lines loading = {"Loading Picture in Xojo 2024.03 and plugin SDK version 13..."};
-  EXPECT_EQ(GetParam().enabled ? loading : Lines{}, log.Lines());
+  EXPECT_EQ(GetParam().enabled && !GetParam().builtApplication ? loading : Lines{}, log.Lines());
 }
 
 INSTANTIATE_TEST_SUITE_P(Values, DebugVariable,
-                         ::testing::Values(DebugCase{"YES", true}, DebugCase{"True", true}, DebugCase{"1", true},
-                                           DebugCase{"2", false}, DebugCase{"on", false}, DebugCase{"", false}));
-
-class BuiltApplication : public PluginTest {
- protected:
-  qvlhost::Config HostConfig() override {
-    qvlhost::Config config;
-    config.builtApplication = true;
-    return config;
-  }
-};
-
-TEST_F(BuiltApplication, TracesButNeverWritesTheLoadingLine) {
-  qvlhost::LogCapture log;
-  setenv("QVLDEBUG", "yes", 1);
-  REALPluginMain(qvlhost::Resolver());
-  unsetenv("QVLDEBUG");
-  EXPECT_TRUE(DebuggingEnabled);
-  EXPECT_EQ(Lines{}, log.Lines());
-}
+                         ::testing::Values(DebugCase{"YES", true, false}, DebugCase{"True", true, false},
+                                           DebugCase{"1", true, false}, DebugCase{"2", false, false},
+                                           DebugCase{"on", false, false}, DebugCase{"", false, false},
+                                           DebugCase{"yes", true, true}));
 
 }  // namespace

@@ -13,9 +13,7 @@ namespace {
 
 using qvlhost::OwnedPicture;
 
-class WriterTest : public PluginTest {
- protected:
-};
+using WriterTest = PluginTest;
 
 bool HasLine(const std::vector<std::string>& lines, const std::string& line) {
   return std::find(lines.begin(), lines.end(), line) != lines.end();
@@ -41,11 +39,8 @@ TEST_F(WriterTest, SizeLimitsNameTheFirstSideThatFails) {
       EXPECT_EQ(1, qvlhost::ReferenceCount(writer.picture));
     }
   }
-  EXPECT_EQ(0, qvlhost::LiveObjectCount());  // unrendered writers took their pictures along
-}
-
-TEST_F(WriterTest, PictureTheHostCannotMakeGivesNoWriter) {
-  qvlhost::CurrentConfig().maxPictureBytes = 1000;
+  EXPECT_EQ(0, qvlhost::LiveObjectCount());         // unrendered writers took their pictures along
+  qvlhost::CurrentConfig().maxPictureBytes = 1000;  // a picture the host cannot make
   PictureWriter writer;
   EXPECT_FALSE(writer.NewPictureWriter(100, 100));
   EXPECT_EQ(nullptr, writer.picture);
@@ -70,24 +65,20 @@ TEST_F(WriterTest, AlphaReaderTakesTheConstructorPathWithoutSizeLimit) {
     PictureWriter writer;
     EXPECT_EQ(c.made, writer.NewPictureWriter(reader)) << c.version << " " << c.alpha << " " << c.width;
     EXPECT_EQ(c.made && c.alpha, writer.HasAlphaChannel);
-    // The resolutions come along on every path, also after a failure.
-    EXPECT_EQ(144, writer.HorizontalResolution);
+    EXPECT_EQ(144, writer.HorizontalResolution);  // carried on every path, also after a failure
     EXPECT_EQ(72, writer.VerticalResolution);
   }
 }
 
 TEST_F(WriterTest, ConstructorPathFailuresGiveNil) {
   DebuggingEnabled = true;
-  {
-    qvlhost::CurrentConfig().hiddenClasses = {"Picture"};
-    qvlhost::LogCapture log;
-    EXPECT_EQ(nullptr, NewPictureWithAlphaChannel(4, 4));
-    EXPECT_TRUE(HasLine(log.Lines(), "QVL Debug: Failed to allocate picture."));
-    qvlhost::CurrentConfig().hiddenClasses.clear();
-  }
+  qvlhost::LogCapture log;
+  qvlhost::CurrentConfig().hiddenClasses = {"Picture"};
+  EXPECT_EQ(nullptr, NewPictureWithAlphaChannel(4, 4));
+  EXPECT_TRUE(HasLine(log.Lines(), "QVL Debug: Failed to allocate picture."));
+  qvlhost::CurrentConfig().hiddenClasses.clear();
   qvlhost::CurrentConfig().hiddenMethods = {"Constructor(width as integer, height as integer)"};
   qvlhost::ClearJournal();
-  qvlhost::LogCapture log;
   EXPECT_EQ(nullptr, NewPictureWithAlphaChannel(4, 4));
   EXPECT_TRUE(HasLine(log.Lines(), "QVL Debug: Failed to get picture constructor."));
   // The new instance is not given back on this path: find it and release it here.
@@ -122,11 +113,9 @@ TEST_F(WriterTest, ReferencesPassFromCreatorToWriterToCaller) {
   EXPECT_EQ(1, qvlhost::ReferenceCount(pic));  // the writer's
   OwnedPicture result(writer.RenderPictureWriter());
   ASSERT_EQ(pic, result.get());
-  EXPECT_EQ(1, qvlhost::ReferenceCount(pic));  // the caller's
   EXPECT_EQ(0, qvlhost::DescriptionLockCount(pic));
   EXPECT_EQ(2, qvlhost::CacheClearCount(pic));  // at the rendering and in clear
-  // Step by step: made with 1, then +1 -1 +1 -1.
-  int64_t count = 1;
+  int64_t count = 1;                            // made with 1, then +1 -1 +1 -1, ending with the caller's
   std::vector<int64_t> counts;
   for (const qvlhost::JournalEntry& entry : qvlhost::Journal()) {
     if (entry.handle != pic || (entry.entry != "REALLockObject" && entry.entry != "REALUnlockObject")) continue;
@@ -146,7 +135,7 @@ TEST_F(WriterTest, RenderingAnEmptyEditorGivesNilAndStillClears) {
   EXPECT_TRUE(std::any_of(lines.begin(), lines.end(), [](const std::string& line) {
     return line.rfind("QVL Debug: RenderPictureWriter done ", 0) == 0;
   }));
-  EXPECT_TRUE(HasLine(lines, "QVL Debug: ClosePictureReader done"));
+  EXPECT_TRUE(HasLine(log.Lines(), "QVL Debug: ClosePictureReader done"));
   EXPECT_TRUE(qvlhost::Journal().empty());
 }
 
