@@ -1,5 +1,5 @@
-// Picture files: every layout survives a round trip through PNG, and a read
-// picture has an alpha channel exactly when its file has one.
+// Picture files: every layout survives a round trip, and a read picture has an
+// alpha channel exactly when its file has one.
 #include <gd.h>
 #include <gtest/gtest.h>
 
@@ -16,125 +16,91 @@ using qvlhost::Rgba;
 
 std::string TempPath(const std::string& name) { return ::testing::TempDir() + "/qvl_host_" + name; }
 
-int Distance(uint8_t a, uint8_t b) { return std::abs(int(a) - int(b)); }
+// Writes the picture, reads it back and removes the file.
+REALpictureStruct* RoundTrip(REALpictureStruct* picture, const std::string& name) {
+  std::string path = TempPath(name);
+  EXPECT_TRUE(qvlhost::WritePictureFile(picture, path)) << name;
+  REALpictureStruct* read = qvlhost::ReadPictureFile(path);
+  std::remove(path.c_str());
+  return read;
+}
+
+// Every channel within its tolerance.
+void ExpectNear(Rgba expected, Rgba actual, int colourTolerance, int alphaTolerance) {
+  EXPECT_LE(std::abs(expected.r - actual.r), colourTolerance);
+  EXPECT_LE(std::abs(expected.g - actual.g), colourTolerance);
+  EXPECT_LE(std::abs(expected.b - actual.b), colourTolerance);
+  EXPECT_LE(std::abs(expected.a - actual.a), alphaTolerance);
+}
 
 class PictureFileTest : public LayoutTest {};
 
 // Opaque colours come back exactly; alpha goes through gd's 7 bits, so partly
 // transparent pixels may move by a step or two.
-TEST_P(PictureFileTest, PngRoundTripKeepsColoursAndAlpha) {
+TEST_P(PictureFileTest, RoundTripsKeepColoursAndAlpha) {
   const Rgba colours[] = {{255, 0, 0, 255}, {12, 200, 77, 255}, {0, 0, 0, 0}, {90, 180, 240, 128}, {1, 2, 3, 254}};
-  OwnedPicture original(qvlhost::NewAlphaPicture(5, 2));
-  ASSERT_TRUE(original);
+  OwnedPicture alpha(qvlhost::NewAlphaPicture(5, 1));
+  for (int x = 0; x < 5; ++x) qvlhost::SetPixelColour(alpha, x, 0, colours[x]);
+  OwnedPicture png(RoundTrip(alpha, GetParam().Name() + ".png"));
+  ASSERT_TRUE(png);
+  EXPECT_TRUE(qvlhost::HasAlphaChannel(png));
+  EXPECT_EQ(GetParam().Name(), qvlhost::PictureStorage(png).Name());
   for (int x = 0; x < 5; ++x) {
-    qvlhost::SetPixelColour(original, x, 0, colours[x]);
-    qvlhost::SetPixelColour(original, x, 1, Rgba{colours[x].r, colours[x].g, colours[x].b, 255});
+    SCOPED_TRACE("pixel " + std::to_string(x));
+    Rgba before = qvlhost::PixelColour(alpha, x, 0);
+    ExpectNear(before, qvlhost::PixelColour(png, x, 0), before.a == 255 ? 0 : before.a >= 128 ? 3 : 255, 2);
   }
-  std::string path = TempPath(GetParam().Name() + ".png");
-  ASSERT_TRUE(qvlhost::WritePictureFile(original, path));
-  OwnedPicture read(qvlhost::ReadPictureFile(path));
-  std::remove(path.c_str());
-  ASSERT_TRUE(read);
-  EXPECT_TRUE(qvlhost::HasAlphaChannel(read));
-  EXPECT_EQ(GetParam().Name(), qvlhost::PictureStorage(read).Name());
-  for (int y = 0; y < 2; ++y) {
-    for (int x = 0; x < 5; ++x) {
-      Rgba before = qvlhost::PixelColour(original, x, y), after = qvlhost::PixelColour(read, x, y);
-      SCOPED_TRACE("pixel " + std::to_string(x) + "," + std::to_string(y));
-      EXPECT_LE(Distance(before.a, after.a), 2);
-      int tolerance = before.a == 255 ? 0 : before.a >= 128 ? 3 : 255;
-      EXPECT_LE(Distance(before.r, after.r), tolerance);
-      EXPECT_LE(Distance(before.g, after.g), tolerance);
-      EXPECT_LE(Distance(before.b, after.b), tolerance);
-    }
+  OwnedPicture gif(RoundTrip(alpha, GetParam().Name() + ".gif"));
+  ASSERT_TRUE(gif);
+  EXPECT_TRUE(qvlhost::HasAlphaChannel(gif));
+  EXPECT_EQ(255, qvlhost::PixelColour(gif, 0, 0).a);
+  if (GetParam().kind != qvlhost::Storage::CoreGraphics || GetParam().alphaInfo <= 4) {
+    EXPECT_EQ(0, qvlhost::PixelColour(gif, 2, 0).a);
   }
-}
 
-TEST_P(PictureFileTest, OpaquePictureStaysOpaqueInEveryFormat) {
-  OwnedPicture original(qvlhost::NewPicture(4, 3));
-  for (int x = 0; x < 4; ++x) qvlhost::SetPixelColour(original, x, 1, Rgba{200, 100, 50, 255});
+  OwnedPicture opaque(qvlhost::NewPicture(4, 3));
+  for (int x = 0; x < 4; ++x) qvlhost::SetPixelColour(opaque, x, 1, Rgba{200, 100, 50, 255});
   for (const char* extension : {".png", ".gif", ".jpg"}) {
     SCOPED_TRACE(extension);
-    std::string path = TempPath(GetParam().Name() + extension);
-    ASSERT_TRUE(qvlhost::WritePictureFile(original, path));
-    OwnedPicture read(qvlhost::ReadPictureFile(path));
-    std::remove(path.c_str());
+    OwnedPicture read(RoundTrip(opaque, GetParam().Name() + extension));
     ASSERT_TRUE(read);
     EXPECT_FALSE(qvlhost::HasAlphaChannel(read));
     EXPECT_EQ(4, qvlhost::PictureWidth(read));
-    Rgba colour = qvlhost::PixelColour(read, 2, 1);
-    int tolerance = std::string(extension) == ".jpg" ? 12 : 0;
-    EXPECT_LE(Distance(colour.r, 200), tolerance);
-    EXPECT_LE(Distance(colour.g, 100), tolerance);
-    EXPECT_LE(Distance(colour.b, 50), tolerance);
-    EXPECT_EQ(255, colour.a);
-  }
-}
-
-TEST_P(PictureFileTest, GifKeepsTransparentPixels) {
-  OwnedPicture original(qvlhost::NewAlphaPicture(3, 1));
-  qvlhost::SetPixelColour(original, 0, 0, Rgba{10, 20, 30, 255});
-  std::string path = TempPath(GetParam().Name() + ".gif");
-  ASSERT_TRUE(qvlhost::WritePictureFile(original, path));
-  OwnedPicture read(qvlhost::ReadPictureFile(path));
-  std::remove(path.c_str());
-  ASSERT_TRUE(read);
-  EXPECT_TRUE(qvlhost::HasAlphaChannel(read));
-  EXPECT_EQ(255, qvlhost::PixelColour(read, 0, 0).a);
-  if (GetParam().kind != qvlhost::Storage::CoreGraphics || GetParam().alphaInfo <= 4) {
-    EXPECT_EQ(0, qvlhost::PixelColour(read, 2, 0).a);
+    ExpectNear(Rgba{200, 100, 50, 255}, qvlhost::PixelColour(read, 2, 1), std::string(extension) == ".jpg" ? 12 : 0, 0);
   }
 }
 
 QVL_INSTANTIATE_LAYOUTS(PictureFileTest);
 
-// Files written by gd itself, so that each way of carrying alpha is met.
-std::string WriteWithGd(gdImagePtr image, const std::string& name) {
-  std::string path = TempPath(name);
-  FILE* file = std::fopen(path.c_str(), "wb");
-  if (name.find(".gif") != std::string::npos) {
-    gdImageGif(image, file);
-  } else {
-    gdImagePng(image, file);
-  }
-  std::fclose(file);
-  gdImageDestroy(image);
-  return path;
-}
-
-class FileAlphaTest : public PluginTest {
- protected:
-  bool ReadHasAlpha(const std::string& path) {
-    OwnedPicture picture(qvlhost::ReadPictureFile(path));
-    std::remove(path.c_str());
-    EXPECT_TRUE(picture);
-    return qvlhost::HasAlphaChannel(picture);
-  }
-};
+class FileAlphaTest : public PluginTest {};
 
 TEST_F(FileAlphaTest, AlphaChannelExactlyWhenTheFileHasOne) {
-  gdImagePtr rgb = gdImageCreateTrueColor(2, 2);
-  EXPECT_FALSE(ReadHasAlpha(WriteWithGd(rgb, "rgb.png")));
-
-  gdImagePtr rgba = gdImageCreateTrueColor(2, 2);
-  gdImageSaveAlpha(rgba, 1);
-  EXPECT_TRUE(ReadHasAlpha(WriteWithGd(rgba, "rgba.png")));
-
-  gdImagePtr paletteWithTransparency = gdImageCreate(2, 2);
-  gdImageColorTransparent(paletteWithTransparency, gdImageColorAllocate(paletteWithTransparency, 1, 2, 3));
-  EXPECT_TRUE(ReadHasAlpha(WriteWithGd(paletteWithTransparency, "trns.png")));
-
-  gdImagePtr plainPalette = gdImageCreate(2, 2);
-  gdImageColorAllocate(plainPalette, 1, 2, 3);
-  EXPECT_FALSE(ReadHasAlpha(WriteWithGd(plainPalette, "palette.png")));
-
-  gdImagePtr gifWithTransparency = gdImageCreate(2, 2);
-  gdImageColorTransparent(gifWithTransparency, gdImageColorAllocate(gifWithTransparency, 1, 2, 3));
-  EXPECT_TRUE(ReadHasAlpha(WriteWithGd(gifWithTransparency, "transparent.gif")));
-
-  gdImagePtr plainGif = gdImageCreate(2, 2);
-  gdImageColorAllocate(plainGif, 1, 2, 3);
-  EXPECT_FALSE(ReadHasAlpha(WriteWithGd(plainGif, "plain.gif")));
+  struct Case {
+    const char* name;
+    bool trueColour, saveAlpha, transparentIndex, hasAlpha;
+  };
+  const Case cases[] = {{"rgb.png", true, false, false, false},        {"rgba.png", true, true, false, true},
+                        {"trns.png", false, false, true, true},        {"palette.png", false, false, false, false},
+                        {"transparent.gif", false, false, true, true}, {"plain.gif", false, false, false, false}};
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.name);
+    gdImagePtr image = c.trueColour ? gdImageCreateTrueColor(2, 2) : gdImageCreate(2, 2);
+    if (c.saveAlpha) gdImageSaveAlpha(image, 1);
+    if (!c.trueColour) {
+      int colour = gdImageColorAllocate(image, 1, 2, 3);
+      if (c.transparentIndex) gdImageColorTransparent(image, colour);
+    }
+    std::string path = TempPath(c.name);
+    FILE* file = std::fopen(path.c_str(), "wb");
+    ASSERT_NE(file, nullptr);
+    std::string(c.name).find(".gif") != std::string::npos ? gdImageGif(image, file) : gdImagePng(image, file);
+    std::fclose(file);
+    gdImageDestroy(image);
+    OwnedPicture picture(qvlhost::ReadPictureFile(path));
+    std::remove(path.c_str());
+    ASSERT_TRUE(picture);
+    EXPECT_EQ(c.hasAlpha, qvlhost::HasAlphaChannel(picture));
+  }
 }
 
 TEST_F(FileAlphaTest, UnreadableFilesGiveNil) {

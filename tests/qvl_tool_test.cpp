@@ -2,13 +2,11 @@
 // negative numbers as arguments, atomic output, the listing of the surface.
 #ifdef QVL_TOOL_PATH
 
-#include <fcntl.h>
-#include <spawn.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
-#include <cstring>
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -17,8 +15,6 @@
 
 #include "filters/threshold.h"
 #include "support/plugin_test.h"
-
-extern char** environ;
 
 namespace {
 
@@ -37,60 +33,43 @@ std::string FileText(const fs::path& path) {
 
 void WriteText(const fs::path& path, const std::string& text) { std::ofstream(path, std::ios::binary) << text; }
 
-size_t LineCount(const std::string& text) {
-  size_t lines = 0;
-  for (char c : text) lines += c == '\n';
-  return lines;
+size_t LineCount(const std::string& text) { return std::count(text.begin(), text.end(), '\n'); }
+
+std::string Quoted(const std::string& word) {
+  std::string quoted = "'";
+  for (char c : word) quoted += c == '\'' ? std::string("'\\''") : std::string(1, c);
+  return quoted + "'";
 }
 
 class QvlTool : public PluginTest {
  protected:
   void SetUp() override {
     PluginTest::SetUp();
-    char work[] = "/tmp/qvl-tool-test-XXXXXX";
-    char logs[] = "/tmp/qvl-tool-logs-XXXXXX";
-    ASSERT_NE(mkdtemp(work), nullptr);
-    ASSERT_NE(mkdtemp(logs), nullptr);
-    work_ = work;
-    logs_ = logs;
+    char root[] = "/tmp/qvl-tool-test-XXXXXX";
+    ASSERT_NE(mkdtemp(root), nullptr);
+    root_ = root;
+    work_ = root_ / "work";
+    fs::create_directory(work_);
     in_ = (work_ / "in.png").string();
     out_ = (work_ / "out.png").string();
     fs::copy_file(QVL_SOURCE_DIR "/samples/gradient.png", in_);
   }
 
   void TearDown() override {
-    fs::remove_all(work_);
-    fs::remove_all(logs_);
+    fs::remove_all(root_);
     PluginTest::TearDown();
   }
 
   // Runs the tool with these arguments and without QVLDEBUG in its environment.
   ToolRun Run(const std::vector<std::string>& arguments) {
-    std::string outPath = (logs_ / "stdout").string();
-    std::string errPath = (logs_ / "stderr").string();
-    posix_spawn_file_actions_t actions;
-    posix_spawn_file_actions_init(&actions);
-    posix_spawn_file_actions_addopen(&actions, 1, outPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
-    posix_spawn_file_actions_addopen(&actions, 2, errPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
-    std::vector<std::string> words = {QVL_TOOL_PATH};
-    words.insert(words.end(), arguments.begin(), arguments.end());
-    std::vector<char*> argv;
-    for (std::string& word : words) argv.push_back(&word[0]);
-    argv.push_back(nullptr);
-    std::vector<char*> env;
-    for (char** variable = environ; *variable; ++variable) {
-      if (std::strncmp(*variable, "QVLDEBUG=", 9) != 0) env.push_back(*variable);
-    }
-    env.push_back(nullptr);
+    std::string command = "env -u QVLDEBUG " + Quoted(QVL_TOOL_PATH);
+    for (const std::string& word : arguments) command += " " + Quoted(word);
+    command += " >" + Quoted((root_ / "stdout").string()) + " 2>" + Quoted((root_ / "stderr").string());
+    int status = std::system(command.c_str());
     ToolRun run;
-    pid_t pid = 0;
-    int spawned = posix_spawn(&pid, QVL_TOOL_PATH, &actions, nullptr, argv.data(), env.data());
-    posix_spawn_file_actions_destroy(&actions);
-    EXPECT_EQ(spawned, 0);
-    int status = 0;
-    if (spawned == 0 && waitpid(pid, &status, 0) == pid && WIFEXITED(status)) run.status = WEXITSTATUS(status);
-    run.out = FileText(outPath);
-    run.err = FileText(errPath);
+    if (status != -1 && WIFEXITED(status)) run.status = WEXITSTATUS(status);
+    run.out = FileText(root_ / "stdout");
+    run.err = FileText(root_ / "stderr");
     return run;
   }
 
@@ -102,8 +81,8 @@ class QvlTool : public PluginTest {
     return names;
   }
 
+  fs::path root_;
   fs::path work_;
-  fs::path logs_;
   std::string in_;
   std::string out_;
 };
@@ -121,19 +100,13 @@ TEST_F(QvlTool, BadInputGivesOneLineAndStatusTwo) {
       {{"ThresholdQVL", "missing.png", "128", "-o", "OUT"}, "missing file missing.png"},
       {{"ThresholdQVL", "NOTES", "128", "-o", "OUT"}, "cannot read image"},
       {{"--frobnicate", "ThresholdQVL", "IN", "128", "-o", "OUT"}, "unknown option --frobnicate"},
-      {{"ThresholdQVL", "IN", "-o", "OUT"}, kThresholdDeclaration},
       {{"ThresholdQVL", "IN", "1", "2", "-o", "OUT"}, "wrong number of arguments"},
       {{"ThresholdQVL", "IN", "1.5", "-o", "OUT"}, kThresholdDeclaration},
       {{"ThresholdQVL", "IN", "&c808080", "-o", "OUT"}, "fit no overload"},
       {{"NoSuchMethodQVL", "IN", "-o", "OUT"}, "unknown method NoSuchMethodQVL"},
-      {{"Picture.ThresholdQVL", "IN", "1", "-o", "OUT"}, kThresholdDeclaration},
       {{"--storage", "cg7", "list"}, "unknown storage"},
-      {{"--plugin", "NOTES", "list"}, "cannot load"},
-      {{"--host-version", "soon", "list"}, "bad host version"},
       {{"ThresholdQVL", "IN", "128"}, "give -o"},
-      {{"ThresholdQVL", "IN", "128", "-o", "/nonexistent-qvl-folder/out.png"}, "no folder"},
       {{"ThresholdQVL", "IN", "128", "-o", "IN"}, "would replace"},
-      {{"ThresholdQVL", "IN", "128", "-o"}, "needs a value"},
       {{}, "no method"},
   };
   std::string original = FileText(in_);
@@ -165,7 +138,7 @@ TEST_F(QvlTool, NegativeNumberIsAnArgumentAndTheResultIsTheDirectCalls) {
   qvlhost::OwnedPicture source(qvlhost::ReadPictureFile(in_));
   qvlhost::OwnedPicture direct(ThresholdQVL(source, -5));
   ASSERT_NE(direct.get(), nullptr);
-  std::string expected = (logs_ / "expected.png").string();
+  std::string expected = (root_ / "expected.png").string();
   ASSERT_TRUE(qvlhost::WritePictureFile(direct, expected));
   EXPECT_EQ(FileText(out_), FileText(expected));
 }
@@ -205,20 +178,6 @@ TEST_F(QvlTool, ListShowsTheSurfaceByRoute) {
   EXPECT_NE(old.out.find("class extension Picture"), std::string::npos) << old.out;
   EXPECT_NE(old.out.find("ThresholdQVL(Threshold as integer) as picture"), std::string::npos) << old.out;
   EXPECT_EQ(old.out.find("PicturePictureExtensionQVL"), std::string::npos) << old.out;
-}
-
-TEST_F(QvlTool, DebugTracesTheStorageTheOptionChose) {
-  ToolRun quiet = Run({"--storage", "cg1", "ThresholdQVL", in_, "128", "-o", out_});
-  ASSERT_EQ(quiet.status, 0) << quiet.err;
-  EXPECT_EQ(quiet.err, "");
-  ToolRun desktop = Run({"--debug", "--storage", "cg1", "ThresholdQVL", in_, "128", "-o", out_});
-  ASSERT_EQ(desktop.status, 0) << desktop.err;
-  EXPECT_NE(desktop.err.find("Loading Picture in Xojo"), std::string::npos) << desktop.err;
-  EXPECT_NE(desktop.err.find("QVL Debug: kCGImageAlphaPremultipliedLast"), std::string::npos) << desktop.err;
-  ToolRun console = Run({"--storage=gd", "ThresholdQVL", in_, "--debug", "128", "-o", out_});
-  ASSERT_EQ(console.status, 0) << console.err;
-  EXPECT_NE(console.err.find("pictureGDImagePtr ok"), std::string::npos) << console.err;
-  EXPECT_EQ(console.out, "");
 }
 
 }  // namespace
