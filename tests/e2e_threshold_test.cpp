@@ -19,6 +19,7 @@ using qvlhost::TypeKind;
 using qvlhost::Value;
 
 struct Case {
+  const char* route;
   double hostVersion;
   qvlhost::OwnerKind ownerKind;
   qvlhost::Storage storage;
@@ -27,10 +28,10 @@ struct Case {
 // One Core Graphics layout and gd on each route.
 std::vector<Case> Cases() {
   std::vector<qvlhost::Storage> layouts = qvlhost::Storage::SevenLayouts();
-  return {{2024.03, qvlhost::OwnerKind::Module, layouts.front()},
-          {2024.03, qvlhost::OwnerKind::Module, layouts.back()},
-          {2012.0, qvlhost::OwnerKind::ClassExtension, layouts[3]},
-          {2012.0, qvlhost::OwnerKind::ClassExtension, layouts.back()}};
+  return {{"module2024", 2024.03, qvlhost::OwnerKind::Module, layouts.front()},
+          {"module2024", 2024.03, qvlhost::OwnerKind::Module, layouts.back()},
+          {"extension2012", 2012.0, qvlhost::OwnerKind::ClassExtension, layouts[3]},
+          {"extension2012", 2012.0, qvlhost::OwnerKind::ClassExtension, layouts.back()}};
 }
 
 class ThresholdThroughLibrary : public PluginTest, public testing::WithParamInterface<Case> {
@@ -107,8 +108,7 @@ TEST_P(ThresholdThroughLibrary, GivesTheDirectCallsPicture) {
 }
 
 std::string CaseName(const testing::TestParamInfo<Case>& info) {
-  return std::string(info.param.ownerKind == qvlhost::OwnerKind::Module ? "module2024_" : "extension2012_") +
-         info.param.storage.Name();
+  return std::string(info.param.route) + "_" + info.param.storage.Name();
 }
 
 INSTANTIATE_TEST_SUITE_P(RoutesAndLayouts, ThresholdThroughLibrary, testing::ValuesIn(Cases()), CaseName);

@@ -61,7 +61,7 @@ TEST_P(HostPictureTest, DescriptionLocksOnlyInItsOwnStorage) {
   Entry<REALUnlockPictureDescriptionFn>("unlockPictureDescription")(picture);
 }
 
-TEST_P(HostPictureTest, DrawPictureCopiesExactlyAndDrawLineUsesForeColour) {
+TEST_P(HostPictureTest, DrawPictureCopiesOneToOneExactly) {
   qvlhost::OwnedPicture source(qvlhost::NewAlphaPicture(3, 2));
   qvlhost::OwnedPicture target(qvlhost::NewAlphaPicture(3, 2));
   qvlhost::SetPixelColour(source, 0, 0, qvlhost::Rgba{200, 10, 20, 255});
@@ -77,17 +77,6 @@ TEST_P(HostPictureTest, DrawPictureCopiesExactlyAndDrawLineUsesForeColour) {
   for (int y = 0; y < 2; ++y) {
     for (int x = 0; x < 3; ++x) EXPECT_EQ(qvlhost::PixelWord(source, x, y), qvlhost::PixelWord(target, x, y));
   }
-
-  qvlhost::OwnedPicture picture(qvlhost::NewPicture(5, 4));
-  qvlhost::OwnedGraphics lines(qvlhost::PictureGraphics(picture));
-  ASSERT_TRUE(Entry<REALSetPropValueColorFn>("REALSetPropValueColor")(lines, "ForeColor", 0x0000FF));
-  auto drawLine = Method<void (*)(REALgraphicsStruct*, int64_t, int64_t, int64_t, int64_t)>(
-      lines, "DrawLine( x1 as Integer, y1 as Integer, x2 as Integer, y2 as Integer )");
-  ASSERT_TRUE(drawLine);
-  drawLine(lines, 0, 1, 3, 1);
-  const qvlhost::Rgba blue{0, 0, 255, 255}, white{255, 255, 255, 255};
-  for (int x = 0; x < 5; ++x) EXPECT_EQ(x <= 3 ? blue : white, qvlhost::PixelColour(picture, x, 1)) << x;
-  EXPECT_EQ(white, qvlhost::PixelColour(picture, 1, 0));
 }
 
 TEST_P(HostPictureTest, MaskMethodsCreateOnlyWhenAskedAndTakeTheirOwnReference) {
