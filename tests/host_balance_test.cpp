@@ -32,7 +32,6 @@ TEST_F(BalanceTest, ReportsEachKindOfImbalance) {
     REALpictureDescription description{};
     EXPECT_TRUE(Entry<REALLockPictureDescriptionFn>("REALLockPictureDescription")(picture, &description, 8));
   };
-  auto unlockDescription = Entry<REALUnlockPictureDescriptionFn>("unlockPictureDescription");
   auto unlock = Entry<REALUnlockObjectFn>("REALUnlockObject");
   const Case cases[] = {
       {"Picture #1 leaked: 1 reference(s) not given back\n", [] { static_cast<void>(qvlhost::NewPicture(2, 2)); }},
@@ -50,13 +49,6 @@ TEST_F(BalanceTest, ReportsEachKindOfImbalance) {
          EXPECT_FALSE(Entry<REALGetPropValueIntegerFn>("REALGetPropValueInteger")(picture, "Width", &width));
        }},
       {"Picture #1 still has 1 description lock(s)\n", [&] { lockDescription(qvlhost::NewPicture(2, 2)); }},
-      {"unlockPictureDescription: Picture #1 has no description locked",
-       [&] {
-         qvlhost::OwnedPicture picture(qvlhost::NewPicture(2, 2));
-         lockDescription(picture);
-         unlockDescription(picture);
-         unlockDescription(picture);
-       }},
       {"NilObjectException #1 is pending\n",
        [] {
          qvlhost::OwnedObject exception(qvlhost::NewObject("NilObjectException"));
