@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <tuple>
+#include <utility>
 
 #include "filters/filter_frame.h"
 #include "support/plugin_test.h"
@@ -19,30 +20,20 @@ Rgba4 Read(uint32_t pictureType, uint32_t word) {
   return {c.r, c.g, c.b, c.a};
 }
 
-TEST_F(PixelRulesTest, PictureTypeDecidesTheLayout) {
-  const PixelLayout expected[] = {PixelLayout::Unknown, PixelLayout::RGBA,    PixelLayout::ARGB,   PixelLayout::RGBA,
-                                  PixelLayout::ARGB,    PixelLayout::RGBA,    PixelLayout::ARGB,   PixelLayout::Unknown,
-                                  PixelLayout::GD,      PixelLayout::Unknown, PixelLayout::Unknown};
-  for (uint32_t type = 0; type < 11; ++type) EXPECT_EQ(expected[type], LayoutOf(type)) << type;
-  EXPECT_EQ(PixelLayout::Unknown, LayoutOf(42));
-}
-
+// Odd Core Graphics types keep red in the low byte, even ones alpha; gd keeps a
+// reversed 7-bit alpha; other types read nothing.
 TEST_F(PixelRulesTest, ReadGivesChannelsByLayout) {
-  const struct {
-    uint32_t pictureType;
-    uint32_t word;
-    Rgba4 channels;
-  } cases[] = {
-      {5, 0x44332211, {0x11, 0x22, 0x33, 0x44}},
-      {4, 0x44332211, {0x22, 0x33, 0x44, 0x11}},
-      {8, 0x7F102030, {0x10, 0x20, 0x30, 255}},
-      {8, 0x00102030, {0x10, 0x20, 0x30, 0}},
-      {8, 0xFF102030, {0x10, 0x20, 0x30, 255}},  // bit 31 is not part of the field
-      {8, 0x01000000, {0, 0, 0, 3}},
-      {8, 0x40000000, {0, 0, 0, 128}},
-      {7, 0xFFFFFFFF, {0, 0, 0, 0}},
-  };
-  for (const auto& c : cases) EXPECT_EQ(c.channels, Read(c.pictureType, c.word)) << std::hex << c.word;
+  for (uint32_t type = 1; type <= 6; ++type) {
+    const Rgba4 expected = type % 2 ? Rgba4{0x11, 0x22, 0x33, 0x44} : Rgba4{0x22, 0x33, 0x44, 0x11};
+    EXPECT_EQ(expected, Read(type, 0x44332211)) << type;
+  }
+  for (uint32_t type : {0, 7, 9, 10, 42}) EXPECT_EQ(Rgba4{}, Read(type, 0xFFFFFFFF)) << type;
+  const std::pair<uint32_t, Rgba4> gd[] = {{0x7F102030, {0x10, 0x20, 0x30, 255}},
+                                           {0x00102030, {0x10, 0x20, 0x30, 0}},
+                                           {0xFF102030, {0x10, 0x20, 0x30, 255}},  // bit 31 is not part of the field
+                                           {0x01000000, {0, 0, 0, 3}},
+                                           {0x40000000, {0, 0, 0, 128}}};
+  for (const auto& [word, channels] : gd) EXPECT_EQ(channels, Read(8, word)) << std::hex << word;
 }
 
 TEST_F(PixelRulesTest, OpaqueAndAlphaWritesPlaceChannels) {
