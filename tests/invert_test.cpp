@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "picture/masks.h"
 #include "registrationclient/registration_check.h"
 #include "support/plugin_test.h"
 
@@ -98,6 +99,30 @@ TEST_P(InvertFilters, PremultipliedPath) {
                       {true, {10, 20, 30, 128}, {10, 20, 30, 128}},
                       {true, {9, 9, 9, 0}, {9, 9, 9, 0}},
                       {true, {9, 9, 9, 255}, {246, 246, 246, 255}}});
+}
+
+// Every alpha against every channel value, grey so that both filters act:
+// the inverse of the straight colour through the multiply tables.
+TEST_P(InvertFilters, PremultipliedPathOverAllAlphasAndChannels) {
+  OwnedPicture source(qvlhost::NewAlphaPicture(256, 256));
+  for (int a = 0; a < 256; ++a) {
+    for (int c = 0; c < 256; ++c) Write(source, c, {uint8_t(c), uint8_t(c), uint8_t(c), uint8_t(a)}, a);
+  }
+  InitMultiplyTable();
+  for (const Invert& invert : {kInvertAll, kInvertGrey}) {
+    OwnedPicture result(invert(source));
+    ASSERT_NE(result.get(), nullptr);
+    int wrong = 0;
+    for (int y = 0; y < 256; ++y) {
+      for (int x = 0; x < 256; ++x) {
+        const Rgba in = Read(source, x, y);
+        const int a = in.a, c = in.r;
+        const int v = a == 0 ? c : a == 255 ? 255 - c : MultiplyTable[a * 256 + (UnmultiplyTable[a * 256 + c] ^ 255)];
+        wrong += !(Read(result, x, y) == Rgba{uint8_t(v), uint8_t(v), uint8_t(v), in.a});
+      }
+    }
+    EXPECT_EQ(wrong, 0);
+  }
 }
 
 struct RectangleCase {
@@ -192,6 +217,28 @@ TEST_F(InvertGD, OpaqueKeepsColourTransparentIsInverted) {
   OwnedPicture result(InvertPicture2(source));
   EXPECT_EQ(qvlhost::PixelRgba(result, 0, 0), (Rgba{10, 20, 30, 255}));
   EXPECT_EQ(qvlhost::PixelRgba(result, 1, 0), (Rgba{245, 235, 225, 0}));
+}
+
+// Source and result in different Core Graphics layouts: each channel is
+// read from its own place and written to the other layout's place.
+class InvertAcrossLayouts : public PluginTest {};
+
+TEST_F(InvertAcrossLayouts, ChannelsMoveWithTheLayout) {
+  for (auto [from, to] : {std::pair<uint32_t, uint32_t>{1, 2}, {2, 3}, {6, 5}}) {
+    qvlhost::CurrentConfig().storage = qvlhost::Storage::CG(from);
+    for (bool grey : {false, true}) {
+      OwnedPicture source(qvlhost::NewPicture(2, 1));
+      qvlhost::SetPixelRgba(source, 0, 0, {10, 20, 30, 40});
+      qvlhost::SetPixelRgba(source, 1, 0, {70, 70, 70, 40});
+      qvlhost::CurrentConfig().storage = qvlhost::Storage::CG(to);
+      OwnedPicture result(grey ? InvertGrayPicture2(source) : InvertPicture2(source));
+      qvlhost::CurrentConfig().storage = qvlhost::Storage::CG(from);
+      ASSERT_NE(result.get(), nullptr);
+      EXPECT_EQ(qvlhost::PictureStorage(result).alphaInfo, to);
+      EXPECT_EQ(qvlhost::PixelRgba(result, 0, 0), grey ? (Rgba{10, 20, 30, 255}) : (Rgba{245, 235, 225, 255}));
+      EXPECT_EQ(qvlhost::PixelRgba(result, 1, 0), (Rgba{185, 185, 185, 255}));
+    }
+  }
 }
 
 }  // namespace

@@ -75,11 +75,56 @@ ToneTable CustomTable(double gain, double offset) {
   return ClampedTable([gain, offset](int v) { return static_cast<double>(v) * gain + offset; });
 }
 
+// The three channel tables turned into destination words: each entry holds
+// its channel's result already in place for the opaque write of layout D,
+// and the red entries carry the alpha bits, so that a pixel is three
+// look-ups or-ed together. The fields are disjoint, so the sum that the
+// opaque write makes and the or are the same word.
+struct PlacedTables {
+  std::array<uint32_t, 256> red, green, blue;
+};
+
+template <PixelLayout D>
+PlacedTables Place(const ToneTable& red, const ToneTable& green, const ToneTable& blue) {
+  PlacedTables placed;
+  const uint32_t alphaBits = OpaquePixel<D>(0, 0, 0);
+  for (int v = 0; v < 256; ++v) {
+    placed.red[v] = OpaquePixel<D>(red[v], 0, 0);
+    placed.green[v] = OpaquePixel<D>(0, green[v], 0) - alphaBits;
+    placed.blue[v] = OpaquePixel<D>(0, 0, blue[v]) - alphaBits;
+  }
+  return placed;
+}
+
+struct PlacedForEachLayout {
+  PlacedTables rgba, argb, gd;
+
+  template <PixelLayout D>
+  const PlacedTables& For() const {
+    return D == PixelLayout::RGBA ? rgba : D == PixelLayout::ARGB ? argb : gd;
+  }
+};
+
+template <PixelLayout S, PixelLayout D>
+inline void ToneRow(const uint32_t* source, uint32_t* destination, int64_t width, const PlacedTables& placed) {
+  if (D == PixelLayout::Unknown) return;
+  for (int64_t column = 0; column < width; ++column) {
+    const Channels in = ReadAt<S>(source, column);
+    destination[column] = placed.red[in.r] | placed.green[in.g] | placed.blue[in.b];
+  }
+}
+
 REALpictureStruct* RunToneFilter(REALpictureStruct* pic, const ToneTable& red, const ToneTable& green,
                                  const ToneTable& blue) {
-  return RunColourFilter(pic, RegistrationCheckAt::First, [&red, &green, &blue](Channels in) {
-    return Channels{red[in.r], green[in.g], blue[in.b], 0};
-  });
+  const PlacedForEachLayout placed{Place<PixelLayout::RGBA>(red, green, blue),
+                                   Place<PixelLayout::ARGB>(red, green, blue),
+                                   Place<PixelLayout::GD>(red, green, blue)};
+  return RunFilterFrame(pic, RegistrationCheckAt::First,
+                        [&placed](auto source, auto destination, const uint32_t* from, uint32_t* to, int64_t width) {
+                          constexpr PixelLayout S = decltype(source)::value;
+                          constexpr PixelLayout D = decltype(destination)::value;
+                          ToneRow<S, D>(from, to, width, placed.For<D>());
+                        });
 }
 
 REALpictureStruct* RunToneFilter(REALpictureStruct* pic, const ToneTable& all) {
