@@ -49,32 +49,8 @@ void SkipRows(PictureWriter& writer, PictureReader& reader, int64_t top, int64_t
 
 inline uint32_t Inverted(uint32_t channel) { return channel ^ 255u; }
 
-inline bool IsGrey(const Channels& c) { return c.r == c.g && c.g == c.b; }
-
-// For every alpha and stored channel, the channel with its straight colour
-// inverted: unchanged under alpha 0, inverted directly under 255, and in
-// between unmultiplied, inverted and premultiplied again through the tables.
-// Made once per call, it turns the three cases and two look-ups a channel
-// into one look-up, with no test of the pixel's alpha.
-class InvertedChannels {
- public:
-  InvertedChannels() : table_(256 * 256) {
-    for (uint32_t a = 0; a < 256; ++a) {
-      for (uint32_t c = 0; c < 256; ++c) table_[a * 256 + c] = static_cast<uint8_t>(Inverse(a, c));
-    }
-  }
-
-  const uint8_t* Table() const { return table_.data(); }
-
- private:
-  static uint32_t Inverse(uint32_t a, uint32_t c) {
-    if (a == 0) return c;
-    if (a == 255) return Inverted(c);
-    return MultiplyTable[a * 256 + Inverted(UnmultiplyTable[a * 256 + c])];
-  }
-
-  std::vector<uint8_t> table_;
-};
+// All three channels equal, in one comparison.
+inline bool IsGrey(const Channels& c) { return ((c.r ^ c.g) | (c.g ^ c.b)) == 0; }
 
 // The plain rules also say which colour bits of a word to flip, for rows
 // whose source and destination share a layout.
@@ -83,30 +59,12 @@ struct InvertAll {
   uint32_t Flip(Channels, uint32_t colourBits) const { return colourBits; }
 };
 
-struct InvertAllPremultiplied {
-  const uint8_t* inverted;
-  Channels operator()(Channels c) const {
-    const uint8_t* row = inverted + c.a * 256;
-    return {row[c.r], row[c.g], row[c.b], c.a};
-  }
-};
-
 struct InvertGrey {
   Channels operator()(Channels c) const {
     if (!IsGrey(c)) return c;
     return {Inverted(c.r), Inverted(c.g), Inverted(c.b), c.a};
   }
-  uint32_t Flip(Channels c, uint32_t colourBits) const { return IsGrey(c) ? colourBits : 0; }
-};
-
-// Grey is judged on the stored, premultiplied values.
-struct InvertGreyPremultiplied {
-  const uint8_t* inverted;
-  Channels operator()(Channels c) const {
-    if (!IsGrey(c)) return c;
-    const uint32_t v = inverted[c.a * 256 + c.b];
-    return {v, v, v, c.a};
-  }
+  uint32_t Flip(Channels c, uint32_t colourBits) const { return colourBits & (0u - static_cast<uint32_t>(IsGrey(c))); }
 };
 
 // A plain row within one layout: each channel is written where it was read,
@@ -122,22 +80,115 @@ inline void InvertWordsRow(const uint32_t* source, uint32_t* destination, int64_
   }
 }
 
-template <PixelLayout S, PixelLayout D, bool WithAlpha, class Rule>
-inline void InvertRow(const uint32_t* source, uint32_t* destination, int64_t count, const Rule& rule) {
+template <PixelLayout S, PixelLayout D, class Rule>
+inline void InvertPlainRow(const uint32_t* source, uint32_t* destination, int64_t count, const Rule& rule) {
   if (D == PixelLayout::Unknown) return;
-  if constexpr (S == D && !WithAlpha) {
+  if constexpr (S == D) {
     InvertWordsRow<D>(source, destination, count, rule);
   } else {
     for (int64_t column = 0; column < count; ++column) {
       const Channels c = rule(ReadAt<S>(source, column));
-      destination[column] = WithAlpha ? AlphaPixel<D>(c.r, c.g, c.b, c.a) : OpaquePixel<D>(c.r, c.g, c.b);
+      destination[column] = OpaquePixel<D>(c.r, c.g, c.b);
+    }
+  }
+}
+
+// The bits of a word of layout L that the alpha write fills, and the key of
+// a word: those bits shifted down, the alpha byte in the Core Graphics
+// layouts and the 7-bit field in gd. An unknown layout has no alpha bits.
+template <PixelLayout L>
+struct AlphaBits {
+  uint32_t mask = L == PixelLayout::Unknown ? 0 : AlphaPixel<L>(0, 0, 0, 255);
+  uint32_t shift = mask == 0 ? 0 : static_cast<uint32_t>(__builtin_ctz(mask));
+
+  uint32_t Key(uint32_t word) const { return (word & mask) >> shift; }
+};
+
+// For every key of source layout S and every stored channel, the channel
+// with its straight colour inverted under the alpha A that the key reads
+// as: unchanged under A = 0, inverted directly under 255, and in between
+// unmultiplied, inverted and premultiplied again through the tables. Made
+// once per call, it turns the three cases and two look-ups a channel into
+// one look-up; in gd, keyed by the 7-bit field, it has half the rows.
+template <PixelLayout S>
+class InvertedChannels {
+ public:
+  InvertedChannels() : table_((bits_.Key(~0u) + 1) * 256) {
+    for (uint32_t key = 0; key <= bits_.Key(~0u); ++key) {
+      const uint32_t a = ReadPixel<S>(key << bits_.shift).a;
+      for (uint32_t c = 0; c < 256; ++c) table_[key * 256 + c] = static_cast<uint8_t>(Inverse(a, c));
+    }
+  }
+
+  // The inverted channels under the alpha of this word.
+  const uint8_t* Row(uint32_t word) const { return table_.data() + bits_.Key(word) * 256; }
+
+ private:
+  static uint32_t Inverse(uint32_t a, uint32_t c) {
+    if (a == 0) return c;
+    if (a == 255) return Inverted(c);
+    return MultiplyTable[a * 256 + Inverted(UnmultiplyTable[a * 256 + c])];
+  }
+
+  AlphaBits<S> bits_;
+  std::vector<uint8_t> table_;
+};
+
+// The premultiplied rules also make the whole word for rows whose source and
+// destination share a layout, where the alpha as read is the word's own
+// alpha bits and a pixel kept as it is, is the word as the alpha write
+// leaves it.
+struct InvertAllPremultiplied {
+  Channels operator()(Channels c, const uint8_t* inverted) const {
+    return {inverted[c.r], inverted[c.g], inverted[c.b], c.a};
+  }
+
+  template <PixelLayout L>
+  uint32_t Word(uint32_t word, Channels c, const uint8_t* inverted, uint32_t alphaMask) const {
+    return AlphaPixel<L>(inverted[c.r], inverted[c.g], inverted[c.b], 0) | (word & alphaMask);
+  }
+};
+
+// Grey is judged on the stored, premultiplied values.
+struct InvertGreyPremultiplied {
+  Channels operator()(Channels c, const uint8_t* inverted) const {
+    if (!IsGrey(c)) return c;
+    const uint32_t v = inverted[c.b];
+    return {v, v, v, c.a};
+  }
+
+  template <PixelLayout L>
+  uint32_t Word(uint32_t word, Channels c, const uint8_t* inverted, uint32_t alphaMask) const {
+    if (!IsGrey(c)) return word & AlphaPixel<L>(255, 255, 255, 255);
+    const uint32_t v = inverted[c.b];
+    return AlphaPixel<L>(v, v, v, 0) | (word & alphaMask);
+  }
+};
+
+// The alpha path: stored with the alpha write and the alpha as read.
+template <PixelLayout S, PixelLayout D, class Rule>
+inline void InvertAlphaRow(const uint32_t* source, uint32_t* destination, int64_t count,
+                           const InvertedChannels<S>& inverted, const Rule& rule) {
+  if (D == PixelLayout::Unknown) return;
+  const AlphaBits<D> alpha;
+  for (int64_t column = 0; column < count; ++column) {
+    const uint32_t word = S == PixelLayout::Unknown ? 0 : source[column];
+    const Channels in = ReadPixel<S>(word);
+    if constexpr (S == D) {
+      destination[column] = rule.template Word<D>(word, in, inverted.Row(word), alpha.mask);
+    } else {
+      const Channels out = rule(in, inverted.Row(word));
+      destination[column] = AlphaPixel<D>(out.r, out.g, out.b, in.a);
     }
   }
 }
 
 // The rows of the clipped rectangle; the editors stand at its top row.
-template <bool WithAlpha, class Rule>
-void InvertRectangleRows(PictureWriter& writer, PictureReader& reader, const Rectangle& r, const Rule& rule) {
+// rowOfLayouts(sourceLayout, destinationLayout) makes, once per call, the
+// function that inverts one row.
+template <class RowOfLayouts>
+void InvertRectangleRows(PictureWriter& writer, PictureReader& reader, const Rectangle& r,
+                         const RowOfLayouts& rowOfLayouts) {
   if (r.bottom <= r.top) return;
   const int64_t rows = r.bottom - r.top;
   if (r.right <= r.left) {
@@ -145,10 +196,10 @@ void InvertRectangleRows(PictureWriter& writer, PictureReader& reader, const Rec
     return;
   }
   const int64_t columns = r.right - r.left;
-  WithLayouts(reader.pictureType, writer.pictureType, [&](auto source, auto destination) {
+  WithLayouts(reader.pictureType, writer.pictureType, [&](auto sourceLayout, auto destinationLayout) {
+    const auto invertRow = rowOfLayouts(sourceLayout, destinationLayout);
     for (int64_t row = 0; row < rows; ++row) {
-      InvertRow<decltype(source)::value, decltype(destination)::value, WithAlpha>(reader.base + r.left,
-                                                                                  writer.base + r.left, columns, rule);
+      invertRow(reader.base + r.left, writer.base + r.left, columns);
       StepRows(writer, reader);
     }
   });
@@ -173,10 +224,21 @@ REALpictureStruct* InvertRectangle(REALpictureStruct* pic, int64_t left, int64_t
       const Rectangle r = Clip(left, top, width, height, pictureWidth, pictureHeight);
       SkipRows(writer, reader, r.top, pictureHeight);
       if (premultiplied) {
-        const InvertedChannels inverted;
-        InvertRectangleRows<true>(writer, reader, r, PremultipliedRule{inverted.Table()});
+        InvertRectangleRows(writer, reader, r, [](auto sourceLayout, auto destinationLayout) {
+          constexpr PixelLayout S = decltype(sourceLayout)::value;
+          constexpr PixelLayout D = decltype(destinationLayout)::value;
+          return [inverted = InvertedChannels<S>()](const uint32_t* from, uint32_t* to, int64_t count) {
+            InvertAlphaRow<S, D>(from, to, count, inverted, PremultipliedRule{});
+          };
+        });
       } else {
-        InvertRectangleRows<false>(writer, reader, r, PlainRule{});
+        InvertRectangleRows(writer, reader, r, [](auto sourceLayout, auto destinationLayout) {
+          constexpr PixelLayout S = decltype(sourceLayout)::value;
+          constexpr PixelLayout D = decltype(destinationLayout)::value;
+          return [](const uint32_t* from, uint32_t* to, int64_t count) {
+            InvertPlainRow<S, D>(from, to, count, PlainRule{});
+          };
+        });
       }
       result = writer.RenderPictureWriter();
     }
