@@ -78,7 +78,10 @@ TEST_P(InvertFilters, PlainPath) {
                        {true, {10, 20, 30, 7}, {10, 20, 30, opaque}},
                        {false, {100, 100, 100, 200}, {155, 155, 155, opaque}},
                        {true, {100, 100, 100, 200}, {155, 155, 155, opaque}},
-                       {true, {0, 0, 0, 0}, {255, 255, 255, opaque}}});
+                       {true, {0, 0, 0, 0}, {255, 255, 255, opaque}},
+                       {true, {7, 7, 9, 0}, {7, 7, 9, opaque}},
+                       {true, {9, 7, 7, 0}, {9, 7, 7, opaque}},
+                       {true, {7, 9, 7, 0}, {7, 9, 7, opaque}}});
   OwnedPicture source(qvlhost::NewPicture(256, 1));
   for (int x = 0; x < 256; ++x) Write(source, x, {uint8_t(x), uint8_t(255 - x), uint8_t(x * 91 + 17), 255});
   OwnedPicture result(InvertPicture2(source));
@@ -98,7 +101,9 @@ TEST_P(InvertFilters, PremultipliedPath) {
                       {true, {64, 64, 64, 128}, {64, 64, 64, 128}},
                       {true, {10, 20, 30, 128}, {10, 20, 30, 128}},
                       {true, {9, 9, 9, 0}, {9, 9, 9, 0}},
-                      {true, {9, 9, 9, 255}, {246, 246, 246, 255}}});
+                      {true, {9, 9, 9, 255}, {246, 246, 246, 255}},
+                      {true, {7, 7, 9, 128}, {7, 7, 9, 128}},
+                      {true, {9, 7, 7, 255}, {9, 7, 7, 255}}});
 }
 
 // Every alpha against every channel value, grey so that both filters act:

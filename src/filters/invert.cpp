@@ -52,11 +52,18 @@ inline uint32_t Inverted(uint32_t channel) { return channel ^ 255u; }
 // All three channels equal, in one comparison.
 inline bool IsGrey(const Channels& c) { return ((c.r ^ c.g) | (c.g ^ c.b)) == 0; }
 
+// The same test on a word whose colour bits are colourBits: in every layout
+// the three colour bytes lie side by side, so the pixel is grey when each of
+// them equals the next one up.
+inline bool IsGreyWord(uint32_t word, uint32_t colourBits) {
+  return ((word ^ (word >> 8)) & colourBits & (colourBits >> 8)) == 0;
+}
+
 // The plain rules also say which colour bits of a word to flip, for rows
 // whose source and destination share a layout.
 struct InvertAll {
   Channels operator()(Channels c) const { return {Inverted(c.r), Inverted(c.g), Inverted(c.b), c.a}; }
-  uint32_t Flip(Channels, uint32_t colourBits) const { return colourBits; }
+  uint32_t Flip(uint32_t, uint32_t colourBits) const { return colourBits; }
 };
 
 struct InvertGrey {
@@ -64,7 +71,9 @@ struct InvertGrey {
     if (!IsGrey(c)) return c;
     return {Inverted(c.r), Inverted(c.g), Inverted(c.b), c.a};
   }
-  uint32_t Flip(Channels c, uint32_t colourBits) const { return colourBits & (0u - static_cast<uint32_t>(IsGrey(c))); }
+  uint32_t Flip(uint32_t word, uint32_t colourBits) const {
+    return colourBits & (0u - static_cast<uint32_t>(IsGreyWord(word, colourBits)));
+  }
 };
 
 // A plain row within one layout: each channel is written where it was read,
@@ -76,7 +85,7 @@ inline void InvertWordsRow(const uint32_t* source, uint32_t* destination, int64_
   const uint32_t colourBits = OpaquePixel<L>(255, 255, 255) ^ alphaBits;
   for (int64_t column = 0; column < count; ++column) {
     const uint32_t word = source[column];
-    destination[column] = ((word ^ rule.Flip(ReadPixel<L>(word), colourBits)) & colourBits) | alphaBits;
+    destination[column] = ((word ^ rule.Flip(word, colourBits)) & colourBits) | alphaBits;
   }
 }
 
@@ -159,7 +168,7 @@ struct InvertGreyPremultiplied {
 
   template <PixelLayout L>
   uint32_t Word(uint32_t word, Channels c, const uint8_t* inverted, uint32_t alphaMask) const {
-    if (!IsGrey(c)) return word & AlphaPixel<L>(255, 255, 255, 255);
+    if (!IsGreyWord(word, AlphaPixel<L>(255, 255, 255, 0))) return word & AlphaPixel<L>(255, 255, 255, 255);
     const uint32_t v = inverted[c.b];
     return AlphaPixel<L>(v, v, v, 0) | (word & alphaMask);
   }
