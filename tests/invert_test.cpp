@@ -5,7 +5,6 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
-#include <functional>
 #include <string>
 #include <vector>
 
@@ -38,15 +37,6 @@ void Write(REALpictureStruct* picture, int64_t x, Rgba c, int64_t y = 0) {
 // The alpha the opaque write leaves, as the filters see it.
 uint8_t OpaqueAlpha(REALpictureStruct* picture) { return IsGD(picture) ? 0 : 255; }
 
-using Invert = std::function<REALpictureStruct*(REALpictureStruct*)>;
-const Invert kInvertAll = [](REALpictureStruct* p) { return InvertPicture2(p); };
-const Invert kInvertGrey = [](REALpictureStruct* p) { return InvertGrayPicture2(p); };
-
-struct PixelCase {
-  bool grey;
-  Rgba in, out;
-};
-
 class InvertFilters : public LayoutTest {
  protected:
   // gd storage is what console applications use.
@@ -55,55 +45,40 @@ class InvertFilters : public LayoutTest {
     if (config.storage.kind == qvlhost::Storage::GDTrueColor) config.app = qvlhost::AppKind::Console;
     return config;
   }
-
-  void ExpectPixels(bool withAlpha, const std::vector<PixelCase>& cases) {
-    for (const PixelCase& c : cases) {
-      OwnedPicture source(withAlpha ? qvlhost::NewAlphaPicture(1, 1) : qvlhost::NewPicture(1, 1));
-      Write(source, 0, c.in);
-      OwnedPicture result((c.grey ? kInvertGrey : kInvertAll)(source));
-      ASSERT_NE(result.get(), nullptr);
-      const Rgba out = Read(result, 0);
-      EXPECT_EQ(out, c.out) << (c.grey ? "grey " : "all ") << int(c.in.r) << "," << int(c.in.g) << "," << int(c.in.b)
-                            << "," << int(c.in.a) << " gave " << int(out.r) << "," << int(out.g) << "," << int(out.b)
-                            << "," << int(out.a);
-    }
-  }
 };
 
-// Without an alpha channel alpha is not read and the result is opaque.
-TEST_P(InvertFilters, PlainPath) {
-  OwnedPicture probe(qvlhost::NewPicture(1, 1));
-  const uint8_t opaque = OpaqueAlpha(probe);
-  ExpectPixels(false, {{false, {10, 20, 30, 7}, {245, 235, 225, opaque}},
-                       {true, {10, 20, 30, 7}, {10, 20, 30, opaque}},
-                       {false, {100, 100, 100, 200}, {155, 155, 155, opaque}},
-                       {true, {100, 100, 100, 200}, {155, 155, 155, opaque}},
-                       {true, {0, 0, 0, 0}, {255, 255, 255, opaque}},
-                       {true, {7, 7, 9, 0}, {7, 7, 9, opaque}},
-                       {true, {9, 7, 7, 0}, {9, 7, 7, opaque}},
-                       {true, {7, 9, 7, 0}, {7, 9, 7, opaque}}});
-  OwnedPicture source(qvlhost::NewPicture(256, 1));
-  for (int x = 0; x < 256; ++x) Write(source, x, {uint8_t(x), uint8_t(255 - x), uint8_t(x * 91 + 17), 255});
-  OwnedPicture result(InvertPicture2(source));
-  for (int x = 0; x < 256; ++x) {
-    const Rgba in = Read(source, x), out = Read(result, x);
-    EXPECT_TRUE(out.r == 255 - in.r && out.g == 255 - in.g && out.b == 255 - in.b) << x;
+// Channels in, and out of InvertQVL and InvertGrayQVL, as the filters see
+// them. Without an alpha channel A is not read and the result is opaque;
+// with one, the straight colours are inverted and A kept.
+TEST_P(InvertFilters, PixelsOfBothPaths) {
+  const struct {
+    bool withAlpha;
+    Rgba in, all, grey;
+  } cases[] = {
+      {false, {10, 20, 30, 7}, {245, 235, 225, 255}, {10, 20, 30, 255}},
+      {false, {100, 100, 100, 200}, {155, 155, 155, 255}, {155, 155, 155, 255}},
+      {false, {0, 0, 0, 0}, {255, 255, 255, 255}, {255, 255, 255, 255}},
+      {false, {7, 7, 9, 0}, {248, 248, 246, 255}, {7, 7, 9, 255}},
+      {false, {9, 7, 7, 0}, {246, 248, 248, 255}, {9, 7, 7, 255}},
+      {false, {7, 9, 7, 0}, {248, 246, 248, 255}, {7, 9, 7, 255}},
+      {true, {0, 128, 100, 128}, {128, 0, 28, 128}, {0, 128, 100, 128}},
+      {true, {5, 6, 7, 0}, {5, 6, 7, 0}, {5, 6, 7, 0}},
+      {true, {10, 20, 30, 255}, {245, 235, 225, 255}, {10, 20, 30, 255}},
+      {true, {100, 100, 100, 128}, {28, 28, 28, 128}, {28, 28, 28, 128}},
+      {true, {64, 64, 64, 128}, {64, 64, 64, 128}, {64, 64, 64, 128}},
+      {true, {9, 9, 9, 255}, {246, 246, 246, 255}, {246, 246, 246, 255}},
+      {true, {7, 7, 9, 128}, {121, 121, 119, 128}, {7, 7, 9, 128}},
+  };
+  for (const auto& c : cases) {
+    OwnedPicture source(c.withAlpha ? qvlhost::NewAlphaPicture(1, 1) : qvlhost::NewPicture(1, 1));
+    Write(source, 0, c.in);
+    OwnedPicture all(InvertPicture2(source)), grey(InvertGrayPicture2(source));
+    ASSERT_TRUE(all.get() && grey.get());
+    Rgba expectedAll = c.all, expectedGrey = c.grey;
+    if (!c.withAlpha) expectedAll.a = expectedGrey.a = OpaqueAlpha(source);
+    EXPECT_EQ(Read(all, 0), expectedAll) << int(c.in.r) << "," << int(c.in.g) << "," << int(c.in.b);
+    EXPECT_EQ(Read(grey, 0), expectedGrey) << int(c.in.r) << "," << int(c.in.g) << "," << int(c.in.b);
   }
-}
-
-// With an alpha channel the straight colours are inverted and alpha kept:
-// A = 0 keeps the bytes, A = 255 inverts them directly.
-TEST_P(InvertFilters, PremultipliedPath) {
-  ExpectPixels(true, {{false, {0, 128, 100, 128}, {128, 0, 28, 128}},
-                      {false, {5, 6, 7, 0}, {5, 6, 7, 0}},
-                      {false, {10, 20, 30, 255}, {245, 235, 225, 255}},
-                      {true, {100, 100, 100, 128}, {28, 28, 28, 128}},
-                      {true, {64, 64, 64, 128}, {64, 64, 64, 128}},
-                      {true, {10, 20, 30, 128}, {10, 20, 30, 128}},
-                      {true, {9, 9, 9, 0}, {9, 9, 9, 0}},
-                      {true, {9, 9, 9, 255}, {246, 246, 246, 255}},
-                      {true, {7, 7, 9, 128}, {7, 7, 9, 128}},
-                      {true, {9, 7, 7, 255}, {9, 7, 7, 255}}});
 }
 
 // Every alpha against every channel value, grey so that both filters act:
@@ -114,7 +89,7 @@ TEST_P(InvertFilters, PremultipliedPathOverAllAlphasAndChannels) {
     for (int c = 0; c < 256; ++c) Write(source, c, {uint8_t(c), uint8_t(c), uint8_t(c), uint8_t(a)}, a);
   }
   InitMultiplyTable();
-  for (const Invert& invert : {kInvertAll, kInvertGrey}) {
+  for (auto invert : {InvertPicture2, InvertGrayPicture2}) {
     OwnedPicture result(invert(source));
     ASSERT_NE(result.get(), nullptr);
     int wrong = 0;
@@ -230,18 +205,21 @@ class InvertAcrossLayouts : public PluginTest {};
 
 TEST_F(InvertAcrossLayouts, ChannelsMoveWithTheLayout) {
   for (auto [from, to] : {std::pair<uint32_t, uint32_t>{1, 2}, {2, 3}, {6, 5}}) {
-    qvlhost::CurrentConfig().storage = qvlhost::Storage::CG(from);
-    for (bool grey : {false, true}) {
-      OwnedPicture source(qvlhost::NewPicture(2, 1));
-      qvlhost::SetPixelRgba(source, 0, 0, {10, 20, 30, 40});
-      qvlhost::SetPixelRgba(source, 1, 0, {70, 70, 70, 40});
-      qvlhost::CurrentConfig().storage = qvlhost::Storage::CG(to);
-      OwnedPicture result(grey ? InvertGrayPicture2(source) : InvertPicture2(source));
+    for (bool withAlpha : {false, true}) {
       qvlhost::CurrentConfig().storage = qvlhost::Storage::CG(from);
-      ASSERT_NE(result.get(), nullptr);
-      EXPECT_EQ(qvlhost::PictureStorage(result).alphaInfo, to);
-      EXPECT_EQ(qvlhost::PixelRgba(result, 0, 0), grey ? (Rgba{10, 20, 30, 255}) : (Rgba{245, 235, 225, 255}));
-      EXPECT_EQ(qvlhost::PixelRgba(result, 1, 0), (Rgba{185, 185, 185, 255}));
+      OwnedPicture source(withAlpha ? qvlhost::NewAlphaPicture(2, 1) : qvlhost::NewPicture(2, 1));
+      qvlhost::SetPixelRgba(source, 0, 0, {0, 128, 100, 128});
+      qvlhost::SetPixelRgba(source, 1, 0, {70, 70, 70, 128});
+      qvlhost::CurrentConfig().storage = qvlhost::Storage::CG(to);
+      OwnedPicture all(InvertPicture2(source)), grey(InvertGrayPicture2(source));
+      ASSERT_TRUE(all.get() && grey.get());
+      EXPECT_EQ(qvlhost::PictureStorage(all).alphaInfo, to);
+      const uint8_t a = withAlpha ? 128 : 255;
+      const Rgba invertedGrey = withAlpha ? Rgba{58, 58, 58, a} : Rgba{185, 185, 185, a};
+      EXPECT_EQ(qvlhost::PixelRgba(all, 0, 0), withAlpha ? (Rgba{128, 0, 28, a}) : (Rgba{255, 127, 155, a}));
+      EXPECT_EQ(qvlhost::PixelRgba(grey, 0, 0), (Rgba{0, 128, 100, a}));
+      EXPECT_EQ(qvlhost::PixelRgba(all, 1, 0), invertedGrey);
+      EXPECT_EQ(qvlhost::PixelRgba(grey, 1, 0), invertedGrey);
     }
   }
 }

@@ -25,42 +25,27 @@ class MultiplyTables : public PluginTest {
 };
 
 TEST_F(MultiplyTables, TellingEntries) {
-  struct Entry {
-    bool multiply;
-    int a, c, value;
-  };
-  const Entry entries[] = {{true, 0, 255, 0},      {true, 1, 127, 0},      {true, 1, 128, 1},     {true, 128, 128, 64},
-                           {true, 128, 255, 128},  {true, 255, 100, 100},  {false, 0, 0, 255},    {false, 0, 1, 1},
-                           {false, 1, 0, 127},     {false, 1, 1, 255},     {false, 1, 2, 2},      {false, 2, 1, 191},
-                           {false, 128, 128, 255}, {false, 128, 129, 129}, {false, 255, 100, 100}};
-  for (const Entry& e : entries) {
-    EXPECT_EQ(e.multiply ? Multiplied(e.a, e.c) : Unmultiplied(e.a, e.c), e.value)
-        << (e.multiply ? "multiply " : "unmultiply ") << e.a << "," << e.c;
-  }
+  const int multiply[][3] = {{0, 255, 0}, {1, 127, 0}, {1, 128, 1}, {128, 128, 64}, {128, 255, 128}, {255, 100, 100}};
+  const int unmultiply[][3] = {{0, 0, 255}, {0, 1, 1},       {1, 0, 127},     {1, 1, 255},    {1, 2, 2},
+                               {2, 1, 191}, {128, 128, 255}, {128, 129, 129}, {255, 100, 100}};
+  for (auto [a, c, value] : multiply) EXPECT_EQ(Multiplied(a, c), value) << a << "," << c;
+  for (auto [a, v, value] : unmultiply) EXPECT_EQ(Unmultiplied(a, v), value) << a << "," << v;
 }
 
-// Rounded a * c / 255 with halves up, both as the closed integer formula and
-// as the float arithmetic the table stands for.
-TEST_F(MultiplyTables, MultiplyIsRoundedProductEverywhere) {
+// Multiply is a * c / 255 rounded with halves up, as the closed formula and
+// as the float arithmetic it stands for; unmultiply is the largest straight
+// value that premultiplies to v, and v itself where none does.
+TEST_F(MultiplyTables, EveryEntry) {
   int wrong = 0;
   for (int a = 0; a < 256; ++a) {
     const float f = static_cast<float>(a) / 255.0f;
-    for (int c = 0; c < 256; ++c) {
-      const int viaFloat = static_cast<int>(static_cast<float>(c) * f + 0.5f);
-      wrong += Multiplied(a, c) != (2 * a * c + 255) / 510 || Multiplied(a, c) != viaFloat;
-    }
-  }
-  EXPECT_EQ(wrong, 0);
-}
-
-// Unmultiply gives the largest straight value with that premultiplied value,
-// and the value itself where there is none.
-TEST_F(MultiplyTables, UnmultiplyIsLargestPreimage) {
-  int wrong = 0;
-  for (int a = 0; a < 256; ++a) {
     int largest[256];
     std::fill(largest, largest + 256, -1);
-    for (int j = 0; j < 256; ++j) largest[(2 * a * j + 255) / 510] = j;
+    for (int j = 0; j < 256; ++j) {
+      const int closed = (2 * a * j + 255) / 510;
+      wrong += Multiplied(a, j) != closed || closed != static_cast<int>(static_cast<float>(j) * f + 0.5f);
+      largest[closed] = j;
+    }
     for (int v = 0; v < 256; ++v) wrong += Unmultiplied(a, v) != (largest[v] < 0 ? v : largest[v]);
   }
   EXPECT_EQ(wrong, 0);
@@ -68,67 +53,49 @@ TEST_F(MultiplyTables, UnmultiplyIsLargestPreimage) {
 
 TEST_F(MultiplyTables, SecondInitChangesNothing) {
   const uint8_t* multiply = MultiplyTable;
-  const uint8_t* unmultiply = UnmultiplyTable;
   MultiplyTable[1] = 77;
   InitMultiplyTable();
   EXPECT_EQ(MultiplyTable, multiply);
-  EXPECT_EQ(UnmultiplyTable, unmultiply);
   EXPECT_EQ(MultiplyTable[1], 77);
-  EXPECT_EQ(InitedMultiplyTable, 2u);
   MultiplyTable[1] = 0;
 }
 
-class PictureMasks : public PluginTest {
- protected:
-  // A picture, with a mask when asked.
-  REALpictureStruct* Picture(bool withMask) {
-    REALpictureStruct* picture = qvlhost::NewPicture(3, 2);
-    if (withMask) {
-      OwnedPicture mask(qvlhost::NewPicture(3, 2));
-      qvlhost::SetPictureMask(picture, mask);
-    }
-    return picture;
-  }
+class PictureMasks : public PluginTest {};
 
-  bool Asked(const std::string& entry) {
-    for (const std::string& name : qvlhost::JournalEntryNames()) {
-      if (name.find(entry) != std::string::npos) return true;
-    }
-    return false;
-  }
-};
+bool Journaled(const std::string& entry) {
+  const std::vector<std::string> names = qvlhost::JournalEntryNames();
+  return std::any_of(names.begin(), names.end(), [&](const std::string& n) { return n.find(entry) != n.npos; });
+}
 
-// Above 2020.0 the Mask method answers; at 2020.0 and with the method hidden,
-// REALGetPictureMask does, and the missing method is traced.
-TEST_F(PictureMasks, WayOfAskingFollowsHostVersion) {
-  struct Case {
+// Above 2020.0 the Mask method answers; at 2020.0, and when the method is
+// missing (which is traced), REALGetPictureMask does.
+TEST_F(PictureMasks, MaskAskedByHostVersion) {
+  const struct {
     double version;
-    bool methodHidden;
-    bool viaMethod;
-    bool traced;
-  } cases[] = {{2020.01, false, true, false}, {2020.0, false, false, false}, {2024.03, true, false, true}};
+    bool methodHidden, viaMethod;
+  } cases[] = {{2020.01, false, true}, {2020.0, false, false}, {2024.03, true, false}};
   DebuggingEnabled = true;
-  for (const Case& c : cases) {
-    SCOPED_TRACE(c.version);
+  for (const auto& c : cases) {
     rbversion_rbversion = c.version;
     qvlhost::CurrentConfig().hiddenMethods.clear();
     if (c.methodHidden) qvlhost::CurrentConfig().hiddenMethods.insert("Mask(create As Boolean = True) As Picture");
-    OwnedPicture picture(Picture(true));
+    OwnedPicture picture(qvlhost::NewPicture(3, 2)), mask(qvlhost::NewPicture(3, 2));
+    qvlhost::SetPictureMask(picture, mask);
     qvlhost::ClearJournal();
     qvlhost::LogCapture log;
-    OwnedPicture mask(MyREALGetPictureMask(picture, true));
-    EXPECT_EQ(mask.get(), qvlhost::PictureMask(picture));
-    EXPECT_EQ(Asked("Mask(create As Boolean"), c.viaMethod);
-    EXPECT_EQ(Asked("REALGetPictureMask"), !c.viaMethod);
+    OwnedPicture got(MyREALGetPictureMask(picture, true));
+    EXPECT_EQ(got.get(), mask.get()) << c.version;
+    EXPECT_EQ(Journaled("Mask(create As Boolean"), c.viaMethod) << c.version;
+    EXPECT_EQ(Journaled("REALGetPictureMask"), !c.viaMethod) << c.version;
     const std::vector<std::string> lines = log.Lines();
-    EXPECT_EQ(std::count(lines.begin(), lines.end(), "QVL Debug: No Mask function!?"), c.traced ? 1 : 0);
+    EXPECT_EQ(std::count(lines.begin(), lines.end(), "QVL Debug: No Mask function!?"), c.methodHidden) << c.version;
   }
   DebuggingEnabled = false;
 }
 
 TEST_F(PictureMasks, HasMaskNeverCreatesOne) {
-  OwnedPicture plain(Picture(false));
-  OwnedPicture masked(Picture(true));
+  OwnedPicture plain(qvlhost::NewPicture(3, 2)), masked(qvlhost::NewPicture(3, 2)), mask(qvlhost::NewPicture(3, 2));
+  qvlhost::SetPictureMask(masked, mask);
   for (double version : {2019.0, 2024.03}) {
     rbversion_rbversion = version;
     EXPECT_FALSE(PictureHasMask(nullptr));
@@ -139,7 +106,7 @@ TEST_F(PictureMasks, HasMaskNeverCreatesOne) {
 }
 
 TEST_F(PictureMasks, SizeProperties) {
-  OwnedPicture picture(Picture(false));
+  OwnedPicture picture(qvlhost::NewPicture(3, 2));
   EXPECT_EQ(GetPictureWidth(picture), 3);
   EXPECT_EQ(GetPictureHeight(picture), 2);
   qvlhost::CurrentConfig().failingProperties = {"Width", "Height"};

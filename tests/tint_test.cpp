@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <cstdint>
 #include <string>
+#include <vector>
 
 #include "registrationclient/registration_check.h"
 #include "support/plugin_test.h"

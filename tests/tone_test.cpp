@@ -6,10 +6,7 @@
 
 #include <algorithm>
 #include <cmath>
-#include <functional>
 #include <limits>
-#include <string>
-#include <vector>
 
 #include "registrationclient/registration_check.h"
 #include "support/plugin_test.h"
@@ -27,85 +24,89 @@ int32_t Cut(double value) {
   if (!(value > -2147483649.0 && value < 2147483648.0)) return INT32_MIN;
 #else
   if (std::isnan(value)) return 0;
-  if (value >= 2147483648.0) return INT32_MAX;
-  if (value <= -2147483649.0) return INT32_MIN;
+  if (value >= 2147483648.0 || value <= -2147483649.0) return value > 0 ? INT32_MAX : INT32_MIN;
 #endif
   return static_cast<int32_t>(value);
 }
 
 int Clamp(double value) { return std::clamp(Cut(value), 0, 255); }
-int LowByte(double value) { return Cut(value) & 0xFF; }
+double Contrast(int v, double c) { return static_cast<double>(v - 127) * (c + 1.0) + 127.0; }
+double Linear(double x, double l) { return x * ((255.0 - std::fabs(l)) / 255.0) + (l > 0.0 ? l : 0.0); }
 
-double Contrast(int v, double contrast) { return static_cast<double>(v - 127) * (contrast + 1.0) + 127.0; }
-double Linear(double x, double brightness) {
-  return x * ((255.0 - std::fabs(brightness)) / 255.0) + (brightness > 0.0 ? brightness : 0.0);
-}
+enum class Rule { Contrast, Absolute, Linear, ContrastAbsolute, ContrastLinear, Custom };
 
-using Filter = std::function<REALpictureStruct*(REALpictureStruct*)>;
-using Reference = std::function<int(int channel, int v)>;
-
+// gain holds contrasts or custom gains, shift brightnesses or offsets; the
+// one-value forms take entry 0.
 struct ToneCase {
-  std::string name;
-  Filter filter;
-  Reference expected;
+  Rule rule;
+  bool perChannel;
+  double gain[3], shift[3];
+
+  REALpictureStruct* Apply(REALpictureStruct* p) const {
+    const double *a = gain, *b = shift;
+    switch (rule) {
+      case Rule::Contrast:
+        return perChannel ? ContrastPicture3(p, a[0], a[1], a[2]) : ContrastPicture1(p, a[0]);
+      case Rule::Absolute:
+        return perChannel ? AbsBrightnessPicture3(p, b[0], b[1], b[2]) : AbsBrightnessPicture1(p, b[0]);
+      case Rule::Linear:
+        return perChannel ? LinBrightnessPicture3(p, b[0], b[1], b[2]) : LinBrightnessPicture1(p, b[0]);
+      case Rule::ContrastAbsolute:
+        return perChannel ? ContrastAbsBrightnessPicture3(p, a[0], a[1], a[2], b[0], b[1], b[2])
+                          : ContrastAbsBrightnessPicture1(p, a[0], b[0]);
+      case Rule::ContrastLinear:
+        return perChannel ? ContrastLinBrightnessPicture3(p, a[0], a[1], a[2], b[0], b[1], b[2])
+                          : ContrastLinBrightnessPicture1(p, a[0], b[0]);
+      case Rule::Custom:
+        return perChannel ? TransformPicture3(p, a[0], b[0], a[1], b[1], a[2], b[2]) : TransformPicture1(p, a[0], b[0]);
+    }
+    return nullptr;
+  }
+
+  int Expected(int channel, int v) const {
+    const int i = perChannel ? channel : 0;
+    const double c = gain[i], l = shift[i];
+    switch (rule) {
+      case Rule::Contrast:
+        return Clamp(Contrast(v, c));
+      case Rule::Absolute:
+        return Clamp(v + l);
+      case Rule::Linear:
+        return Cut(Linear(v, l)) & 0xFF;  // wraps, no clamp
+      case Rule::ContrastAbsolute:
+        return Clamp(Contrast(v, c) + l);
+      case Rule::ContrastLinear:
+        return Clamp(Linear(Contrast(v, c), l));
+      case Rule::Custom:
+        return Clamp(v * (channel == 1 ? gain[0] : c) + l);  // green's gain is Ra
+    }
+    return -1;
+  }
 };
 
-std::vector<ToneCase> Cases() {
-  using P = REALpictureStruct*;
-  return {
-      {"contrast -1", [](P p) { return ContrastPicture1(p, -1); }, [](int, int v) { return Clamp(Contrast(v, -1)); }},
-      {"contrast per channel", [](P p) { return ContrastPicture3(p, 0.5, 1, 1e12); },
-       [](int ch, int v) {
-         return Clamp(Contrast(v, std::vector<double>{0.5, 1, 1e12}[ch]));
-       }},
-      {"contrast NaN and infinities", [](P p) { return ContrastPicture3(p, kNaN, kInf, -kInf); },
-       [](int ch, int v) {
-         return Clamp(Contrast(v, std::vector<double>{kNaN, kInf, -kInf}[ch]));
-       }},
-      {"absolute -0.5", [](P p) { return AbsBrightnessPicture1(p, -0.5); }, [](int, int v) { return Clamp(v + -0.5); }},
-      {"absolute per channel", [](P p) { return AbsBrightnessPicture3(p, 300, -300.7, 3e9); },
-       [](int ch, int v) {
-         return Clamp(v + std::vector<double>{300, -300.7, 3e9}[ch]);
-       }},
-      {"linear 100", [](P p) { return LinBrightnessPicture1(p, 100); },
-       [](int, int v) { return LowByte(Linear(v, 100)); }},
-      {"linear wraps", [](P p) { return LinBrightnessPicture3(p, 300, -300, 1e10); },
-       [](int ch, int v) {
-         return LowByte(Linear(v, std::vector<double>{300, -300, 1e10}[ch]));
-       }},
-      {"linear NaN", [](P p) { return LinBrightnessPicture1(p, kNaN); }, [](int, int) { return LowByte(kNaN); }},
-      {"contrast absolute", [](P p) { return ContrastAbsBrightnessPicture1(p, 1, -20.5); },
-       [](int, int v) { return Clamp(Contrast(v, 1) + -20.5); }},
-      {"contrast absolute per channel",
-       [](P p) { return ContrastAbsBrightnessPicture3(p, -1, 0.25, 3, 1000, -0.9, 1e300); },
-       [](int ch, int v) {
-         return Clamp(Contrast(v, std::vector<double>{-1, 0.25, 3}[ch]) + std::vector<double>{1000, -0.9, 1e300}[ch]);
-       }},
-      {"contrast linear clamps", [](P p) { return ContrastLinBrightnessPicture1(p, 0, 300); },
-       [](int, int v) { return Clamp(Linear(Contrast(v, 0), 300)); }},
-      {"contrast linear per channel", [](P p) { return ContrastLinBrightnessPicture3(p, 0.5, -1, 2, -100, 255, 1e10); },
-       [](int ch, int v) {
-         return Clamp(
-             Linear(Contrast(v, std::vector<double>{0.5, -1, 2}[ch]), std::vector<double>{-100, 255, 1e10}[ch]));
-       }},
-      {"custom", [](P p) { return TransformPicture1(p, -1.5, 300.25); },
-       [](int, int v) { return Clamp(v * -1.5 + 300.25); }},
-      {"custom NaN gain", [](P p) { return TransformPicture1(p, kNaN, 0); }, [](int, int) { return Clamp(kNaN); }},
-      // Green takes Ra as its gain; Ga is never read.
-      {"custom per channel", [](P p) { return TransformPicture3(p, 2, 0, 0.5, 7, 1, -3e9); },
-       [](int ch, int v) {
-         return Clamp(v * std::vector<double>{2, 2, 1}[ch] + std::vector<double>{0, 7, -3e9}[ch]);
-       }},
-  };
-}
+const ToneCase kCases[] = {
+    {Rule::Contrast, false, {-1}, {}},
+    {Rule::Contrast, true, {0.5, 1, 1e12}, {}},
+    {Rule::Contrast, true, {kNaN, kInf, -kInf}, {}},
+    {Rule::Absolute, false, {}, {-0.5}},
+    {Rule::Absolute, true, {}, {300, -300.7, 3e9}},
+    {Rule::Linear, false, {}, {100}},
+    {Rule::Linear, true, {}, {300, -300, 1e10}},
+    {Rule::Linear, false, {}, {kNaN}},
+    {Rule::ContrastAbsolute, false, {1}, {-20.5}},
+    {Rule::ContrastAbsolute, true, {-1, 0.25, 3}, {1000, -0.9, 1e300}},
+    {Rule::ContrastLinear, false, {0}, {300}},
+    {Rule::ContrastLinear, true, {0.5, -1, 2}, {-100, 255, 1e10}},
+    {Rule::Custom, false, {-1.5}, {300.25}},
+    {Rule::Custom, false, {kNaN}, {0}},
+    {Rule::Custom, true, {2, 0.5, 1}, {0, 7, -3e9}},
+};
 
-// Red, green and blue run through all 256 values; alpha and a mask vary too.
+// Red, green and blue run through all 256 values; alpha varies; a mask.
 REALpictureStruct* AllValues() {
   REALpictureStruct* picture = qvlhost::NewAlphaPicture(256, 1);
   for (int x = 0; x < 256; ++x) {
-    qvlhost::SetPixelRgba(picture, x, 0,
-                          {static_cast<uint8_t>(x), static_cast<uint8_t>(255 - x), static_cast<uint8_t>(x * 91 + 17),
-                           static_cast<uint8_t>(x * 53)});
+    qvlhost::SetPixelRgba(picture, x, 0, {uint8_t(x), uint8_t(255 - x), uint8_t(x * 91 + 17), uint8_t(x * 53)});
   }
   OwnedPicture mask(qvlhost::NewPicture(256, 1));
   qvlhost::SetPictureMask(picture, mask);
@@ -122,69 +123,61 @@ class ToneFilters : public LayoutTest {
   }
 };
 
+// Alpha and the mask do not reach the result, which is opaque.
 TEST_P(ToneFilters, TransferOfEveryChannelValue) {
   OwnedPicture source(AllValues());
-  for (const ToneCase& c : Cases()) {
-    SCOPED_TRACE(c.name);
-    OwnedPicture result(c.filter(source));
+  for (const ToneCase& c : kCases) {
+    SCOPED_TRACE(static_cast<int>(&c - kCases));
+    OwnedPicture result(c.Apply(source));
     ASSERT_NE(result.get(), nullptr);
     EXPECT_EQ(qvlhost::PictureMask(result), nullptr);
     int wrong = 0;
     for (int x = 0; x < 256; ++x) {
-      const qvlhost::Rgba in = qvlhost::PixelRgba(source, x, 0);
-      const qvlhost::Rgba out = qvlhost::PixelRgba(result, x, 0);
+      const qvlhost::Rgba in = qvlhost::PixelRgba(source, x, 0), out = qvlhost::PixelRgba(result, x, 0);
       wrong +=
-          out.r != c.expected(0, in.r) || out.g != c.expected(1, in.g) || out.b != c.expected(2, in.b) || out.a != 255;
+          out.r != c.Expected(0, in.r) || out.g != c.Expected(1, in.g) || out.b != c.Expected(2, in.b) || out.a != 255;
     }
     EXPECT_EQ(wrong, 0);
   }
 }
 
-// Values of the transfer functions that tell the rules apart, on red.
+// Values that tell the rules apart, on red (channel value v at column v).
 TEST_P(ToneFilters, TellingValues) {
-  using P = REALpictureStruct*;
-  struct Spot {
-    Filter filter;
+  const int saturated = Cut(1e12) == INT32_MAX ? 255 : 0;
+  const struct {
+    ToneCase tone;
     int v, expected;
-  };
-  const bool saturates = Cut(1e12) == INT32_MAX;
-  const Spot spots[] = {
-      {[](P p) { return ContrastPicture1(p, 1); }, 128, 129},
-      {[](P p) { return ContrastPicture1(p, 1); }, 200, 255},
-      {[](P p) { return ContrastPicture1(p, 0.5); }, 128, 128},
-      {[](P p) { return ContrastPicture1(p, 1e12); }, 255, saturates ? 255 : 0},
-      {[](P p) { return AbsBrightnessPicture1(p, -0.5); }, 10, 9},
-      {[](P p) { return AbsBrightnessPicture1(p, 0.5); }, 77, 77},
-      {[](P p) { return LinBrightnessPicture1(p, 100); }, 1, 100},
-      {[](P p) { return LinBrightnessPicture1(p, 100); }, 128, 177},
-      {[](P p) { return LinBrightnessPicture1(p, -100); }, 255, 155},
-      {[](P p) { return LinBrightnessPicture1(p, 255); }, 0, 255},
-      {[](P p) { return LinBrightnessPicture1(p, -255); }, 255, 0},
-      {[](P p) { return LinBrightnessPicture1(p, 300); }, 0, 44},
-      {[](P p) { return LinBrightnessPicture1(p, -300); }, 255, 211},
-      {[](P p) { return ContrastLinBrightnessPicture1(p, 0, 300); }, 0, 255},
-      {[](P p) { return TransformPicture3(p, 2, 0, 0.5, 0, 1, 0); }, 100, 200},
+  } spots[] = {
+      {{Rule::Contrast, false, {1}, {}}, 128, 129},   {{Rule::Contrast, false, {1}, {}}, 200, 255},
+      {{Rule::Contrast, false, {0.5}, {}}, 128, 128}, {{Rule::Contrast, false, {1e12}, {}}, 255, saturated},
+      {{Rule::Absolute, false, {}, {-0.5}}, 10, 9},   {{Rule::Absolute, false, {}, {0.5}}, 77, 77},
+      {{Rule::Linear, false, {}, {100}}, 1, 100},     {{Rule::Linear, false, {}, {100}}, 128, 177},
+      {{Rule::Linear, false, {}, {-100}}, 255, 155},  {{Rule::Linear, false, {}, {255}}, 0, 255},
+      {{Rule::Linear, false, {}, {-255}}, 255, 0},    {{Rule::Linear, false, {}, {300}}, 0, 44},
+      {{Rule::Linear, false, {}, {-300}}, 255, 211},  {{Rule::ContrastLinear, false, {0}, {300}}, 0, 255},
   };
   OwnedPicture source(AllValues());
-  for (const Spot& spot : spots) {
-    OwnedPicture result(spot.filter(source));
+  for (const auto& spot : spots) {
+    OwnedPicture result(spot.tone.Apply(source));
     ASSERT_NE(result.get(), nullptr);
     EXPECT_EQ(qvlhost::PixelRgba(result, spot.v, 0).r, spot.expected) << "at " << spot.v;
   }
+  // Green takes its gain from Ra: doubled, not halved.
+  OwnedPicture custom(TransformPicture3(source, 2, 0, 0.5, 0, 1, 0));
+  EXPECT_EQ(qvlhost::PixelRgba(custom, 155, 0).g, 200);
 }
 
 TEST_P(ToneFilters, NilPictureGivesNilAfterTheCheck) {
-  for (const ToneCase& c : Cases()) {
+  for (const ToneCase& c : kCases) {
     const int64_t checks = RegistrationCheckCalls();
-    EXPECT_EQ(c.filter(nullptr), nullptr) << c.name;
-    EXPECT_EQ(RegistrationCheckCalls(), checks + 1) << c.name;
+    EXPECT_EQ(c.Apply(nullptr), nullptr);
+    EXPECT_EQ(RegistrationCheckCalls(), checks + 1);
   }
 }
 
 QVL_INSTANTIATE_LAYOUTS(ToneFilters);
 
-// A result made in another Core Graphics layout than its source: every
-// channel still goes through its own transfer function.
+// A result made in another Core Graphics layout than its source.
 class ToneAcrossLayouts : public PluginTest {};
 
 TEST_F(ToneAcrossLayouts, ChannelsMoveWithTheLayout) {
