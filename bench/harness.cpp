@@ -14,8 +14,9 @@
 
 namespace {
 
-// Few iterations, several repetitions: each call takes tens of milliseconds,
-// and the median of the repetitions stands up to a noisy machine.
+// One call a repetition, many repetitions: each call takes tens of
+// milliseconds, and the median of the repetitions stands up to a noisy
+// machine.
 constexpr int kIterations = 1;
 constexpr int kRepetitions = 15;
 
@@ -31,7 +32,8 @@ uint32_t Noise(int64_t x, int64_t y) {
 }
 
 // Alpha in 32 x 32 tiles: transparent, opaque, and two tiles of varied
-// partial alpha, so the alpha paths meet all three cases in realistic runs.
+// partial alpha, so the alpha paths meet all three cases, in runs as real
+// pictures have them.
 uint8_t PatternAlpha(int64_t x, int64_t y) {
   switch ((x / 32 + y / 32) % 4) {
     case 0:
