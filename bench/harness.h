@@ -79,6 +79,8 @@ constexpr const char* kReferenceScaleAbs = "convertScaleAbs";
 constexpr const char* kReferencePerChannel = "transform (per channel)";
 constexpr const char* kReferenceMixing = "transform (mixing)";
 constexpr const char* kReferenceThreshold = "inRange + merge";
+// The same references writing into a new matrix instead of a host picture.
+constexpr const char* kNewMatrixSuffix = " (new matrix)";
 
 // The counters of an operation's benchmark: its time over the floor's and
 // over the reference's, both measured in the same iterations.
