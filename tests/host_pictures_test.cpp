@@ -56,7 +56,7 @@ TEST_P(HostPictureTest, DescriptionLocksOnlyInItsOwnStorage) {
   if (coreGraphics) {
     auto* context = static_cast<QVLBitmapContext*>(description.pictureData);
     EXPECT_EQ(GetParam().alphaInfo, context->alphaInfo);
-    EXPECT_EQ(20u, context->bytesPerRow);
+    EXPECT_EQ(uint64_t(20 + kRowPadding), context->bytesPerRow);
   }
   Entry<REALUnlockPictureDescriptionFn>("unlockPictureDescription")(picture);
 }

@@ -1,5 +1,6 @@
 // Acquiring host pictures: picture kinds, the two storage forms and what
 // they refuse, the application probe and the flags that stick.
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -14,6 +15,7 @@ namespace {
 using qvlhost::AppKind;
 using qvlhost::OwnedPicture;
 using qvlhost::Storage;
+using ::testing::Contains;
 
 class AcquisitionTest : public PluginTest {
  protected:
@@ -22,15 +24,6 @@ class AcquisitionTest : public PluginTest {
     qvlhost::CurrentConfig().storage = storage;
   }
 };
-
-bool HasLine(const std::vector<std::string>& lines, const std::string& line) {
-  return std::find(lines.begin(), lines.end(), line) != lines.end();
-}
-
-int64_t Calls(const std::string& entry) {
-  const std::vector<std::string> names = qvlhost::JournalEntryNames();
-  return std::count(names.begin(), names.end(), entry);
-}
 
 TEST_F(AcquisitionTest, NilPictureReleasesWhatWasHeldAndStoresNothing) {
   OwnedPicture pic(qvlhost::NewPicture(2, 2));
@@ -63,8 +56,8 @@ TEST_F(AcquisitionTest, PictureKindsDecideWhatCanBeWritten) {
     qvlhost::LogCapture log;
     PictureEditor editor;
     EXPECT_EQ(c.acquired, editor.GetPictureEditor(pic, !c.writing, c.writing)) << c.kind;
-    EXPECT_EQ(c.acquired ? 1 : 0, Calls("REALLockPictureDescription")) << c.kind;
-    EXPECT_TRUE(!c.word || HasLine(log.Lines(), std::string("QVL Debug: ") + c.word)) << c.kind;
+    EXPECT_EQ(c.acquired ? 1 : 0, JournalCount("REALLockPictureDescription")) << c.kind;
+    EXPECT_TRUE(!c.word || CountOf(log.Lines(), std::string("QVL Debug: ") + c.word)) << c.kind;
   }
 }
 
@@ -95,8 +88,8 @@ TEST_F(AcquisitionTest, StorageFormsRefuseWhatTheyCannotWalk) {
     PictureEditor editor;
     EXPECT_FALSE(editor.GetPictureEditor(pic, false, true)) << c.storage.Name();
     const std::vector<std::string> lines = log.Lines();
-    EXPECT_TRUE(HasLine(lines, "QVL Debug: GetPictureEditor failed")) << c.storage.Name();
-    EXPECT_TRUE(!c.word || HasLine(lines, std::string("QVL Debug: ") + c.word));
+    EXPECT_THAT(lines, Contains("QVL Debug: GetPictureEditor failed")) << c.storage.Name();
+    EXPECT_TRUE(!c.word || CountOf(lines, std::string("QVL Debug: ") + c.word));
     const bool alphaNamed = std::any_of(
         lines.begin(), lines.end(), [](const std::string& line) { return line.find("kCGImageAlpha") != line.npos; });
     EXPECT_EQ(c.pictureTypeAfter != 0, alphaNamed) << c.storage.Name();
@@ -106,14 +99,7 @@ TEST_F(AcquisitionTest, StorageFormsRefuseWhatTheyCannotWalk) {
   }
 }
 
-class AcquiredLayoutTest : public LayoutTest {
- protected:
-  qvlhost::Config HostConfig() override {
-    qvlhost::Config config = LayoutTest::HostConfig();
-    config.extraBytesPerRow = 8;
-    return config;
-  }
-};
+using AcquiredLayoutTest = LayoutTest;
 
 TEST_P(AcquiredLayoutTest, AcquisitionRecordsSizeLayoutAndProperties) {
   OwnedPicture pic(qvlhost::NewAlphaPicture(7, 3));
@@ -125,7 +111,7 @@ TEST_P(AcquiredLayoutTest, AcquisitionRecordsSizeLayoutAndProperties) {
   EXPECT_EQ(gd ? 6 : int64_t(GetParam().alphaInfo), reader.lMacAlphaInfo);
   EXPECT_EQ(7, reader.Width);
   EXPECT_EQ(3, reader.Height);
-  EXPECT_EQ(gd ? 28 : 36, reader.BytesPerRow);
+  EXPECT_EQ(gd ? 28 : 28 + kRowPadding, reader.BytesPerRow);
   EXPECT_EQ(4, reader.BytesPerPixel);
   EXPECT_EQ(reader.Pixelbase, reader.base);
   EXPECT_EQ(gd, reader.tpixels != nullptr);
@@ -147,7 +133,7 @@ TEST_F(AcquisitionTest, UnreadablePropertiesCountAsFalseAndZero) {
   EXPECT_FALSE(reader.HasAlphaChannel);
   EXPECT_EQ(0, reader.VerticalResolution);
   EXPECT_EQ(72, reader.HorizontalResolution);
-  EXPECT_TRUE(HasLine(log.Lines(), "QVL Debug: HasAlphaChannel property not found."));
+  EXPECT_THAT(log.Lines(), Contains("QVL Debug: HasAlphaChannel property not found."));
 }
 
 // The first acquisition asks the host three times what it runs; the flags it
@@ -169,19 +155,19 @@ TEST_F(AcquisitionTest, ApplicationProbeSetsOneFlagOnce) {
     qvlhost::ClearJournal();
     PictureEditor editor;
     EXPECT_TRUE(editor.GetPictureEditor(first, true, false));
-    EXPECT_EQ(3, Calls("pluginObjectType"));
+    EXPECT_EQ(3, JournalCount("pluginObjectType"));
     EXPECT_TRUE(CheckedApplication);
     EXPECT_EQ(c.desktop, IsDesktop);
     EXPECT_EQ(!c.desktop, IsConsole);
     qvlhost::ClearJournal();
     EXPECT_TRUE(editor.GetPictureEditor(second, true, false));
-    EXPECT_EQ(0, Calls("pluginObjectType"));
+    EXPECT_EQ(0, JournalCount("pluginObjectType"));
     if (c.app != AppKind::None) continue;
     qvlhost::CurrentConfig().storage = c.desktop ? Storage::GD() : Storage::CG(2);
     OwnedPicture later(qvlhost::NewPicture(2, 2));
     qvlhost::ClearJournal();
     EXPECT_FALSE(editor.GetPictureEditor(later, false, true));
-    EXPECT_EQ(1, Calls("REALLockPictureDescription"));
+    EXPECT_EQ(1, JournalCount("REALLockPictureDescription"));
   }
 }
 

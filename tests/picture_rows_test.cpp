@@ -2,7 +2,6 @@
 // warnings, the shared limit of nine warning lines, clear and its order.
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <string>
 #include <vector>
 
@@ -13,18 +12,7 @@ namespace {
 
 using qvlhost::OwnedPicture;
 
-class RowTest : public LayoutTest {
- protected:
-  qvlhost::Config HostConfig() override {
-    qvlhost::Config config = LayoutTest::HostConfig();
-    config.extraBytesPerRow = 12;
-    return config;
-  }
-};
-
-int64_t CountLines(const std::vector<std::string>& lines, const std::string& text) {
-  return std::count(lines.begin(), lines.end(), text);
-}
+using RowTest = LayoutTest;
 
 TEST_P(RowTest, RowsAddressTheHostPixelsAndOutsideRowsAreReported) {
   OwnedPicture pic(qvlhost::NewPicture(5, 4));
@@ -62,8 +50,8 @@ TEST_P(RowTest, WarningsShareALimitOfNineLines) {
     qvlhost::LogCapture log;
     for (int i = 0; i < c.tooSmall; ++i) reader.GetRow(-7);
     for (int i = 0; i < c.tooBig; ++i) reader.GetRow(2);
-    EXPECT_EQ(c.smallLines, CountLines(log.Lines(), "QVL Debug: y is too small -7"));
-    EXPECT_EQ(c.bigLines, CountLines(log.Lines(), "y too big: 2 of 2 in GetRow"));
+    EXPECT_EQ(c.smallLines, CountOf(log.Lines(), "QVL Debug: y is too small -7"));
+    EXPECT_EQ(c.bigLines, CountOf(log.Lines(), "y too big: 2 of 2 in GetRow"));
     EXPECT_EQ(c.tooSmall + c.tooBig, reader.warningCount);
   }
   DebuggingEnabled = true;
@@ -73,8 +61,8 @@ TEST_P(RowTest, WarningsShareALimitOfNineLines) {
   PictureEditor empty;
   EXPECT_EQ(nullptr, empty.GetRow(0));
   EXPECT_EQ(1, empty.warningCount);  // only "y too big" counts, not the nil pixelbase
-  EXPECT_EQ(1, CountLines(log.Lines(), "y too big: 3 of 2 in GetRow"));
-  EXPECT_EQ(1, CountLines(log.Lines(), "QVL Debug: Warning: Pixelbase is nil!"));
+  EXPECT_EQ(1, CountOf(log.Lines(), "y too big: 3 of 2 in GetRow"));
+  EXPECT_EQ(1, CountOf(log.Lines(), "QVL Debug: Warning: Pixelbase is nil!"));
 }
 
 TEST_P(RowTest, ClearGivesBackLockThenCacheThenReferenceOnce) {

@@ -4,7 +4,6 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <limits>
 #include <string>
 #include <vector>
@@ -19,30 +18,22 @@ using qvlhost::OwnedPicture;
 using qvlhost::Rgba;
 using qvlhost::Storage;
 
-class ThresholdTest : public LayoutTest {
- protected:
-  qvlhost::Config HostConfig() override {
-    qvlhost::Config config = LayoutTest::HostConfig();
-    config.extraBytesPerRow = 4;
-    return config;
-  }
+using ThresholdTest = LayoutTest;
 
-  // The word the opaque write stores for white or black in this layout.
-  uint32_t Word(bool white) const {
-    const Storage& storage = GetParam();
-    if (storage.kind == Storage::GDTrueColor) return white ? 0x00FFFFFF : 0;
-    if (storage.alphaInfo % 2 == 1) return white ? 0xFFFFFFFF : 0xFF000000;
-    return white ? 0xFFFFFFFF : 0x000000FF;
-  }
+// The word the opaque write stores for white or black in this layout.
+uint32_t Word(const Storage& storage, bool white) {
+  if (storage.kind == Storage::GDTrueColor) return white ? 0x00FFFFFF : 0;
+  if (storage.alphaInfo % 2 == 1) return white ? 0xFFFFFFFF : 0xFF000000;
+  return white ? 0xFFFFFFFF : 0x000000FF;
+}
 
-  // A picture of 11 columns (one block of eight and a tail) in one colour.
-  static REALpictureStruct* Filled(Rgba colour) {
-    REALpictureStruct* pic = qvlhost::NewPicture(11, 2);
-    for (int64_t y = 0; y < 2; ++y)
-      for (int64_t x = 0; x < 11; ++x) qvlhost::SetPixelColour(pic, x, y, colour);
-    return pic;
-  }
-};
+// A picture of 11 columns (one block of eight and a tail) in one colour.
+REALpictureStruct* Filled(Rgba colour) {
+  REALpictureStruct* pic = qvlhost::NewPicture(11, 2);
+  for (int64_t y = 0; y < 2; ++y)
+    for (int64_t x = 0; x < 11; ++x) qvlhost::SetPixelColour(pic, x, y, colour);
+  return pic;
+}
 
 constexpr int64_t kMin = std::numeric_limits<int64_t>::min();
 constexpr int64_t kMax = std::numeric_limits<int64_t>::max();
@@ -65,9 +56,10 @@ TEST_P(ThresholdTest, GreenAndBlueDecideRedTakesNoPart) {
     ASSERT_NE(nullptr, result.get());
     for (int64_t y = 0; y < 2; ++y) {
       for (int64_t x = 0; x < 11; ++x) {
-        ASSERT_EQ(Word(c.white), qvlhost::PixelWord(result, x, y)) << c.threshold << " at " << x << "," << y;
+        ASSERT_EQ(Word(GetParam(), c.white), qvlhost::PixelWord(result, x, y))
+            << c.threshold << " at " << x << "," << y;
       }
-      EXPECT_EQ(qvlhost::FreshRowPadding(GetParam().kind == Storage::CoreGraphics ? 4 : 0),
+      EXPECT_EQ(qvlhost::FreshRowPadding(GetParam().kind == Storage::CoreGraphics ? kRowPadding : 0),
                 qvlhost::RowPadding(result, y));
     }
   }
@@ -109,7 +101,7 @@ TEST_P(ThresholdTest, TracesAppearOnlyWithDebugging) {
     EXPECT_EQ("QVL Debug: neu", lines[1]);
     EXPECT_EQ(0u, lines[2].rfind("QVL Debug: GetPictureReader ", 0));
     // The walk's last step asks writer and reader for the row below the picture.
-    EXPECT_EQ(2, std::count(lines.begin(), lines.end(), "y too big: 2 of 2 in GetRow"));
+    EXPECT_EQ(2, CountOf(lines, "y too big: 2 of 2 in GetRow"));
   }
 }
 

@@ -4,8 +4,10 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <ostream>
 #include <string>
+#include <vector>
 
 #include "frame/globals.h"
 #include "picture/picture_editor.h"
@@ -18,6 +20,19 @@ inline void PrintTo(const Rgba& colour, std::ostream* out) {
 }
 inline void PrintTo(const Storage& storage, std::ostream* out) { *out << storage.Name(); }
 }  // namespace qvlhost
+
+// A host entry point as the plug-in would look it up, typed as its function.
+template <class Fn>
+Fn HostEntry(const char* name) {
+  return reinterpret_cast<Fn>(qvlhost::Resolver()(name));
+}
+
+inline int64_t CountOf(const std::vector<std::string>& lines, const std::string& line) {
+  return std::count(lines.begin(), lines.end(), line);
+}
+
+// How often the host was called through this entry since the journal was cleared.
+inline int64_t JournalCount(const std::string& entry) { return CountOf(qvlhost::JournalEntryNames(), entry); }
 
 class PluginTest : public ::testing::Test {
  protected:
@@ -42,11 +57,16 @@ class PluginTest : public ::testing::Test {
 };
 
 // A test run once per picture layout: cg1 .. cg6 and gd.
+// Core Graphics rows carry padding beyond their pixels, as a host's rows may,
+// so that rows are found by BytesPerRow and never by the width.
 class LayoutTest : public PluginTest, public ::testing::WithParamInterface<qvlhost::Storage> {
  protected:
+  static constexpr int64_t kRowPadding = 8;
+
   qvlhost::Config HostConfig() override {
     qvlhost::Config config = PluginTest::HostConfig();
     config.storage = GetParam();
+    config.extraBytesPerRow = kRowPadding;
     // gd storage is what console applications have; a desktop host settles
     // on Core Graphics and never looks at gd.
     if (config.storage.kind != qvlhost::Storage::CoreGraphics) config.app = qvlhost::AppKind::Console;
