@@ -1,5 +1,7 @@
-// The built shared library as a host meets it: one export, and the surface
-// that REALPluginMain registers by the route the host's version decides.
+// The built shared library as a host meets it: one export, the surface that
+// REALPluginMain registers by the route the host's version decides, and
+// ThresholdQVL called by its declaration giving the picture of a direct call
+// of the statically linked ThresholdQVL (two copies of the plug-in in one process).
 #include <gtest/gtest.h>
 
 #include <cstdio>
@@ -8,12 +10,17 @@
 #include <string>
 #include <vector>
 
+#include "filters/threshold.h"
 #include "frame/tables.h"
 #include "plugin_loader.h"
 #include "support/plugin_test.h"
 #include "surface.h"
 
 namespace {
+
+using qvlhost::OwnedPicture;
+using qvlhost::TypeKind;
+using qvlhost::Value;
 
 // The last word of each line "ADDRESS TYPE NAME" that nm prints.
 std::vector<std::string> DefinedDynamicSymbols(const std::string& library) {
@@ -38,11 +45,13 @@ TEST(SharedLibrary, ExportsREALPluginMainAlone) {
 }
 
 struct Route {
+  const char* name;
   double version;
   const char* owner;
   qvlhost::OwnerKind kind;
   const char* otherOwner;
   bool extendsInText;  // the class extension route leaves adding the picture to the host
+  qvlhost::Storage storage;
 };
 
 class LoadedLibrary : public PluginTest, public testing::WithParamInterface<Route> {
@@ -50,17 +59,23 @@ class LoadedLibrary : public PluginTest, public testing::WithParamInterface<Rout
   qvlhost::Config HostConfig() override {
     qvlhost::Config config = PluginTest::HostConfig();
     config.version = GetParam().version;
+    config.storage = GetParam().storage;
+    if (config.storage.kind != qvlhost::Storage::CoreGraphics) config.app = qvlhost::AppKind::Console;
     return config;
+  }
+
+  void SetUp() override {
+    PluginTest::SetUp();
+    std::string error;
+    ASSERT_TRUE(qvlhost::LoadPlugin(QVL_PLUGIN_PATH, &error)) << error;
   }
 };
 
 TEST_P(LoadedLibrary, HostVersionChoosesModuleOrClassExtension) {
-  std::string error;
-  ASSERT_TRUE(qvlhost::LoadPlugin(QVL_PLUGIN_PATH, &error)) << error;
   size_t records = 0;  // one method record per function and per setter of the extension's rows
   for (const REALmethodDefinition& row : pictureMethods) records += (row.function ? 1 : 0) + (row.setter ? 1 : 0);
-  std::vector<qvlhost::SurfaceOwner> owners = qvlhost::Surface();
   const qvlhost::SurfaceOwner* owner = nullptr;
+  std::vector<qvlhost::SurfaceOwner> owners = qvlhost::Surface();
   for (const auto& candidate : owners) {
     EXPECT_NE(candidate.name, GetParam().otherOwner);
     if (candidate.name == GetParam().owner) owner = &candidate;
@@ -72,14 +87,77 @@ TEST_P(LoadedLibrary, HostVersionChoosesModuleOrClassExtension) {
     SCOPED_TRACE(method.text);
     EXPECT_TRUE(method.parseError.empty()) << method.parseError;
     EXPECT_TRUE(method.IsExtension());
-    EXPECT_EQ(method.callForm.parameters.front().type.kind, qvlhost::TypeKind::Picture);
     EXPECT_EQ(method.text.find("(extends ref as Picture") != std::string::npos, GetParam().extendsInText);
   }
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Routes, LoadedLibrary,
-    testing::Values(Route{2024.03, "PicturePictureExtensionQVL", qvlhost::OwnerKind::Module, "Picture", true},
-                    Route{2012.0, "Picture", qvlhost::OwnerKind::ClassExtension, "PicturePictureExtensionQVL", false}));
+// Colours, alpha and a few exact threshold edges in one picture.
+REALpictureStruct* MixedPicture() {
+  REALpictureStruct* picture = qvlhost::NewAlphaPicture(37, 5);
+  for (int64_t y = 0; y < 5; ++y) {
+    for (int64_t x = 0; x < 37; ++x) {
+      auto level = static_cast<uint8_t>(x * 7);
+      qvlhost::SetPixelColour(picture, x, y,
+                              qvlhost::Rgba{static_cast<uint8_t>(255 - level), level, static_cast<uint8_t>(y * 60),
+                                            static_cast<uint8_t>(y == 4 ? 255 : 40 + 50 * y)});
+    }
+  }
+  return picture;
+}
+
+TEST_P(LoadedLibrary, ThresholdByDeclarationGivesTheDirectCallsPicture) {
+  std::vector<qvlhost::SurfaceMethod> found = qvlhost::FindMethods("ThresholdQVL");
+  ASSERT_EQ(found.size(), 1u);
+  auto callByDeclaration = [&](REALpictureStruct* source, int64_t threshold) {
+    std::vector<Value> arguments = {Value::Handle(TypeKind::Picture, source), Value::Integer(threshold)};
+    Value result;
+    std::string error;
+    EXPECT_TRUE(qvlhost::CallMethod(found[0], arguments, &result, &error)) << error;
+    EXPECT_EQ(result.kind, TypeKind::Picture);
+    return static_cast<REALpictureStruct*>(result.handle);
+  };
+  OwnedPicture sample(qvlhost::ReadPictureFile(QVL_SOURCE_DIR "/samples/gradient.png"));
+  OwnedPicture mixed(MixedPicture());
+  ASSERT_NE(sample.get(), nullptr);
+  for (REALpictureStruct* source : {sample.get(), mixed.get()}) {
+    for (int64_t threshold : {-5, 0, 128, 1000}) {
+      SCOPED_TRACE("threshold " + std::to_string(threshold));
+      OwnedPicture actual(callByDeclaration(source, threshold));
+      OwnedPicture expected(ThresholdQVL(source, threshold));
+      ASSERT_TRUE(actual && expected);
+      ASSERT_EQ(qvlhost::PictureWidth(actual), qvlhost::PictureWidth(expected));
+      ASSERT_EQ(qvlhost::PictureHeight(actual), qvlhost::PictureHeight(expected));
+      EXPECT_EQ(qvlhost::HasAlphaChannel(actual), qvlhost::HasAlphaChannel(expected));
+      EXPECT_EQ(qvlhost::PictureStorage(actual).Name(), qvlhost::PictureStorage(expected).Name());
+      int64_t differences = 0;
+      for (int64_t y = 0; y < qvlhost::PictureHeight(expected); ++y) {
+        for (int64_t x = 0; x < qvlhost::PictureWidth(expected); ++x) {
+          differences += qvlhost::PixelWord(actual, x, y) != qvlhost::PixelWord(expected, x, y);
+        }
+      }
+      EXPECT_EQ(differences, 0);
+    }
+  }
+  EXPECT_EQ(callByDeclaration(nullptr, 128), nullptr);
+}
+
+// One Core Graphics layout and gd on each route.
+std::vector<Route> Routes() {
+  const std::vector<qvlhost::Storage> layouts = qvlhost::Storage::SevenLayouts();
+  auto module = [](qvlhost::Storage storage) {
+    return Route{"module2024", 2024.03, "PicturePictureExtensionQVL", qvlhost::OwnerKind::Module, "Picture",
+                 true,         storage};
+  };
+  auto extension = [](qvlhost::Storage storage) {
+    return Route{"extension2012", 2012.0, "Picture", qvlhost::OwnerKind::ClassExtension, "PicturePictureExtensionQVL",
+                 false,           storage};
+  };
+  return {module(layouts.front()), module(layouts.back()), extension(layouts[3]), extension(layouts.back())};
+}
+
+INSTANTIATE_TEST_SUITE_P(RoutesAndLayouts, LoadedLibrary, testing::ValuesIn(Routes()),
+                         [](const testing::TestParamInfo<Route>& info) {
+                           return std::string(info.param.name) + "_" + info.param.storage.Name();
+                         });
 
 }  // namespace
