@@ -1,11 +1,13 @@
-// Tint and saturation: the examples of the two rules, and every channel
-// value against a plain per-pixel evaluation, in all seven layouts.
+// Tint and saturation: the examples of the two rules, and whole pictures
+// against a plain per-pixel evaluation in all seven layouts, with row widths
+// that leave partial vector blocks.
 #include "filters/tint.h"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <cstdint>
+#include <random>
 #include <string>
 #include <vector>
 
@@ -18,21 +20,16 @@ using qvlhost::OwnedPicture;
 using qvlhost::Rgba;
 
 uint8_t Byte(int value) { return static_cast<uint8_t>(value); }
+Rgba Opaque(int r, int g, int b) { return {Byte(r), Byte(g), Byte(b), 255}; }
 
-REALpictureStruct* PictureOf(const std::vector<Rgba>& pixels) {
-  REALpictureStruct* picture = qvlhost::NewAlphaPicture(static_cast<int64_t>(pixels.size()), 1);
-  for (size_t x = 0; x < pixels.size(); ++x) qvlhost::SetPixelRgba(picture, static_cast<int64_t>(x), 0, pixels[x]);
+// Pixels in rows of the given width; the last row repeats from the start.
+REALpictureStruct* PictureOf(const std::vector<Rgba>& pixels, int64_t width) {
+  const auto count = static_cast<int64_t>(pixels.size());
+  const int64_t height = (count + width - 1) / width;
+  REALpictureStruct* picture = qvlhost::NewAlphaPicture(width, height);
+  for (int64_t i = 0; i < width * height; ++i) qvlhost::SetPixelRgba(picture, i % width, i / width, pixels[i % count]);
   return picture;
 }
-
-// Channels run through all 256 values, in three different orders; alpha varies.
-REALpictureStruct* AllValues() {
-  std::vector<Rgba> pixels;
-  for (int x = 0; x < 256; ++x) pixels.push_back({Byte(x), Byte(255 - x), Byte(x * 91 + 17), Byte(x * 53)});
-  return PictureOf(pixels);
-}
-
-Rgba Opaque(int r, int g, int b) { return {Byte(r), Byte(g), Byte(b), 255}; }
 
 int TintReference(Rgba in, uint32_t grey, uint32_t sepia, int shift) {
   auto part = [](uint32_t colour, int at) { return static_cast<double>((colour >> at) & 0xFF) / 255.0; };
@@ -48,18 +45,28 @@ int SaturationReference(int c, int y, int64_t amount) {
 
 class TintAndSaturation : public LayoutTest {
  protected:
-  // gd storage is what console applications use.
-  qvlhost::Config HostConfig() override {
-    qvlhost::Config config = LayoutTest::HostConfig();
-    if (config.storage.kind == qvlhost::Storage::GDTrueColor) config.app = qvlhost::AppKind::Console;
-    return config;
-  }
-
   void ExpectPixels(REALpictureStruct* result, const std::vector<Rgba>& expected) {
     ASSERT_NE(result, nullptr);
     for (size_t x = 0; x < expected.size(); ++x) {
       EXPECT_EQ(qvlhost::PixelRgba(result, static_cast<int64_t>(x), 0), expected[x]) << "pixel " << x;
     }
+  }
+
+  // Every pixel of result against rule(the source's pixel); the first miss is shown.
+  template <class Rule>
+  void ExpectEveryPixel(REALpictureStruct* source, REALpictureStruct* result, Rule rule) {
+    ASSERT_NE(result, nullptr);
+    int64_t misses = 0;
+    for (int64_t y = 0; y < qvlhost::PictureHeight(source); ++y) {
+      for (int64_t x = 0; x < qvlhost::PictureWidth(source); ++x) {
+        const Rgba in = qvlhost::PixelRgba(source, x, y), want = rule(in), got = qvlhost::PixelRgba(result, x, y);
+        if (!(got == want) && misses++ == 0) {
+          ADD_FAILURE() << "at (" << x << ", " << y << ") from " << testing::PrintToString(in) << " got "
+                        << testing::PrintToString(got) << ", want " << testing::PrintToString(want);
+        }
+      }
+    }
+    EXPECT_EQ(misses, 0);
   }
 };
 
@@ -76,7 +83,7 @@ TEST_P(TintAndSaturation, TintExamples) {
       {0xFFFFFF, 0xFF000000, Opaque(200, 7, 99), Opaque(0, 0, 0)},
   };
   for (const Example& e : examples) {
-    OwnedPicture source(PictureOf({e.in}));
+    OwnedPicture source(PictureOf({e.in}, 1));
     OwnedPicture result(TintPicture(source, e.grey, e.sepia));
     ExpectPixels(result, {e.out});
   }
@@ -92,35 +99,55 @@ TEST_P(TintAndSaturation, SaturationExamples) {
       {-510, Opaque(10, 20, 30), Opaque(30, 20, 10)},
   };
   for (const Example& e : examples) {
-    OwnedPicture source(PictureOf({e.in}));
+    OwnedPicture source(PictureOf({e.in}, 1));
     OwnedPicture result(SaturationPicture(source, e.amount));
     ExpectPixels(result, {e.out});
   }
 }
 
-TEST_P(TintAndSaturation, EveryChannelValue) {
-  OwnedPicture source(AllValues());
-  std::vector<Rgba> in;
-  for (int x = 0; x < 256; ++x) in.push_back(qvlhost::PixelRgba(source, x, 0));
-  for (auto [grey, sepia] : {std::pair<uint32_t, uint32_t>{0x4D9619, 0xF0C080}, {0xFFFFFF, 0x123456}}) {
-    std::vector<Rgba> expected;
-    for (const Rgba& p : in) {
-      expected.push_back(Opaque(TintReference(p, grey, sepia, 16), TintReference(p, grey, sepia, 8),
-                                TintReference(p, grey, sepia, 0)));
-    }
+// Random colours, rows of 61 pixels; weights that add up to 1, and white
+// weights whose grey goes up to 765 and is limited.
+TEST_P(TintAndSaturation, TintFollowsThePerPixelRule) {
+  std::mt19937 random(7);
+  std::vector<Rgba> pixels(61 * 40);
+  for (Rgba& p : pixels) p = {Byte(random()), Byte(random()), Byte(random()), Byte(random())};
+  OwnedPicture source(PictureOf(pixels, 61));
+  for (auto [grey, sepia] : {std::pair<uint32_t, uint32_t>{0x4D9619, 0xF0C080},
+                             {0x4C961D, 0xFFE0B0},
+                             {0xFFFFFF, 0x123456},
+                             {0xFFFFFF, 0xFFFFFF},
+                             {0x010203, 0xFFFFFF}}) {
+    SCOPED_TRACE(testing::Message() << std::hex << "grey " << grey << " sepia " << sepia);
     OwnedPicture result(TintPicture(source, grey, sepia));
-    ExpectPixels(result, expected);
+    ExpectEveryPixel(source, result, [grey = grey, sepia = sepia](Rgba p) {
+      return Opaque(TintReference(p, grey, sepia, 16), TintReference(p, grey, sepia, 8),
+                    TintReference(p, grey, sepia, 0));
+    });
   }
-  for (int64_t amount : {int64_t{1}, int64_t{-300}, int64_t{100000}, INT64_MAX, INT64_MIN, int64_t{1} << 56}) {
+}
+
+// Every channel value c against every grey y it can meet: red runs through
+// c while blue + 2 green runs through 0..765, in rows of 250 pixels. Amounts
+// at the edges of the 16-bit vector form, of the 32-bit sum and of the 64-bit
+// product, where the rows fall back to the step table.
+TEST_P(TintAndSaturation, SaturationFollowsThePerPixelRule) {
+  std::vector<Rgba> pixels;
+  for (int rest = 0; rest <= 765; ++rest) {
+    const int green = std::min(rest / 2, 255);
+    for (int c = 0; c < 256; ++c) pixels.push_back({Byte(c), Byte(green), Byte(rest - 2 * green), 9});
+  }
+  OwnedPicture source(PictureOf(pixels, 250));
+  const int64_t twoTo31 = int64_t{1} << 31;
+  for (int64_t amount : {int64_t{0}, int64_t{1}, int64_t{-1}, int64_t{100}, int64_t{-256}, int64_t{-300},
+                         int64_t{65024}, int64_t{65025}, int64_t{-65534}, int64_t{-65535}, twoTo31 - 511, twoTo31 - 510,
+                         -twoTo31 + 1, -twoTo31, INT64_MAX / 255, INT64_MAX, INT64_MIN}) {
     SCOPED_TRACE("amount " + std::to_string(amount));
-    std::vector<Rgba> expected;
-    for (const Rgba& p : in) {
-      const int y = (p.r + p.b + 2 * p.g) >> 2;
-      expected.push_back(Opaque(SaturationReference(p.r, y, amount), SaturationReference(p.g, y, amount),
-                                SaturationReference(p.b, y, amount)));
-    }
     OwnedPicture result(SaturationPicture(source, amount));
-    ExpectPixels(result, expected);
+    ExpectEveryPixel(source, result, [amount](Rgba p) {
+      const int y = (p.r + p.b + 2 * p.g) >> 2;
+      return Opaque(SaturationReference(p.r, y, amount), SaturationReference(p.g, y, amount),
+                    SaturationReference(p.b, y, amount));
+    });
   }
 }
 
