@@ -25,26 +25,24 @@ Declaration Parsed(const std::string& text) {
 }
 
 TEST(Declaration, NameParameterTypesAndResult) {
-  struct Case {
+  const struct {
     const char* text;
     const char* name;
     std::vector<TypeKind> parameters;
     TypeKind result;
-  };
-  const Case cases[] = {
+  } cases[] = {
       {"ThresholdQVL(Threshold as integer) as picture", "ThresholdQVL", {TypeKind::Integer}, TypeKind::Picture},
       {"HasMaskQVL as boolean", "HasMaskQVL", {}, TypeKind::Boolean},
-      {"Table(r as UInt32, g as double) as double", "Table", {TypeKind::UInt32, TypeKind::Double}, TypeKind::Double},
-      {"Saved(error as NSErrorQVL, f as FolderItem)",
+      {"Saved(error as NSErrorQVL, f as FolderItem, c as UInt32)",
        "Saved",
-       {TypeKind::Object, TypeKind::FolderItem},
+       {TypeKind::Object, TypeKind::FolderItem, TypeKind::UInt32},
        TypeKind::Nothing},
       {"  SHOUT ( X AS STRING , Y AS COLOR )  AS MEMORYBLOCK ",
        "SHOUT",
        {TypeKind::String, TypeKind::Color},
        TypeKind::MemoryBlock},
   };
-  for (const Case& c : cases) {
+  for (const auto& c : cases) {
     Declaration declaration = Parsed(c.text);
     std::vector<TypeKind> kinds;
     for (const auto& parameter : declaration.parameters) kinds.push_back(parameter.type.kind);
@@ -54,32 +52,20 @@ TEST(Declaration, NameParameterTypesAndResult) {
   }
 }
 
-TEST(Declaration, ExtendsAssignsByRefAndDefaults) {
-  Declaration assigning = Parsed("EmbeddedMaskQVL(extends ref as Picture, swap as boolean, assigns value as picture)");
-  ASSERT_EQ(assigning.parameters.size(), 3u);
-  EXPECT_TRUE(assigning.parameters[0].extends);
-  EXPECT_FALSE(assigning.parameters[1].extends || assigning.parameters[1].assigns);
-  EXPECT_TRUE(assigning.parameters[2].assigns);
-  Declaration counting = Parsed("Count(BYREF red as memoryblock, ByVal green as memoryblock, ByRef n as integer)");
-  std::vector<bool> byRef;
-  for (const auto& parameter : counting.parameters) byRef.push_back(parameter.byRef);
-  EXPECT_EQ(byRef, (std::vector<bool>{true, false, true}));
-
-  Declaration render = Parsed(
-      "RenderSamplesQVL(Samples as memoryblock, Width as integer, BackColor as color=&c88B5C4, "
-      "Bits as Integer = 8, AutoScale as boolean = false) as Picture");
-  EXPECT_EQ(qvlhost::RequiredArgumentCount(render), 2u);
-  EXPECT_EQ(render.parameters[2].defaultValue.kind, Literal::Colour);
-  EXPECT_EQ(render.parameters[2].defaultValue.integer, 0x88B5C4);
-  EXPECT_EQ(render.parameters[3].defaultValue.integer, 8);
-  EXPECT_EQ(render.parameters[4].defaultValue.kind, Literal::Boolean);
-  Declaration odd =
-      Parsed("Odd(a as integer = -5, b as double = -0.25, s as string = \"x, \"\"y\"\")\", p as picture = NIL)");
-  EXPECT_EQ(odd.parameters[0].defaultValue.integer, -5);
-  EXPECT_EQ(odd.parameters[1].defaultValue.real, -0.25);
-  EXPECT_EQ(odd.parameters[2].defaultValue.text, "x, \"y\")");
-  EXPECT_EQ(odd.parameters[3].defaultValue.kind, Literal::Nil);
-  EXPECT_EQ(qvlhost::RequiredArgumentCount(odd), 0u);
+TEST(Declaration, ModifiersAndDefaults) {
+  Declaration d = Parsed(
+      "E(extends ref as Picture, BYREF n as integer, ByVal b as memoryblock, c as color=&c88B5C4, i as integer = -5, "
+      "r as double = -0.25, s as string = \"x, \"\"y\"\")\", p as picture = NIL, assigns value as boolean)");
+  ASSERT_EQ(d.parameters.size(), 9u);
+  EXPECT_TRUE(d.parameters[0].extends && d.parameters[1].byRef && d.parameters[8].assigns);
+  EXPECT_FALSE(d.parameters[1].extends || d.parameters[2].byRef || d.parameters[7].assigns);
+  EXPECT_EQ(qvlhost::RequiredArgumentCount(d), 4u);  // the three before the defaults and the assigned value
+  EXPECT_EQ(d.parameters[3].defaultValue.kind, Literal::Colour);
+  EXPECT_EQ(d.parameters[3].defaultValue.integer, 0x88B5C4);
+  EXPECT_EQ(d.parameters[4].defaultValue.integer, -5);
+  EXPECT_EQ(d.parameters[5].defaultValue.real, -0.25);
+  EXPECT_EQ(d.parameters[6].defaultValue.text, "x, \"y\")");
+  EXPECT_EQ(d.parameters[7].defaultValue.kind, Literal::Nil);
 }
 
 TEST(Declaration, MalformedDeclarationsAreRefusedWithAReason) {
@@ -96,28 +82,22 @@ TEST(Declaration, MalformedDeclarationsAreRefusedWithAReason) {
 }
 
 TEST(Literal, NumbersColoursAndKeywords) {
-  struct Case {
+  const struct {
     const char* text;
     Literal::Kind kind;
-    int64_t integer;
+    int64_t integer;  // where integral
     double real;
-  };
-  const Case cases[] = {
-      {"-5", Literal::Number, -5, -5.0},          {"1.5e2", Literal::Number, 0, 150.0},
-      {"-.5", Literal::Number, 0, -0.5},          {"-&h10", Literal::Number, -16, -16.0},
-      {"&cFF8000", Literal::Colour, 0xFF8000, 0}, {"&c11223344", Literal::Colour, 0x44112233, 0},
-      {"True", Literal::Boolean, 1, 0},           {"nil", Literal::Nil, 0, 0},
-  };
-  for (const Case& c : cases) {
+  } cases[] = {{"1.5e2", Literal::Number, 0, 150.0},
+               {"-.5", Literal::Number, 0, -0.5},
+               {"-&h10", Literal::Number, -16, -16.0},
+               {"&c11223344", Literal::Colour, 0x44112233, 0},
+               {"True", Literal::Boolean, 1, 0}};
+  for (const auto& c : cases) {
     Literal literal;
     ASSERT_TRUE(qvlhost::ParseLiteral(c.text, &literal)) << c.text;
     EXPECT_EQ(literal.kind, c.kind) << c.text;
-    if (c.kind != Literal::Number || literal.integral) {
-      EXPECT_EQ(literal.integer, c.integer) << c.text;
-    }
-    if (c.kind == Literal::Number) {
-      EXPECT_DOUBLE_EQ(literal.real, c.real) << c.text;
-    }
+    EXPECT_EQ(literal.integral || c.kind != Literal::Number ? c.integer : 0, literal.integer) << c.text;
+    EXPECT_DOUBLE_EQ(c.real, literal.real) << c.text;
   }
   for (const char* text : {"", "-", "abc", "&cFFF", "&cGG0000", "1.2.3", "--5", "5e", "&h", "99999999999999999999"}) {
     Literal literal;
@@ -189,8 +169,8 @@ TEST(CallDeclared, RefusesArgumentsThatDoNotFitWithoutCalling) {
     EXPECT_FALSE(qvlhost::CallDeclared(reinterpret_cast<void*>(&Subtract), declaration, arguments, nullptr, &error));
     EXPECT_FALSE(error.empty());
   }
-  std::vector<Value> fine = {Value::Integer(1), Value::Integer(2)};
-  EXPECT_FALSE(qvlhost::CallDeclared(nullptr, declaration, fine, nullptr, nullptr));
+  std::vector<Value> fitting = {Value::Integer(1), Value::Integer(2)};
+  EXPECT_FALSE(qvlhost::CallDeclared(nullptr, declaration, fitting, nullptr, nullptr));
   EXPECT_TRUE(qvlhost::ValueFits(Value::Nil(TypeKind::Picture), qvlhost::TypeNamed("MemoryBlock")));
   int dummy = 0;
   EXPECT_FALSE(qvlhost::ValueFits(Value::Handle(TypeKind::Picture, &dummy), qvlhost::TypeNamed("MemoryBlock")));

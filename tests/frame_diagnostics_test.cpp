@@ -2,28 +2,20 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <vector>
 
 #include "frame/diagnostics.h"
 #include "support/plugin_test.h"
 
 namespace {
 
-class DiagnosticsTest : public PluginTest {
- protected:
-  void SetUp() override {
-    PluginTest::SetUp();
-    DebuggingEnabled = false;
-  }
-};
+using DiagnosticsTest = PluginTest;
 
 TEST_F(DiagnosticsTest, LogLineIsCutAfter4095Characters) {
   qvlhost::LogCapture capture;
   LogMessageX("%s", std::string(4095, 'a').c_str());
   LogMessageX("%s", std::string(4096, 'b').c_str());
-  auto lines = capture.Lines();
-  ASSERT_EQ(2u, lines.size());
-  EXPECT_EQ(std::string(4095, 'a'), lines[0]);
-  EXPECT_EQ(std::string(4095, 'b'), lines[1]);
+  EXPECT_EQ((std::vector<std::string>{std::string(4095, 'a'), std::string(4095, 'b')}), capture.Lines());
 }
 
 TEST_F(DiagnosticsTest, TraceLinesOnlyWhileDebugging) {

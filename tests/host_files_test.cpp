@@ -3,6 +3,7 @@
 #include <gd.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <string>
@@ -27,13 +28,13 @@ REALpictureStruct* RoundTrip(REALpictureStruct* picture, const std::string& name
 
 // Every channel within its tolerance.
 void ExpectNear(Rgba expected, Rgba actual, int colourTolerance, int alphaTolerance) {
-  EXPECT_LE(std::abs(expected.r - actual.r), colourTolerance);
-  EXPECT_LE(std::abs(expected.g - actual.g), colourTolerance);
-  EXPECT_LE(std::abs(expected.b - actual.b), colourTolerance);
+  const int colour =
+      std::max({std::abs(expected.r - actual.r), std::abs(expected.g - actual.g), std::abs(expected.b - actual.b)});
+  EXPECT_LE(colour, colourTolerance);
   EXPECT_LE(std::abs(expected.a - actual.a), alphaTolerance);
 }
 
-class PictureFileTest : public LayoutTest {};
+using PictureFileTest = LayoutTest;
 
 // Opaque colours come back exactly; alpha goes through gd's 7 bits, so partly
 // transparent pixels may move by a step or two.
@@ -50,13 +51,6 @@ TEST_P(PictureFileTest, RoundTripsKeepColoursAndAlpha) {
     Rgba before = qvlhost::PixelColour(alpha, x, 0);
     ExpectNear(before, qvlhost::PixelColour(png, x, 0), before.a == 255 ? 0 : before.a >= 128 ? 3 : 255, 2);
   }
-  OwnedPicture gif(RoundTrip(alpha, GetParam().Name() + ".gif"));
-  ASSERT_TRUE(gif);
-  EXPECT_TRUE(qvlhost::HasAlphaChannel(gif));
-  EXPECT_EQ(255, qvlhost::PixelColour(gif, 0, 0).a);
-  if (GetParam().kind != qvlhost::Storage::CoreGraphics || GetParam().alphaInfo <= 4) {
-    EXPECT_EQ(0, qvlhost::PixelColour(gif, 2, 0).a);
-  }
 
   OwnedPicture opaque(qvlhost::NewPicture(4, 3));
   for (int x = 0; x < 4; ++x) qvlhost::SetPixelColour(opaque, x, 1, Rgba{200, 100, 50, 255});
@@ -72,7 +66,7 @@ TEST_P(PictureFileTest, RoundTripsKeepColoursAndAlpha) {
 
 QVL_INSTANTIATE_LAYOUTS(PictureFileTest);
 
-class FileAlphaTest : public PluginTest {};
+using FileAlphaTest = PluginTest;
 
 TEST_F(FileAlphaTest, AlphaChannelExactlyWhenTheFileHasOne) {
   struct Case {

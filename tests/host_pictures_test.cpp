@@ -1,5 +1,5 @@
 // The host's pictures: what new pictures hold, how their storage is locked,
-// and that the reference counts the balance check relies on are kept.
+// and drawing one into another.
 #include <gtest/gtest.h>
 
 #include "qvl/bitmap_context.h"
@@ -8,22 +8,17 @@
 
 namespace {
 
-template <class Fn>
-Fn Entry(const char* name) {
-  return reinterpret_cast<Fn>(qvlhost::Resolver()(name));
-}
-
 // The host's method of the object with this declaration, as a function of that signature.
 template <class Fn>
 Fn Method(void* object, const char* declaration) {
   return reinterpret_cast<Fn>(
-      Entry<REALLoadObjectMethodFn>("REALLoadObjectMethod")(static_cast<REALobjectStruct*>(object), declaration));
+      HostEntry<REALLoadObjectMethodFn>("REALLoadObjectMethod")(static_cast<REALobjectStruct*>(object), declaration));
 }
 
-class HostPictureTest : public LayoutTest {};
+using HostPictureTest = LayoutTest;
 
 TEST_P(HostPictureTest, NewPictureIsOpaqueWhiteAndConstructedOneTransparent) {
-  auto newPicture = Entry<REALNewPictureFn>("newPicture");
+  auto newPicture = HostEntry<REALNewPictureFn>("newPicture");
   qvlhost::OwnedPicture picture(newPicture(3, 2, 32));
   ASSERT_TRUE(picture);
   EXPECT_FALSE(qvlhost::HasAlphaChannel(picture));
@@ -32,7 +27,7 @@ TEST_P(HostPictureTest, NewPictureIsOpaqueWhiteAndConstructedOneTransparent) {
   EXPECT_EQ(72, qvlhost::HorizontalResolution(picture));
   EXPECT_EQ(nullptr, newPicture(0, 5, 32));
 
-  qvlhost::OwnedObject object(Entry<REALnewInstanceFn>("PluginNewInstance")("Picture"));
+  qvlhost::OwnedObject object(HostEntry<REALnewInstanceFn>("PluginNewInstance")("Picture"));
   auto constructor =
       Method<void (*)(REALobjectStruct*, int64_t, int64_t)>(object, "Constructor(width as integer, height as integer)");
   ASSERT_TRUE(constructor);
@@ -45,7 +40,7 @@ TEST_P(HostPictureTest, NewPictureIsOpaqueWhiteAndConstructedOneTransparent) {
 
 TEST_P(HostPictureTest, DescriptionLocksOnlyInItsOwnStorage) {
   qvlhost::OwnedPicture picture(qvlhost::NewPicture(5, 4));
-  auto lock = Entry<REALLockPictureDescriptionFn>("REALLockPictureDescription");
+  auto lock = HostEntry<REALLockPictureDescriptionFn>("REALLockPictureDescription");
   bool coreGraphics = GetParam().kind == qvlhost::Storage::CoreGraphics;
   REALpictureDescription description{};
   EXPECT_EQ(coreGraphics, lock(picture, &description, pictureCGBitmapContext));
@@ -58,7 +53,7 @@ TEST_P(HostPictureTest, DescriptionLocksOnlyInItsOwnStorage) {
     EXPECT_EQ(GetParam().alphaInfo, context->alphaInfo);
     EXPECT_EQ(uint64_t(20 + kRowPadding), context->bytesPerRow);
   }
-  Entry<REALUnlockPictureDescriptionFn>("unlockPictureDescription")(picture);
+  HostEntry<REALUnlockPictureDescriptionFn>("unlockPictureDescription")(picture);
 }
 
 TEST_P(HostPictureTest, DrawPictureCopiesOneToOneExactly) {
@@ -77,22 +72,6 @@ TEST_P(HostPictureTest, DrawPictureCopiesOneToOneExactly) {
   for (int y = 0; y < 2; ++y) {
     for (int x = 0; x < 3; ++x) EXPECT_EQ(qvlhost::PixelWord(source, x, y), qvlhost::PixelWord(target, x, y));
   }
-}
-
-TEST_P(HostPictureTest, MaskMethodsCreateOnlyWhenAskedAndTakeTheirOwnReference) {
-  qvlhost::OwnedPicture picture(qvlhost::NewPicture(2, 2));
-  auto getMask =
-      Method<REALpictureStruct* (*)(REALobjectStruct*, bool)>(picture, "Mask(create As Boolean = True) As Picture");
-  auto setMask = Method<void (*)(REALobjectStruct*, REALpictureStruct*)>(picture, "Mask(assigns newMask As Picture)");
-  ASSERT_TRUE(getMask && setMask);
-  EXPECT_EQ(nullptr, getMask(picture, false));
-  qvlhost::OwnedPicture mask(getMask(picture, true));
-  ASSERT_TRUE(mask);
-  EXPECT_EQ(qvlhost::PixelWord(picture, 1, 1), qvlhost::PixelWord(mask, 1, 1));
-  setMask(picture, nullptr);
-  EXPECT_EQ(1, qvlhost::ReferenceCount(mask));
-  setMask(picture, mask);
-  EXPECT_EQ(2, qvlhost::ReferenceCount(mask));
 }
 
 QVL_INSTANTIATE_LAYOUTS(HostPictureTest);

@@ -11,14 +11,9 @@
 
 namespace {
 
-template <class Fn>
-Fn Entry(const char* name) {
-  return reinterpret_cast<Fn>(gResolver(name));
-}
-
 void WriteError(const char* text) { ASSERT_EQ(ssize_t(std::strlen(text)), write(2, text, std::strlen(text))); }
 
-class HostServicesTest : public PluginTest {};
+using HostServicesTest = PluginTest;
 
 TEST_F(HostServicesTest, LogCaptureReturnsCompleteLinesWhileItLives) {
   {
@@ -35,23 +30,23 @@ TEST_F(HostServicesTest, StringsConvertBetweenEncodings) {
   qvlhost::OwnedString text(
       qvlhost::NewString("Gr\xC3\xBC\xC3\x9F"
                          "e"));
-  auto convert = Entry<REALConvertStringFn>("REALConvertString");
+  auto convert = HostEntry<REALConvertStringFn>("REALConvertString");
   qvlhost::OwnedString latin1(convert(text, kREALTextEncodingISOLatin1));
   EXPECT_EQ(
       "Gr\xFC\xDF"
       "e",
       qvlhost::StringBytes(latin1));
-  EXPECT_EQ(kREALTextEncodingISOLatin1, Entry<REALGetStringEncodingFn>("REALGetStringEncoding")(latin1));
+  EXPECT_EQ(kREALTextEncodingISOLatin1, HostEntry<REALGetStringEncodingFn>("REALGetStringEncoding")(latin1));
   REALstringData data{};
-  ASSERT_TRUE(Entry<REALGetStringDataFn>("PluginGetStringData")(latin1, kREALTextEncodingUTF16BE, &data));
+  ASSERT_TRUE(HostEntry<REALGetStringDataFn>("PluginGetStringData")(latin1, kREALTextEncodingUTF16BE, &data));
   EXPECT_EQ(10, data.length);
   EXPECT_EQ(0, std::memcmp(data.data, "\0G\0r\0\xFC\0\xDF\0e", 10));
-  Entry<REALDisposeStringDataFn>("PluginDisposeStringData")(&data);
+  HostEntry<REALDisposeStringDataFn>("PluginDisposeStringData")(&data);
   qvlhost::OwnedString ascii(
-      Entry<REALBuildStringWithEncodingFn>("REALBuildStringWithEncoding")("\xFF", 1, kREALTextEncodingASCII));
+      HostEntry<REALBuildStringWithEncodingFn>("REALBuildStringWithEncoding")("\xFF", 1, kREALTextEncodingASCII));
   EXPECT_EQ(nullptr, convert(ascii, kREALTextEncodingUTF8));
   auto lenB = reinterpret_cast<QVLLenBFn>(
-      Entry<REALLoadFrameworkMethodFn>("REALLoadGlobalMethod")(nullptr, QVL_LENB_DECLARATION));
+      HostEntry<REALLoadFrameworkMethodFn>("REALLoadGlobalMethod")(nullptr, QVL_LENB_DECLARATION));
   ASSERT_NE(nullptr, lenB);
   EXPECT_EQ(7, lenB(text));
 }
@@ -63,16 +58,17 @@ struct BlockRequest {
 
 void MakeBlock(void* context) {
   auto* request = static_cast<BlockRequest*>(context);
-  request->block = Entry<REALnewInstanceFn>("PluginNewInstance")("MemoryBlock");
-  reinterpret_cast<void (*)(REALobjectStruct*, int64_t)>(Entry<REALLoadObjectMethodFn>("REALLoadObjectMethod")(
+  request->block = HostEntry<REALnewInstanceFn>("PluginNewInstance")("MemoryBlock");
+  reinterpret_cast<void (*)(REALobjectStruct*, int64_t)>(HostEntry<REALLoadObjectMethodFn>("REALLoadObjectMethod")(
       request->block, "Constructor(bytes as Integer)"))(request->block, request->size);
 }
 
 TEST_F(HostServicesTest, ExceptionHandlerHandsBackWhatTheCallRaised) {
-  auto handler = Entry<REALCallFunctionWithExceptionHandlerFn>("PluginCallFunctionWithExceptionHandler");
+  auto handler = HostEntry<REALCallFunctionWithExceptionHandlerFn>("PluginCallFunctionWithExceptionHandler");
   BlockRequest good{16, nullptr};
   EXPECT_EQ(nullptr, handler(&MakeBlock, &good));
-  EXPECT_EQ(16, Entry<REALMemoryBlockGetSizeFn>("memoryBlockGetSize")(static_cast<REALmemoryBlockStruct*>(good.block)));
+  EXPECT_EQ(16,
+            HostEntry<REALMemoryBlockGetSizeFn>("memoryBlockGetSize")(static_cast<REALmemoryBlockStruct*>(good.block)));
   qvlhost::Release(good.block);
   BlockRequest negative{-1, nullptr};
   qvlhost::OwnedObject raised(handler(&MakeBlock, &negative));
@@ -96,12 +92,12 @@ TEST_F(HostServicesTest, RegisteredClassInstancesRunConstructorAndDestructor) {
   definition.dataSize = 16;
   definition.constructor = reinterpret_cast<void*>(&CountConstructor);
   definition.destructor = reinterpret_cast<void*>(&CountDestructor);
-  Entry<REALRegisterClassFn>("PluginRegisterClass")(&definition);
-  REALobjectStruct* instance = Entry<REALnewInstanceFn>("PluginNewInstance")("CounterQVL");
+  HostEntry<REALRegisterClassFn>("PluginRegisterClass")(&definition);
+  REALobjectStruct* instance = HostEntry<REALnewInstanceFn>("PluginNewInstance")("CounterQVL");
   ASSERT_NE(nullptr, instance);
   EXPECT_EQ(reinterpret_cast<uint8_t*>(instance) + definition.forSystemUse, qvlhost::InstanceData(instance));
   EXPECT_EQ(1, constructed);
-  Entry<REALLockObjectFn>("REALLockObject")(instance);
+  HostEntry<REALLockObjectFn>("REALLockObject")(instance);
   qvlhost::Release(instance);
   EXPECT_EQ(0, destructed);
   qvlhost::Release(instance);
