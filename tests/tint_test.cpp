@@ -45,13 +45,6 @@ int SaturationReference(int c, int y, int64_t amount) {
 
 class TintAndSaturation : public LayoutTest {
  protected:
-  void ExpectPixels(REALpictureStruct* result, const std::vector<Rgba>& expected) {
-    ASSERT_NE(result, nullptr);
-    for (size_t x = 0; x < expected.size(); ++x) {
-      EXPECT_EQ(qvlhost::PixelRgba(result, static_cast<int64_t>(x), 0), expected[x]) << "pixel " << x;
-    }
-  }
-
   // Every pixel of result against rule(the source's pixel); the first miss is shown.
   template <class Rule>
   void ExpectEveryPixel(REALpictureStruct* source, REALpictureStruct* result, Rule rule) {
@@ -70,11 +63,11 @@ class TintAndSaturation : public LayoutTest {
   }
 };
 
-TEST_P(TintAndSaturation, TintExamples) {
-  struct Example {
+TEST_P(TintAndSaturation, Examples) {
+  struct TintExample {
     uint32_t grey, sepia;
     Rgba in, out;
-  } examples[] = {
+  } tints[] = {
       {0x555555, 0xFFFFFF, Opaque(10, 20, 30), Opaque(20, 20, 20)},
       {0x555555, 0xFFFFFF, Opaque(255, 255, 255), Opaque(255, 255, 255)},
       {0xFFFFFF, 0xFFFFFF, Opaque(100, 100, 100), Opaque(255, 255, 255)},
@@ -82,26 +75,23 @@ TEST_P(TintAndSaturation, TintExamples) {
       {0x000000, 0xFFFFFF, Opaque(200, 7, 99), Opaque(0, 0, 0)},
       {0xFFFFFF, 0xFF000000, Opaque(200, 7, 99), Opaque(0, 0, 0)},
   };
-  for (const Example& e : examples) {
-    OwnedPicture source(PictureOf({e.in}, 1));
-    OwnedPicture result(TintPicture(source, e.grey, e.sepia));
-    ExpectPixels(result, {e.out});
-  }
-}
-
-TEST_P(TintAndSaturation, SaturationExamples) {
-  struct Example {
+  struct SaturationExample {
     int64_t amount;
     Rgba in, out;
-  } examples[] = {
+  } saturations[] = {
       {0, {10, 20, 30, 0}, Opaque(10, 20, 30)},       {-255, Opaque(10, 20, 30), Opaque(20, 20, 20)},
       {255, Opaque(10, 20, 30), Opaque(0, 20, 40)},   {-100, Opaque(10, 20, 31), Opaque(14, 20, 26)},
       {-510, Opaque(10, 20, 30), Opaque(30, 20, 10)},
   };
-  for (const Example& e : examples) {
+  for (const TintExample& e : tints) {
+    OwnedPicture source(PictureOf({e.in}, 1));
+    OwnedPicture result(TintPicture(source, e.grey, e.sepia));
+    ExpectEveryPixel(source, result, [&e](Rgba) { return e.out; });
+  }
+  for (const SaturationExample& e : saturations) {
     OwnedPicture source(PictureOf({e.in}, 1));
     OwnedPicture result(SaturationPicture(source, e.amount));
-    ExpectPixels(result, {e.out});
+    ExpectEveryPixel(source, result, [&e](Rgba) { return e.out; });
   }
 }
 
@@ -112,11 +102,9 @@ TEST_P(TintAndSaturation, TintFollowsThePerPixelRule) {
   std::vector<Rgba> pixels(61 * 40);
   for (Rgba& p : pixels) p = {Byte(random()), Byte(random()), Byte(random()), Byte(random())};
   OwnedPicture source(PictureOf(pixels, 61));
-  for (auto [grey, sepia] : {std::pair<uint32_t, uint32_t>{0x4D9619, 0xF0C080},
-                             {0x4C961D, 0xFFE0B0},
-                             {0xFFFFFF, 0x123456},
-                             {0xFFFFFF, 0xFFFFFF},
-                             {0x010203, 0xFFFFFF}}) {
+  const std::pair<uint32_t, uint32_t> colours[] = {
+      {0x4D9619, 0xF0C080}, {0x4C961D, 0xFFE0B0}, {0xFFFFFF, 0x123456}, {0xFFFFFF, 0xFFFFFF}, {0x010203, 0xFFFFFF}};
+  for (auto [grey, sepia] : colours) {
     SCOPED_TRACE(testing::Message() << std::hex << "grey " << grey << " sepia " << sepia);
     OwnedPicture result(TintPicture(source, grey, sepia));
     ExpectEveryPixel(source, result, [grey = grey, sepia = sepia](Rgba p) {
