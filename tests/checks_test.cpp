@@ -64,22 +64,12 @@ REALclassDefinition BadClass() {
   return d;
 }
 
-// Sound item records where the walk need not show, so that the item lines
-// between the record lines and the warnings come from two tables only.
-REALconstant kSoundConstant[1] = {{"c"}};
-REALevent kSoundEvent[1] = {{"e"}};
-REALdelegate kSoundDelegate[1] = {{"d", 1}};
-REALproperty kSoundProperty[1] = {{nullptr, "s", "Integer", 0, &fn}};
-
 REALclassDefinition BadExtension() {
   REALclassDefinition d{1, "picture", "X", 8, 1};
   d.propertyCount = d.eventCount = d.eventInstanceCount = d.constantCount = d.sharedPropertyCount = 1;
   d.sharedMethodCount = d.attributeCount = d.delegateCount = d.enumCount = 1;
   d.methods = kMethods;
-  d.constants = kSoundConstant;
-  d.events = kSoundEvent;
-  d.delegates = kSoundDelegate;
-  d.sharedProperties = kSoundProperty;
+  d.sharedProperties = kProperties + 4;  // a sound record: its walk writes nothing
   return d;
 }
 
@@ -176,7 +166,10 @@ const CheckCase kCases[] = {
                   {"the dataSize value: 8", "the wrong forSystemUse value: 1", "the wrong propertyCount value: 1",
                    "the wrong methodCount value: 0", "events: 1", "event instances: 1", "constants: 1",
                    "shared Properties: 1", "shared Methods: 1", "wrong attributes: 1", "delegates 1", "enums: 1"}) +
-         NilProperty("picture") + Lines{"Error: method picture.0 is NULL."} +
+         NilProperty("picture") +
+         Lines{"Error: Constant picture.0 is NULL.", "Error: The event picture.0 has nil declaration.",
+               "Error: method picture.0 is NULL.", "Error: The delegate picture.0 has nil declaration.",
+               "Warning: The delegate picture.(null) has 0 for flags."} +
          Starting("Warning: The class extension picture has the ",
                   {"propertyCount value: 1", "constantCount value: 1", "eventCount value: 1",
                    "sharedProperties value: 1", "sharedMethods value: 1"}) +

@@ -6,7 +6,6 @@
 
 #include <cstdio>
 #include <cstdlib>
-#include <sstream>
 #include <string>
 #include <vector>
 
@@ -22,26 +21,14 @@ using qvlhost::OwnedPicture;
 using qvlhost::TypeKind;
 using qvlhost::Value;
 
-// The last word of each line "ADDRESS TYPE NAME" that nm prints.
-std::vector<std::string> DefinedDynamicSymbols(const std::string& library) {
-  std::vector<std::string> names;
-  FILE* pipe = popen(("nm -D --defined-only '" + library + "' 2>/dev/null").c_str(), "r");
-  if (!pipe) return names;
-  char buffer[256];
-  while (fgets(buffer, sizeof buffer, pipe)) {
-    std::istringstream line(buffer);
-    std::string word;
-    while (line >> word) {
-    }
-    names.push_back(word);
-  }
-  pclose(pipe);
-  return names;
-}
-
 TEST(SharedLibrary, ExportsREALPluginMainAlone) {
   if (std::system("command -v nm >/dev/null 2>&1") != 0) GTEST_SKIP() << "nm is not installed";
-  EXPECT_EQ(DefinedDynamicSymbols(QVL_PLUGIN_PATH), std::vector<std::string>{"REALPluginMain"});
+  FILE* pipe = popen("nm -D --defined-only --format=just-symbols '" QVL_PLUGIN_PATH "' 2>&1", "r");
+  ASSERT_NE(pipe, nullptr);
+  std::string symbols;
+  for (int c; (c = fgetc(pipe)) != EOF;) symbols += char(c);
+  pclose(pipe);
+  EXPECT_EQ(symbols, "REALPluginMain\n");
 }
 
 struct Route {
