@@ -1,5 +1,4 @@
-// The host's pictures: what new pictures hold, how their storage is locked,
-// and drawing one into another.
+// The host's pictures: what new pictures hold and how their storage is locked.
 #include <gtest/gtest.h>
 
 #include "qvl/bitmap_context.h"
@@ -54,24 +53,6 @@ TEST_P(HostPictureTest, DescriptionLocksOnlyInItsOwnStorage) {
     EXPECT_EQ(uint64_t(20 + kRowPadding), context->bytesPerRow);
   }
   HostEntry<REALUnlockPictureDescriptionFn>("unlockPictureDescription")(picture);
-}
-
-TEST_P(HostPictureTest, DrawPictureCopiesOneToOneExactly) {
-  qvlhost::OwnedPicture source(qvlhost::NewAlphaPicture(3, 2));
-  qvlhost::OwnedPicture target(qvlhost::NewAlphaPicture(3, 2));
-  qvlhost::SetPixelColour(source, 0, 0, qvlhost::Rgba{200, 10, 20, 255});
-  qvlhost::SetPixelColour(source, 1, 1, qvlhost::Rgba{30, 60, 90, 100});
-  qvlhost::OwnedGraphics graphics(qvlhost::PictureGraphics(target));
-  auto draw = Method<void (*)(REALgraphicsStruct*, REALpictureStruct*, int64_t, int64_t, int64_t, int64_t, int64_t,
-                              int64_t, int64_t, int64_t)>(
-      graphics,
-      "DrawPicture(Image as Picture, x as Integer, y as Integer, w as Integer, h as Integer, "
-      "sx as Integer = 0, sy as Integer = 0, sw as Integer = -10000, sh as Integer = -10000)");
-  ASSERT_TRUE(draw);
-  draw(graphics, source, 0, 0, 3, 2, 0, 0, -10000, -10000);
-  for (int y = 0; y < 2; ++y) {
-    for (int x = 0; x < 3; ++x) EXPECT_EQ(qvlhost::PixelWord(source, x, y), qvlhost::PixelWord(target, x, y));
-  }
 }
 
 QVL_INSTANTIATE_LAYOUTS(HostPictureTest);
