@@ -1,11 +1,16 @@
 // Pixel words and channels: which byte holds which channel in each layout,
-// the opaque and alpha writes, and the reversed 7-bit alpha of gd.
+// the opaque and alpha writes, and the reversed 7-bit alpha of gd. The row
+// cursor and the release of an editor: GetRow's addresses and warnings, the
+// shared limit of nine warning lines, clear and its order.
 #include <gtest/gtest.h>
 
+#include <string>
 #include <tuple>
 #include <utility>
+#include <vector>
 
 #include "filters/filter_frame.h"
+#include "picture/picture_editor.h"
 #include "support/plugin_test.h"
 
 namespace {
@@ -53,5 +58,83 @@ TEST_F(PixelRulesTest, GdAlphaRoundTripKeepsEverySevenBitField) {
     EXPECT_EQ(word, (AlphaPixel<PixelLayout::GD>(c.r, c.g, c.b, c.a))) << field;
   }
 }
+
+using qvlhost::OwnedPicture;
+
+using RowTest = LayoutTest;
+
+TEST_P(RowTest, RowsAddressTheHostPixelsAndOutsideRowsAreReported) {
+  OwnedPicture pic(qvlhost::NewPicture(5, 4));
+  PictureReader reader(pic);
+  ASSERT_EQ(pic.get(), reader.picture);
+  EXPECT_EQ(reader.Pixelbase, reader.base);
+  for (int64_t row = 0; row < 4; ++row) {
+    reader.GetRow(row)[4] = 0x00010203u + uint32_t(row);
+    EXPECT_EQ(row, reader.y);
+    EXPECT_EQ(0x00010203u + uint32_t(row), qvlhost::PixelWord(pic, 4, row));
+  }
+  EXPECT_EQ(0, reader.warningCount);
+  EXPECT_EQ(reader.Pixelbase, reader.GetRow(4));
+  EXPECT_EQ(1, reader.warningCount);
+  uint32_t* above = reader.GetRow(-1);
+  EXPECT_EQ(-1, reader.y);
+  const bool gd = reader.pictureType == 8;  // gd has no row table entry above row 0
+  EXPECT_EQ(gd ? 3 : 2, reader.warningCount);
+  EXPECT_EQ(gd ? uintptr_t{0} : reinterpret_cast<uintptr_t>(reader.Pixelbase) - uintptr_t(reader.BytesPerRow),
+            reinterpret_cast<uintptr_t>(above));
+}
+
+TEST_P(RowTest, WarningsShareALimitOfNineLines) {
+  OwnedPicture pic(qvlhost::NewPicture(3, 2));
+  PictureReader reader(pic);
+  const struct {
+    bool debugging;
+    int tooSmall, tooBig;
+    int64_t smallLines, bigLines;
+  } cases[] = {{true, 0, 10, 0, 9}, {true, 5, 5, 5, 4}, {true, 12, 1, 9, 0}, {false, 4, 6, 0, 0}};
+  for (const auto& c : cases) {
+    if (reader.pictureType == 8 && c.tooSmall) continue;  // gd counts a row above also as a nil row
+    reader.warningCount = 0;
+    DebuggingEnabled = c.debugging;
+    qvlhost::LogCapture log;
+    for (int i = 0; i < c.tooSmall; ++i) reader.GetRow(-7);
+    for (int i = 0; i < c.tooBig; ++i) reader.GetRow(2);
+    EXPECT_EQ(c.smallLines, CountOf(log.Lines(), "QVL Debug: y is too small -7"));
+    EXPECT_EQ(c.bigLines, CountOf(log.Lines(), "y too big: 2 of 2 in GetRow"));
+    EXPECT_EQ(c.tooSmall + c.tooBig, reader.warningCount);
+  }
+  DebuggingEnabled = true;
+  qvlhost::LogCapture log;
+  reader.clear();  // resets the count, so lines appear again
+  reader.GetRow(3);
+  PictureEditor empty;
+  EXPECT_EQ(nullptr, empty.GetRow(0));
+  EXPECT_EQ(1, empty.warningCount);  // only "y too big" counts, not the nil pixelbase
+  EXPECT_EQ(1, CountOf(log.Lines(), "y too big: 3 of 2 in GetRow"));
+  EXPECT_EQ(1, CountOf(log.Lines(), "QVL Debug: Warning: Pixelbase is nil!"));
+}
+
+TEST_P(RowTest, ClearGivesBackLockThenCacheThenReferenceOnce) {
+  OwnedPicture pic(qvlhost::NewPicture(3, 2));
+  for (bool writing : {false, true}) {
+    PictureEditor editor;
+    ASSERT_TRUE(editor.GetPictureEditor(pic, !writing, writing));
+    EXPECT_EQ(2, qvlhost::ReferenceCount(pic));
+    EXPECT_EQ(1, qvlhost::DescriptionLockCount(pic));
+    qvlhost::ClearJournal();
+    editor.clear();
+    std::vector<std::string> expected = {"unlockPictureDescription", "REALUnlockObject"};
+    if (writing) expected.insert(expected.begin() + 1, "REALPictureClearCache");
+    EXPECT_EQ(expected, qvlhost::JournalEntryNames());
+    EXPECT_EQ(1, qvlhost::ReferenceCount(pic));
+    qvlhost::ClearJournal();
+    editor.clear();
+    EXPECT_TRUE(qvlhost::JournalEntryNames().empty());
+    EXPECT_EQ(nullptr, editor.picture);
+    EXPECT_EQ(writing, editor.writing);  // clear keeps the flags
+  }
+}
+
+QVL_INSTANTIATE_LAYOUTS(RowTest);
 
 }  // namespace
