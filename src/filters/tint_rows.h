@@ -110,7 +110,7 @@ struct ByteOrder<PixelLayout::GD> {
 };
 
 template <PixelLayout S, PixelLayout D>
-constexpr bool kVectorLayouts = S != PixelLayout::Unknown&& D != PixelLayout::Unknown;
+constexpr bool kVectorLayouts = (S != PixelLayout::Unknown) && (D != PixelLayout::Unknown);
 
 inline bool TintVectorRowsAvailable() {
   return __builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512dq") &&
