@@ -1,8 +1,8 @@
 // Result pictures: the writer's size limits, the alpha-channel path, the
 // resolutions it carries, and the references it hands over.
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <string>
 #include <vector>
 
@@ -12,12 +12,10 @@
 namespace {
 
 using qvlhost::OwnedPicture;
+using ::testing::Contains;
+using ::testing::StartsWith;
 
 using WriterTest = PluginTest;
-
-bool HasLine(const std::vector<std::string>& lines, const std::string& line) {
-  return std::find(lines.begin(), lines.end(), line) != lines.end();
-}
 
 TEST_F(WriterTest, SizeLimitsNameTheFirstSideThatFails) {
   const struct {
@@ -33,7 +31,7 @@ TEST_F(WriterTest, SizeLimitsNameTheFirstSideThatFails) {
     PictureWriter writer;
     EXPECT_EQ(c.word == nullptr, writer.NewPictureWriter(c.width, c.height)) << c.width << "x" << c.height;
     if (c.word) {
-      EXPECT_TRUE(HasLine(log.Lines(), std::string("QVL Debug: ") + c.word));
+      EXPECT_THAT(log.Lines(), Contains(std::string("QVL Debug: ") + c.word));
     } else {
       EXPECT_EQ(c.width, writer.Width);
       EXPECT_EQ(1, qvlhost::ReferenceCount(writer.picture));
@@ -75,12 +73,12 @@ TEST_F(WriterTest, ConstructorPathFailuresGiveNil) {
   qvlhost::LogCapture log;
   qvlhost::CurrentConfig().hiddenClasses = {"Picture"};
   EXPECT_EQ(nullptr, NewPictureWithAlphaChannel(4, 4));
-  EXPECT_TRUE(HasLine(log.Lines(), "QVL Debug: Failed to allocate picture."));
+  EXPECT_THAT(log.Lines(), Contains("QVL Debug: Failed to allocate picture."));
   qvlhost::CurrentConfig().hiddenClasses.clear();
   qvlhost::CurrentConfig().hiddenMethods = {"Constructor(width as integer, height as integer)"};
   qvlhost::ClearJournal();
   EXPECT_EQ(nullptr, NewPictureWithAlphaChannel(4, 4));
-  EXPECT_TRUE(HasLine(log.Lines(), "QVL Debug: Failed to get picture constructor."));
+  EXPECT_THAT(log.Lines(), Contains("QVL Debug: Failed to get picture constructor."));
   // The new instance is not given back on this path: find it and release it here.
   const qvlhost::JournalEntry& load = qvlhost::Journal().back();
   ASSERT_EQ("REALLoadObjectMethod", load.entry);
@@ -132,10 +130,8 @@ TEST_F(WriterTest, RenderingAnEmptyEditorGivesNilAndStillClears) {
   PictureEditor editor;
   EXPECT_EQ(nullptr, editor.RenderPictureWriter());
   const std::vector<std::string> lines = log.Lines();
-  EXPECT_TRUE(std::any_of(lines.begin(), lines.end(), [](const std::string& line) {
-    return line.rfind("QVL Debug: RenderPictureWriter done ", 0) == 0;
-  }));
-  EXPECT_TRUE(HasLine(log.Lines(), "QVL Debug: ClosePictureReader done"));
+  EXPECT_THAT(lines, Contains(StartsWith("QVL Debug: RenderPictureWriter done ")));
+  EXPECT_THAT(lines, Contains("QVL Debug: ClosePictureReader done"));
   EXPECT_TRUE(qvlhost::Journal().empty());
 }
 
