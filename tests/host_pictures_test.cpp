@@ -1,6 +1,6 @@
-// The host's pictures: what new pictures hold, how their storage is locked,
-// that every layout survives a file round trip, and that a read picture has
-// an alpha channel exactly when its file has one.
+// The host's pictures: what new pictures hold, that every layout survives a
+// file round trip, and that a read picture has an alpha channel exactly when
+// its file has one. How their storage is locked shows in the acquisition tests.
 #include <gd.h>
 #include <gtest/gtest.h>
 
@@ -9,7 +9,6 @@
 #include <cstdlib>
 #include <string>
 
-#include "qvl/bitmap_context.h"
 #include "qvl/entry_points.h"
 #include "support/plugin_test.h"
 
@@ -58,24 +57,6 @@ TEST_P(HostPictureTest, NewPictureIsOpaqueWhiteAndConstructedOneTransparent) {
   EXPECT_TRUE(qvlhost::HasAlphaChannel(constructed));
   EXPECT_EQ(4, qvlhost::PictureWidth(constructed));
   EXPECT_EQ(0, qvlhost::PixelRgba(constructed, 3, 2).a);
-}
-
-TEST_P(HostPictureTest, DescriptionLocksOnlyInItsOwnStorage) {
-  qvlhost::OwnedPicture picture(qvlhost::NewPicture(5, 4));
-  auto lock = HostEntry<REALLockPictureDescriptionFn>("REALLockPictureDescription");
-  bool coreGraphics = GetParam().kind == qvlhost::Storage::CoreGraphics;
-  REALpictureDescription description{};
-  EXPECT_EQ(coreGraphics, lock(picture, &description, pictureCGBitmapContext));
-  EXPECT_EQ(!coreGraphics, lock(picture, &description, pictureGDImagePtr));
-  EXPECT_EQ(1, qvlhost::DescriptionLockCount(picture));
-  EXPECT_EQ(5, description.width);
-  EXPECT_EQ(4, description.height);
-  if (coreGraphics) {
-    auto* context = static_cast<QVLBitmapContext*>(description.pictureData);
-    EXPECT_EQ(GetParam().alphaInfo, context->alphaInfo);
-    EXPECT_EQ(uint64_t(20 + kRowPadding), context->bytesPerRow);
-  }
-  HostEntry<REALUnlockPictureDescriptionFn>("unlockPictureDescription")(picture);
 }
 
 // Opaque colours come back exactly; alpha goes through gd's 7 bits, so partly
