@@ -89,41 +89,29 @@ class QvlTool : public PluginTest {
 
 const char kThresholdDeclaration[] = "ThresholdQVL(extends ref as Picture, Threshold as integer) as picture";
 
-struct BadInput {
-  std::vector<std::string> arguments;  // IN and OUT stand for the work files
-  const char* says;
-};
-
 TEST_F(QvlTool, BadInputGivesOneLineAndStatusTwo) {
-  WriteText(work_ / "notes.txt", "not a picture");
-  const BadInput cases[] = {
-      {{"ThresholdQVL", "missing.png", "128", "-o", "OUT"}, "missing file missing.png"},
-      {{"ThresholdQVL", "NOTES", "128", "-o", "OUT"}, "cannot read image"},
-      {{"--frobnicate", "ThresholdQVL", "IN", "128", "-o", "OUT"}, "unknown option --frobnicate"},
-      {{"ThresholdQVL", "IN", "1", "2", "-o", "OUT"}, "wrong number of arguments"},
-      {{"ThresholdQVL", "IN", "1.5", "-o", "OUT"}, kThresholdDeclaration},
-      {{"ThresholdQVL", "IN", "&c808080", "-o", "OUT"}, "fit no overload"},
-      {{"NoSuchMethodQVL", "IN", "-o", "OUT"}, "unknown method NoSuchMethodQVL"},
+  const std::string notes = (work_ / "notes.txt").string(), original = FileText(in_);
+  WriteText(notes, "not a picture");
+  const std::pair<std::vector<std::string>, const char*> cases[] = {
+      {{"ThresholdQVL", "missing.png", "128", "-o", out_}, "missing file missing.png"},
+      {{"ThresholdQVL", notes, "128", "-o", out_}, "cannot read image"},
+      {{"--frobnicate", "ThresholdQVL", in_, "128", "-o", out_}, "unknown option --frobnicate"},
+      {{"ThresholdQVL", in_, "1", "2", "-o", out_}, "wrong number of arguments"},
+      {{"ThresholdQVL", in_, "1.5", "-o", out_}, kThresholdDeclaration},
+      {{"ThresholdQVL", in_, "&c808080", "-o", out_}, "fit no overload"},
+      {{"NoSuchMethodQVL", in_, "-o", out_}, "unknown method NoSuchMethodQVL"},
       {{"--storage", "cg7", "list"}, "unknown storage"},
-      {{"ThresholdQVL", "IN", "128"}, "give -o"},
-      {{"ThresholdQVL", "IN", "128", "-o", "IN"}, "would replace"},
+      {{"ThresholdQVL", in_, "128"}, "give -o"},
+      {{"ThresholdQVL", in_, "128", "-o", in_}, "would replace"},
       {{}, "no method"},
   };
-  std::string original = FileText(in_);
-  for (const BadInput& c : cases) {
-    std::vector<std::string> arguments;
-    for (const std::string& word : c.arguments) {
-      arguments.push_back(word == "IN"      ? in_
-                          : word == "OUT"   ? out_
-                          : word == "NOTES" ? (work_ / "notes.txt").string()
-                                            : word);
-    }
+  for (const auto& [arguments, says] : cases) {
     ToolRun run = Run(arguments);
-    SCOPED_TRACE(c.says);
+    SCOPED_TRACE(says);
     EXPECT_EQ(run.status, 2);
     EXPECT_EQ(LineCount(run.err), 1u) << run.err;
     EXPECT_EQ(run.err.rfind("qvl: ", 0), 0u) << run.err;
-    EXPECT_NE(run.err.find(c.says), std::string::npos) << run.err;
+    EXPECT_NE(run.err.find(says), std::string::npos) << run.err;
     EXPECT_EQ(run.out, "");
     EXPECT_FALSE(fs::exists(out_));
   }
