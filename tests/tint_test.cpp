@@ -126,9 +126,9 @@ TEST_P(TintAndSaturation, SaturationFollowsThePerPixelRule) {
   }
   OwnedPicture source(PictureOf(pixels, 250));
   const int64_t twoTo31 = int64_t{1} << 31;
-  for (int64_t amount : {int64_t{0}, int64_t{1}, int64_t{-1}, int64_t{100}, int64_t{-256}, int64_t{-300},
-                         int64_t{65024}, int64_t{65025}, int64_t{-65534}, int64_t{-65535}, twoTo31 - 511, twoTo31 - 510,
-                         -twoTo31 + 1, -twoTo31, INT64_MAX / 255, INT64_MAX, INT64_MIN}) {
+  for (int64_t amount :
+       {int64_t{0}, int64_t{100}, int64_t{-300}, int64_t{65024}, int64_t{65025}, int64_t{-65534}, int64_t{-65535},
+        twoTo31 - 511, twoTo31 - 510, -twoTo31 + 1, -twoTo31, INT64_MAX / 255, INT64_MAX, INT64_MIN}) {
     SCOPED_TRACE("amount " + std::to_string(amount));
     OwnedPicture result(SaturationPicture(source, amount));
     ExpectEveryPixel(source, result, [amount](Rgba p) {
