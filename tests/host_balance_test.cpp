@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <functional>
+#include <string>
 
 #include "qvl/entry_points.h"
 #include "support/plugin_test.h"
@@ -61,27 +62,10 @@ TEST_F(BalanceTest, ReportsEachKindOfImbalance) {
     qvlhost::Reset();
     c.unbalance();
     EXPECT_THAT(qvlhost::BalanceProblems(), ::testing::HasSubstr(c.problem));
+    // An exception the test expects is no problem; everything else still is.
+    const bool pending = std::string(c.problem).find("pending") != std::string::npos;
+    EXPECT_EQ(!pending, qvlhost::BalanceProblems(true).find(c.problem) != std::string::npos);
   }
-}
-
-// A reference given back late, an exception the test expects and a mask its
-// picture holds leave nothing to report.
-TEST_F(BalanceTest, BalancedAgainOnceRepaired) {
-  qvlhost::OwnedPicture picture(qvlhost::NewPicture(3, 3));
-  REALpictureStruct* mask = HostEntry<REALGetPictureMaskFn>("REALGetPictureMask")(picture, true);
-  ASSERT_NE(nullptr, mask);
-  EXPECT_EQ(2, qvlhost::ReferenceCount(mask));
-  qvlhost::Release(mask);
-  EXPECT_EQ("Picture #1 leaked: 1 reference(s) not given back\n", qvlhost::BalanceProblems());
-  picture.reset();
-  EXPECT_EQ("", qvlhost::BalanceProblems());
-
-  qvlhost::OwnedObject exception(qvlhost::NewObject("NilObjectException"));
-  HostEntry<REALRaiseExceptionFn>("RuntimeRaiseException")(exception);
-  exception.reset();
-  EXPECT_EQ("", qvlhost::BalanceProblems(true));
-  qvlhost::ClearPendingException();
-  EXPECT_EQ(0, qvlhost::LiveObjectCount());
 }
 
 }  // namespace
