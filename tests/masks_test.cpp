@@ -60,7 +60,7 @@ TEST_F(MultiplyTables, SecondInitChangesNothing) {
   MultiplyTable[1] = 0;
 }
 
-class PictureMasks : public PluginTest {};
+using PictureMasks = PluginTest;
 
 bool Journaled(const std::string& entry) {
   const std::vector<std::string> names = qvlhost::JournalEntryNames();
@@ -88,9 +88,8 @@ TEST_F(PictureMasks, MaskAskedByHostVersion) {
     EXPECT_EQ(Journaled("Mask(create As Boolean"), c.viaMethod) << c.version;
     EXPECT_EQ(Journaled("REALGetPictureMask"), !c.viaMethod) << c.version;
     const std::vector<std::string> lines = log.Lines();
-    EXPECT_EQ(std::count(lines.begin(), lines.end(), "QVL Debug: No Mask function!?"), c.methodHidden) << c.version;
+    EXPECT_EQ(CountOf(lines, "QVL Debug: No Mask function!?"), c.methodHidden) << c.version;
   }
-  DebuggingEnabled = false;
 }
 
 TEST_F(PictureMasks, HasMaskNeverCreatesOne) {
