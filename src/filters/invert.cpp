@@ -373,10 +373,12 @@ inline void InvertAlphaRow(const uint32_t* source, uint32_t* destination, int64_
   }
 }
 
-// Whether the processor runs the AVX2 rows; asked once per call.
+InvertRows gInvertRows = InvertRows::Best;
+
+// Whether the AVX2 rows are chosen; asked once per call.
 bool HasAvx2() {
 #if QVL_INVERT_AVX2
-  return __builtin_cpu_supports("avx2");
+  return gInvertRows == InvertRows::Best && __builtin_cpu_supports("avx2");
 #else
   return false;
 #endif
@@ -460,3 +462,5 @@ REALpictureStruct* InvertGrayPicture(REALpictureStruct* pic, int64_t left, int64
 }
 
 REALpictureStruct* InvertGrayPicture2(REALpictureStruct* pic) { return InvertGrayPicture(pic, 0, 0, -1, -1); }
+
+void SetInvertRows(InvertRows rows) { gInvertRows = rows; }
