@@ -102,13 +102,15 @@ const ToneCase kCases[] = {
     {Rule::Custom, true, {2, 0.5, 1}, {0, 7, -3e9}},
 };
 
-// Red, green and blue run through all 256 values; alpha varies; a mask.
+// Red, green and blue run through all 256 values and on into a part-filled
+// block of 16 pixels; alpha varies; a mask.
+constexpr int kColumns = 256 + 16 + 3;
 REALpictureStruct* AllValues() {
-  REALpictureStruct* picture = qvlhost::NewAlphaPicture(256, 1);
-  for (int x = 0; x < 256; ++x) {
+  REALpictureStruct* picture = qvlhost::NewAlphaPicture(kColumns, 1);
+  for (int x = 0; x < kColumns; ++x) {
     qvlhost::SetPixelRgba(picture, x, 0, {uint8_t(x), uint8_t(255 - x), uint8_t(x * 91 + 17), uint8_t(x * 53)});
   }
-  OwnedPicture mask(qvlhost::NewPicture(256, 1));
+  OwnedPicture mask(qvlhost::NewPicture(kColumns, 1));
   qvlhost::SetPictureMask(picture, mask);
   return picture;
 }
@@ -123,22 +125,27 @@ class ToneFilters : public LayoutTest {
   }
 };
 
-// Alpha and the mask do not reach the result, which is opaque.
+// Alpha and the mask do not reach the result, which is opaque; the fastest
+// rows this processor has and the portable rows give the same.
 TEST_P(ToneFilters, TransferOfEveryChannelValue) {
   OwnedPicture source(AllValues());
-  for (const ToneCase& c : kCases) {
-    SCOPED_TRACE(static_cast<int>(&c - kCases));
-    OwnedPicture result(c.Apply(source));
-    ASSERT_NE(result.get(), nullptr);
-    EXPECT_EQ(qvlhost::PictureMask(result), nullptr);
-    int wrong = 0;
-    for (int x = 0; x < 256; ++x) {
-      const qvlhost::Rgba in = qvlhost::PixelRgba(source, x, 0), out = qvlhost::PixelRgba(result, x, 0);
-      wrong +=
-          out.r != c.Expected(0, in.r) || out.g != c.Expected(1, in.g) || out.b != c.Expected(2, in.b) || out.a != 255;
+  for (ToneRowCode code : {ToneRowCode::Fastest, ToneRowCode::Portable}) {
+    SetToneRowCode(code);
+    for (const ToneCase& c : kCases) {
+      SCOPED_TRACE(testing::Message() << "case " << &c - kCases << ", row code " << int(code));
+      OwnedPicture result(c.Apply(source));
+      ASSERT_NE(result.get(), nullptr);
+      EXPECT_EQ(qvlhost::PictureMask(result), nullptr);
+      int wrong = 0;
+      for (int x = 0; x < kColumns; ++x) {
+        const qvlhost::Rgba in = qvlhost::PixelRgba(source, x, 0), out = qvlhost::PixelRgba(result, x, 0);
+        wrong += out.r != c.Expected(0, in.r) || out.g != c.Expected(1, in.g) || out.b != c.Expected(2, in.b) ||
+                 out.a != 255;
+      }
+      EXPECT_EQ(wrong, 0);
     }
-    EXPECT_EQ(wrong, 0);
   }
+  SetToneRowCode(ToneRowCode::Fastest);
 }
 
 // Values that tell the rules apart, on red (channel value v at column v).
