@@ -205,7 +205,7 @@ QVL_TONE_VECTOR __m512i LookUp(__m512i pixels, const LoadedTable& table) {
   const __m512i index = ShiftedRight<shift>(pixels);
   const __m512i low = _mm512_permutex2var_epi32(table.low0, index, table.low1);
   const __m512i high = _mm512_permutex2var_epi32(table.high0, index, table.high1);
-  const __mmask16 upperHalf = _mm512_test_epi32_mask(pixels, _mm512_set1_epi32(1 << (shift + 7)));
+  const __mmask16 upperHalf = _mm512_test_epi32_mask(pixels, _mm512_set1_epi32(int(1u << (shift + 7))));
   return RotatedLeft(_mm512_mask_mov_epi32(low, upperHalf, high), ShiftedRight<shift + 2>(pixels));
 }
 
