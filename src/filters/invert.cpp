@@ -122,6 +122,8 @@ struct WordBits {
 // where it was read, so the opaque write of the inverted channels is the
 // word with those colour bits flipped and the opaque write's alpha bits.
 struct InvertAll {
+  static constexpr bool kGreyOnly = false;
+
   Channels operator()(Channels c) const { return {Inverted(c.r), Inverted(c.g), Inverted(c.b), c.a}; }
 
   template <PixelLayout L, class W>
@@ -131,6 +133,8 @@ struct InvertAll {
 };
 
 struct InvertGrey {
+  static constexpr bool kGreyOnly = true;
+
   Channels operator()(Channels c) const {
     if (!IsGrey(c)) return c;
     return {Inverted(c.r), Inverted(c.g), Inverted(c.b), c.a};
@@ -152,21 +156,6 @@ inline void MapWords(const uint32_t* __restrict source, uint32_t* __restrict des
     StoreBlock(destination + column, words(LoadBlock(source + column)));
   }
   for (; column < count; ++column) destination[column] = words(source[column]);
-}
-
-template <PixelLayout S, PixelLayout D, class Rule>
-inline void InvertPlainRow(const uint32_t* source, uint32_t* destination, int64_t count, const Rule& rule) {
-  if (D == PixelLayout::Unknown) return;
-  if constexpr (S == D) {
-    const WordBits<D> bits;
-    MapWords(source, destination, count,
-             [&](auto w) { return ((w ^ rule.template Flip<D>(w, bits)) & bits.colour) | bits.opaque; });
-  } else {
-    for (int64_t column = 0; column < count; ++column) {
-      const Channels c = rule(ReadAt<S>(source, column));
-      destination[column] = OpaquePixel<D>(c.r, c.g, c.b);
-    }
-  }
 }
 
 // For every key of source layout S and every stored channel, the channel
@@ -351,7 +340,51 @@ __attribute__((target("avx2"))) void InvertAlphaWordsAvx2(const uint32_t* __rest
     destination[column] = rule.template Word<L>(source[column], inverted.Row(source[column]), bits);
   }
 }
+
+// A plain row with AVX2, eight words a block.
+template <PixelLayout L, class Rule>
+__attribute__((target("avx2"))) void InvertPlainWordsAvx2(const uint32_t* __restrict source,
+                                                          uint32_t* __restrict destination, int64_t count,
+                                                          const Rule& rule) {
+  const WordBits<L> bits;
+  const __m256i colour = _mm256_set1_epi32(static_cast<int>(bits.colour));
+  const __m256i opaque = _mm256_set1_epi32(static_cast<int>(bits.opaque));
+  const __m256i greyTest = _mm256_set1_epi32(static_cast<int>(bits.colour & (bits.colour >> 8)));
+  int64_t column = 0;
+  for (; column + 8 <= count; column += 8) {
+    const __m256i w = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(source + column));
+    __m256i flip = colour;
+    if (Rule::kGreyOnly) {
+      const __m256i differences = _mm256_and_si256(_mm256_xor_si256(w, _mm256_srli_epi32(w, 8)), greyTest);
+      flip = _mm256_and_si256(_mm256_cmpeq_epi32(differences, _mm256_setzero_si256()), colour);
+    }
+    const __m256i out = _mm256_or_si256(_mm256_and_si256(_mm256_xor_si256(w, flip), colour), opaque);
+    _mm256_storeu_si256(reinterpret_cast<__m256i*>(destination + column), out);
+  }
+  for (; column < count; ++column) {
+    destination[column] = ((source[column] ^ rule.template Flip<L>(source[column], bits)) & bits.colour) | bits.opaque;
+  }
+}
 #endif
+
+template <PixelLayout S, PixelLayout D, class Rule>
+inline void InvertPlainRow(const uint32_t* source, uint32_t* destination, int64_t count, const Rule& rule,
+                           [[maybe_unused]] bool avx2) {
+  if (D == PixelLayout::Unknown) return;
+  if constexpr (S == D) {
+#if QVL_INVERT_AVX2
+    if (avx2) return InvertPlainWordsAvx2<D>(source, destination, count, rule);
+#endif
+    const WordBits<D> bits;
+    MapWords(source, destination, count,
+             [&](auto w) { return ((w ^ rule.template Flip<D>(w, bits)) & bits.colour) | bits.opaque; });
+  } else {
+    for (int64_t column = 0; column < count; ++column) {
+      const Channels c = rule(ReadAt<S>(source, column));
+      destination[column] = OpaquePixel<D>(c.r, c.g, c.b);
+    }
+  }
+}
 
 // The alpha path: stored with the alpha write and the alpha as read.
 template <PixelLayout S, PixelLayout D, class Rule>
@@ -437,8 +470,8 @@ REALpictureStruct* InvertRectangle(REALpictureStruct* pic, int64_t left, int64_t
         InvertRectangleRows(writer, reader, r, [](auto sourceLayout, auto destinationLayout) {
           constexpr PixelLayout S = decltype(sourceLayout)::value;
           constexpr PixelLayout D = decltype(destinationLayout)::value;
-          return [](const uint32_t* from, uint32_t* to, int64_t count) {
-            InvertPlainRow<S, D>(from, to, count, PlainRule{});
+          return [avx2 = HasAvx2()](const uint32_t* from, uint32_t* to, int64_t count) {
+            InvertPlainRow<S, D>(from, to, count, PlainRule{}, avx2);
           };
         });
       }
