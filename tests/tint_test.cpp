@@ -11,6 +11,7 @@
 #include <string>
 #include <vector>
 
+#include "filters/tint_rows.h"
 #include "registrationclient/registration_check.h"
 #include "support/plugin_test.h"
 
@@ -95,22 +96,28 @@ TEST_P(TintAndSaturation, Examples) {
   }
 }
 
-// Random colours, rows of 61 pixels; weights that add up to 1, and white
-// weights whose grey goes up to 765 and is limited.
+// Random colours, rows of 63 pixels (a partial block for every row code),
+// through each row code the processor has: weights that add up to 1, thirds
+// whose grey often lands next to a whole number (where a fused multiply-add
+// would truncate differently), and white weights whose grey goes up to 765
+// and is limited.
 TEST_P(TintAndSaturation, TintFollowsThePerPixelRule) {
   std::mt19937 random(7);
-  std::vector<Rgba> pixels(61 * 40);
+  std::vector<Rgba> pixels(63 * 40);
   for (Rgba& p : pixels) p = {Byte(random()), Byte(random()), Byte(random()), Byte(random())};
-  OwnedPicture source(PictureOf(pixels, 61));
-  const std::pair<uint32_t, uint32_t> colours[] = {
-      {0x4D9619, 0xF0C080}, {0x4C961D, 0xFFE0B0}, {0xFFFFFF, 0x123456}, {0xFFFFFF, 0xFFFFFF}, {0x010203, 0xFFFFFF}};
-  for (auto [grey, sepia] : colours) {
-    SCOPED_TRACE(testing::Message() << std::hex << "grey " << grey << " sepia " << sepia);
-    OwnedPicture result(TintPicture(source, grey, sepia));
-    ExpectEveryPixel(source, result, [grey = grey, sepia = sepia](Rgba p) {
-      return Opaque(TintReference(p, grey, sepia, 16), TintReference(p, grey, sepia, 8),
-                    TintReference(p, grey, sepia, 0));
-    });
+  OwnedPicture source(PictureOf(pixels, 63));
+  const std::pair<uint32_t, uint32_t> colours[] = {{0x4D9619, 0xF0C080}, {0x4C961D, 0xFFE0B0}, {0x555555, 0xFFFFFF},
+                                                   {0xFFFFFF, 0x123456}, {0xFFFFFF, 0xFFFFFF}, {0x010203, 0xFFFFFF}};
+  for (const TintRows rows : {TintRows::Avx512, TintRows::Avx2, TintRows::Portable}) {
+    for (auto [grey, sepia] : colours) {
+      SCOPED_TRACE(testing::Message() << std::hex << "grey " << grey << " sepia " << sepia << " rows "
+                                      << static_cast<int>(rows));
+      OwnedPicture result(TintPictureOnRows(source, grey, sepia, rows));
+      ExpectEveryPixel(source, result, [grey = grey, sepia = sepia](Rgba p) {
+        return Opaque(TintReference(p, grey, sepia, 16), TintReference(p, grey, sepia, 8),
+                      TintReference(p, grey, sepia, 0));
+      });
+    }
   }
 }
 

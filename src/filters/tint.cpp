@@ -11,13 +11,22 @@ ColourFractions FractionsOf(uint32_t colour) {
           static_cast<double>(colour & 0xFF) / 255.0};
 }
 
+// The best rows the processor runs, at most the given ones.
+TintRows ChosenTintRows(TintRows most) {
+#if defined(QVL_TINT_VECTOR_ROWS)
+  if (most == TintRows::Avx512 && TintVectorRowsAvailable()) return TintRows::Avx512;
+  if (most != TintRows::Portable && __builtin_cpu_supports("avx2")) return TintRows::Avx2;
+#else
+  (void)most;
+#endif
+  return TintRows::Portable;
+}
+
 }  // namespace
 
-REALpictureStruct* TintPicture(REALpictureStruct* source, uint32_t GreyBase, uint32_t SepiaBase) {
+REALpictureStruct* TintPictureOnRows(REALpictureStruct* source, uint32_t GreyBase, uint32_t SepiaBase, TintRows most) {
   const TintColours colours{FractionsOf(GreyBase), FractionsOf(SepiaBase)};
-#if defined(QVL_TINT_VECTOR_ROWS)
-  const bool vectorRows = TintVectorRowsAvailable();
-#endif
+  const TintRows rows = ChosenTintRows(most);
   return RunFilterFrame(
       source, RegistrationCheckAt::AfterAcquire,
       [&](auto sourceLayout, auto destinationLayout, const uint32_t* from, uint32_t* to, int64_t width) {
@@ -25,11 +34,16 @@ REALpictureStruct* TintPicture(REALpictureStruct* source, uint32_t GreyBase, uin
         constexpr PixelLayout D = decltype(destinationLayout)::value;
 #if defined(QVL_TINT_VECTOR_ROWS)
         if constexpr (kVectorLayouts<S, D>) {
-          if (vectorRows) return TintRowVector<S, D>(from, to, width, colours);
+          if (rows == TintRows::Avx512) return TintRowVector<S, D>(from, to, width, colours);
+          if (rows == TintRows::Avx2) return TintRowAvx2<S, D>(from, to, width, colours);
         }
 #endif
         MapRowOpaque<S, D>(from, to, width, [&colours](Channels in) { return TintPixel(in, colours); });
       });
+}
+
+REALpictureStruct* TintPicture(REALpictureStruct* source, uint32_t GreyBase, uint32_t SepiaBase) {
+  return TintPictureOnRows(source, GreyBase, SepiaBase, TintRows::Avx512);
 }
 
 REALpictureStruct* SaturationPicture(REALpictureStruct* pic, int64_t Amount) {

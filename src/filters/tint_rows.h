@@ -12,6 +12,14 @@
 #define QVL_TINT_VECTOR_ROWS 1
 #endif
 
+// The most a tint call may use: the AVX-512 row, the AVX2 row or the
+// portable one. A call takes the best of these the processor runs.
+enum class TintRows { Avx512, Avx2, Portable };
+
+// TintPicture with its rows limited to most; tests use it to run every row
+// on a processor that has them all.
+REALpictureStruct* TintPictureOnRows(REALpictureStruct* source, uint32_t GreyBase, uint32_t SepiaBase, TintRows most);
+
 struct ColourFractions {
   double red, green, blue;
 };
@@ -172,6 +180,60 @@ __attribute__((target("avx512f,avx512dq,avx512bw,avx512vl"))) void TintRowVector
         opaque);
     _mm256_mask_storeu_epi32(destination + column, lanes, pixels);
   }
+}
+
+// The exponent bits of 2^52: a byte c in the low bits of a 64-bit lane with
+// these above it reads as the double 2^52 + c, and subtracting 2^52 gives c
+// exactly.
+constexpr int64_t kTwoTo52Bits = 0x4330000000000000;
+
+// Byte b of each of four pixel words (in 64-bit lanes) as a double. The
+// shuffle indexes bytes within 128-bit lanes, so odd 64-bit lanes pick 8 + b.
+template <int b>
+__attribute__((target("avx2"))) inline __m256d ByteAsDouble(__m256i words) {
+  const auto even = static_cast<int64_t>(0x8080808080808000ull | static_cast<uint64_t>(b));
+  const auto odd = static_cast<int64_t>(0x8080808080808000ull | static_cast<uint64_t>(8 + b));
+  const __m256i picked = _mm256_shuffle_epi8(words, _mm256_set_epi64x(odd, even, odd, even));
+  const __m256i biased = _mm256_or_si256(picked, _mm256_set1_epi64x(kTwoTo52Bits));
+  return _mm256_sub_pd(_mm256_castsi256_pd(biased), _mm256_castsi256_pd(_mm256_set1_epi64x(kTwoTo52Bits)));
+}
+
+// Four pixels a time with the operations of TintPixel in 256-bit doubles.
+// The function's target has no FMA, so each multiply and add is rounded on
+// its own as in the portable rule. The truncated products are packed to
+// bytes with unsigned saturation, which is the limit to 255, then put in the
+// destination's order. The last pixels go through TintPixel.
+template <PixelLayout S, PixelLayout D>
+__attribute__((target("avx2"))) void TintRowAvx2(const uint32_t* source, uint32_t* destination, int64_t width,
+                                                 const TintColours& colours) {
+  using In = ByteOrder<S>;
+  using Out = ByteOrder<D>;
+  const __m256d weightRed = _mm256_set1_pd(colours.weight.red), weightGreen = _mm256_set1_pd(colours.weight.green),
+                weightBlue = _mm256_set1_pd(colours.weight.blue);
+  const __m256d tintRed = _mm256_set1_pd(colours.tint.red), tintGreen = _mm256_set1_pd(colours.tint.green),
+                tintBlue = _mm256_set1_pd(colours.tint.blue);
+  const __m128i opaque = _mm_set1_epi32(Out::opaque);
+  // After packing, byte 4 k + p holds pixel p's red, green, blue or alpha
+  // (k = 0..3); this puts each in the byte the destination keeps it in.
+  alignas(16) int8_t order[16];
+  for (int pixel = 0; pixel < 4; ++pixel) {
+    for (int at = 0; at < 4; ++at) order[4 * pixel + at] = static_cast<int8_t>(4 * Out::position[at] + pixel);
+  }
+  const __m128i toDestination = _mm_load_si128(reinterpret_cast<const __m128i*>(order));
+  int64_t column = 0;
+  for (; column + 4 <= width; column += 4) {
+    const __m256i words = _mm256_cvtepu32_epi64(_mm_loadu_si128(reinterpret_cast<const __m128i*>(source + column)));
+    const __m256d grey = _mm256_add_pd(_mm256_add_pd(_mm256_mul_pd(ByteAsDouble<In::red>(words), weightRed),
+                                                     _mm256_mul_pd(ByteAsDouble<In::green>(words), weightGreen)),
+                                       _mm256_mul_pd(ByteAsDouble<In::blue>(words), weightBlue));
+    const __m128i redGreen = _mm_packus_epi32(_mm256_cvttpd_epi32(_mm256_mul_pd(grey, tintRed)),
+                                              _mm256_cvttpd_epi32(_mm256_mul_pd(grey, tintGreen)));
+    const __m128i blueAlpha = _mm_packus_epi32(_mm256_cvttpd_epi32(_mm256_mul_pd(grey, tintBlue)), opaque);
+    const __m128i pixels = _mm_shuffle_epi8(_mm_packus_epi16(redGreen, blueAlpha), toDestination);
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(destination + column), pixels);
+  }
+  MapRowOpaque<S, D>(source + column, destination + column, width - column,
+                     [&colours](Channels in) { return TintPixel(in, colours); });
 }
 
 // One channel of sixteen pixels in 16-bit lanes: d = c - y, the step
