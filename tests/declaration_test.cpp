@@ -4,7 +4,6 @@
 
 #include <gtest/gtest.h>
 
-#include <cstring>
 #include <string>
 #include <vector>
 
@@ -156,17 +155,6 @@ TEST(CallDeclared, RefusesArgumentsThatDoNotFitWithoutCalling) {
   EXPECT_TRUE(qvlhost::ValueFits(Value::Nil(TypeKind::Picture), qvlhost::TypeNamed("MemoryBlock")));
   int dummy = 0;
   EXPECT_FALSE(qvlhost::ValueFits(Value::Handle(TypeKind::Picture, &dummy), qvlhost::TypeNamed("MemoryBlock")));
-}
-
-TEST(PropertyAccess, StandardAccessorTouchesOnlyItsFieldWidth) {
-  unsigned char data[32];
-  std::memset(data, 0xEE, sizeof data);
-  qvlhost::WriteField(data, 4, Value::Boolean(true));
-  qvlhost::WriteField(data, 16, Value::Color(0x00ABCDEF));
-  EXPECT_EQ(data[5], 0xEE);   // one byte for a boolean
-  EXPECT_EQ(data[20], 0xEE);  // four bytes for a colour
-  EXPECT_EQ(qvlhost::ReadField(data, 4, qvlhost::TypeNamed("boolean")).integer, 1);
-  EXPECT_EQ(qvlhost::ReadField(data, 16, qvlhost::TypeNamed("Color")).integer, 0x00ABCDEF);
 }
 
 }  // namespace

@@ -1,10 +1,7 @@
 // The resolver answers the entry points the plug-in uses and hides what the
-// configuration hides; the log capture the tests read, and instances of
-// registered classes.
+// configuration hides.
 #include <gtest/gtest.h>
-#include <unistd.h>
 
-#include <cstring>
 #include <string>
 #include <vector>
 
@@ -60,43 +57,6 @@ TEST_F(ResolverTest, VersionApplicationClassesPropertiesAndMethodsFollowTheConfi
   auto load = REALLoadObjectMethodFn(gResolver("REALLoadObjectMethod"));
   EXPECT_EQ(nullptr, load(picture, "Mask(create As Boolean = True) As Picture"));
   EXPECT_NE(nullptr, load(picture, "Mask(assigns newMask As Picture)"));
-}
-
-void WriteError(const char* text) { ASSERT_EQ(ssize_t(std::strlen(text)), write(2, text, std::strlen(text))); }
-
-TEST_F(PluginTest, LogCaptureReturnsCompleteLinesWhileItLives) {
-  {
-    qvlhost::LogCapture capture;
-    WriteError("first line\nsecond ");
-    EXPECT_EQ(std::vector<std::string>{"first line"}, capture.Lines());
-    WriteError("line\n");
-    EXPECT_EQ((std::vector<std::string>{"first line", "second line"}), capture.Lines());
-  }
-  EXPECT_TRUE(qvlhost::LogCapture().Lines().empty());
-}
-
-int constructed = 0;
-int destructed = 0;
-void CountConstructor(REALobjectStruct* self) {
-  ++constructed;
-  EXPECT_EQ(0, *static_cast<int64_t*>(qvlhost::InstanceData(self)));
-}
-void CountDestructor(REALobjectStruct*) { ++destructed; }
-
-TEST_F(PluginTest, RegisteredClassInstancesRunConstructorAndDestructor) {
-  REALclassDefinition definition{kCurrentREALControlVersion, "CounterQVL", nullptr, 16};
-  definition.constructor = reinterpret_cast<void*>(&CountConstructor);
-  definition.destructor = reinterpret_cast<void*>(&CountDestructor);
-  HostEntry<REALRegisterClassFn>("PluginRegisterClass")(&definition);
-  REALobjectStruct* instance = HostEntry<REALnewInstanceFn>("PluginNewInstance")("CounterQVL");
-  ASSERT_NE(nullptr, instance);
-  EXPECT_EQ(reinterpret_cast<uint8_t*>(instance) + definition.forSystemUse, qvlhost::InstanceData(instance));
-  EXPECT_EQ(1, constructed);
-  HostEntry<REALLockObjectFn>("REALLockObject")(instance);
-  qvlhost::Release(instance);
-  EXPECT_EQ(0, destructed);
-  qvlhost::Release(instance);
-  EXPECT_EQ(1, destructed);
 }
 
 }  // namespace
