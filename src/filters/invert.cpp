@@ -64,9 +64,10 @@ inline bool IsGreyWord(uint32_t word, uint32_t colourBits) {
   return ((word ^ (word >> 8)) & colourBits & (colourBits >> 8)) == 0;
 }
 
-// Rows whose source and destination share a layout are made a block of
-// four words at a time, in a vector register of every x86-64 processor. The rules below are written
-// once for a word and for a block: the operators act on each word of a block.
+// Rows whose source and destination share a layout are made a block of four
+// words at a time, in a vector register of every x86-64 processor. The rules
+// below are written once for a word and for a block: the operators act on
+// each word of a block.
 constexpr int kBlockWords = 4;
 typedef uint32_t WordBlock __attribute__((vector_size(kBlockWords * sizeof(uint32_t))));
 
@@ -297,6 +298,17 @@ __attribute__((target("avx2"))) inline __m256i InvertedBytes(__m256i w, __m256i 
   return _mm256_packus_epi16(low, high);
 }
 
+// All ones in each word that a rule acts on: every word, or under the grey
+// rules the grey ones, where each colour byte equals the next one up.
+template <class Rule>
+__attribute__((target("avx2"))) inline __m256i ActingLanes(__m256i w, uint32_t colour) {
+  const __m256i ones = _mm256_cmpeq_epi32(w, w);
+  if (!Rule::kGreyOnly) return ones;
+  const __m256i greyTest = _mm256_set1_epi32(static_cast<int>(colour & (colour >> 8)));
+  const __m256i differences = _mm256_and_si256(_mm256_xor_si256(w, _mm256_srli_epi32(w, 8)), greyTest);
+  return _mm256_cmpeq_epi32(differences, _mm256_setzero_si256());
+}
+
 // The same row with AVX2, eight words a block; a block that needs the table
 // is computed as above, and then keeps the words whose alpha reads 0 and,
 // in the grey filter, the coloured ones. A grey word needs no test of its
@@ -309,10 +321,7 @@ __attribute__((target("avx2"))) void InvertAlphaWordsAvx2(const uint32_t* __rest
   const __m256i alpha = _mm256_set1_epi32(static_cast<int>(bits.alpha));
   const __m256i colour = _mm256_set1_epi32(static_cast<int>(bits.colour));
   const __m256i kept = _mm256_set1_epi32(static_cast<int>(bits.colour | bits.alpha));
-  const __m256i greyTest = _mm256_set1_epi32(static_cast<int>(bits.colour & (bits.colour >> 8)));
   const __m256i zero = _mm256_setzero_si256();
-  const __m256i ones = _mm256_cmpeq_epi32(zero, zero);
-  const __m128i byteBits = _mm_cvtsi32_si128(8);
   const __m128i keyShift = _mm_cvtsi32_si128(static_cast<int>(bits.alphaShift));
   int64_t column = 0;
   for (; column + 8 <= count; column += 8) {
@@ -320,15 +329,13 @@ __attribute__((target("avx2"))) void InvertAlphaWordsAvx2(const uint32_t* __rest
     const __m256i alphaBits = _mm256_and_si256(w, alpha);
     const __m256i alpha0 = _mm256_cmpeq_epi32(alphaBits, zero);
     const __m256i alpha255 = _mm256_cmpeq_epi32(alphaBits, alpha);
-    __m256i acting = ones;
-    if (Rule::kGreyOnly) {
-      acting = _mm256_cmpeq_epi32(_mm256_and_si256(_mm256_xor_si256(w, _mm256_srl_epi32(w, byteBits)), greyTest), zero);
-    }
+    const __m256i acting = ActingLanes<Rule>(w, bits.colour);
     __m256i out;
     if (_mm256_testc_si256(_mm256_or_si256(alpha0, alpha255), acting)) {
       const __m256i flip = _mm256_and_si256(_mm256_and_si256(alpha255, acting), colour);
       out = _mm256_and_si256(_mm256_xor_si256(w, flip), kept);
     } else {
+      // The alpha as read: the alpha byte, or gd's 7-bit field stretched to 8 bits.
       __m256i a = _mm256_srl_epi32(alphaBits, keyShift);
       if (L == PixelLayout::GD) a = _mm256_or_si256(_mm256_add_epi32(a, a), _mm256_and_si256(a, _mm256_set1_epi32(1)));
       const __m256i computed = _mm256_or_si256(_mm256_and_si256(InvertedBytes(w, a), colour), alphaBits);
@@ -349,15 +356,10 @@ __attribute__((target("avx2"))) void InvertPlainWordsAvx2(const uint32_t* __rest
   const WordBits<L> bits;
   const __m256i colour = _mm256_set1_epi32(static_cast<int>(bits.colour));
   const __m256i opaque = _mm256_set1_epi32(static_cast<int>(bits.opaque));
-  const __m256i greyTest = _mm256_set1_epi32(static_cast<int>(bits.colour & (bits.colour >> 8)));
   int64_t column = 0;
   for (; column + 8 <= count; column += 8) {
     const __m256i w = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(source + column));
-    __m256i flip = colour;
-    if (Rule::kGreyOnly) {
-      const __m256i differences = _mm256_and_si256(_mm256_xor_si256(w, _mm256_srli_epi32(w, 8)), greyTest);
-      flip = _mm256_and_si256(_mm256_cmpeq_epi32(differences, _mm256_setzero_si256()), colour);
-    }
+    const __m256i flip = _mm256_and_si256(ActingLanes<Rule>(w, bits.colour), colour);
     const __m256i out = _mm256_or_si256(_mm256_and_si256(_mm256_xor_si256(w, flip), colour), opaque);
     _mm256_storeu_si256(reinterpret_cast<__m256i*>(destination + column), out);
   }
