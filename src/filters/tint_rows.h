@@ -187,13 +187,12 @@ __attribute__((target("avx512f,avx512dq,avx512bw,avx512vl"))) void TintRowVector
 // exactly.
 constexpr int64_t kTwoTo52Bits = 0x4330000000000000;
 
-// Byte b of each of four pixel words (in 64-bit lanes) as a double. The
-// shuffle indexes bytes within 128-bit lanes, so odd 64-bit lanes pick 8 + b.
+// Byte b of four pixel words as doubles, from the four words repeated in
+// both 128-bit lanes: the low lane gives pixels 0 and 1, the high lane 2 and 3.
 template <int b>
 __attribute__((target("avx2"))) inline __m256d ByteAsDouble(__m256i words) {
-  const auto even = static_cast<int64_t>(0x8080808080808000ull | static_cast<uint64_t>(b));
-  const auto odd = static_cast<int64_t>(0x8080808080808000ull | static_cast<uint64_t>(8 + b));
-  const __m256i picked = _mm256_shuffle_epi8(words, _mm256_set_epi64x(odd, even, odd, even));
+  auto picker = [](int pixel) { return static_cast<int64_t>(0x8080808080808000ull | (4u * pixel + b)); };
+  const __m256i picked = _mm256_shuffle_epi8(words, _mm256_set_epi64x(picker(3), picker(2), picker(1), picker(0)));
   const __m256i biased = _mm256_or_si256(picked, _mm256_set1_epi64x(kTwoTo52Bits));
   return _mm256_sub_pd(_mm256_castsi256_pd(biased), _mm256_castsi256_pd(_mm256_set1_epi64x(kTwoTo52Bits)));
 }
@@ -222,7 +221,8 @@ __attribute__((target("avx2"))) void TintRowAvx2(const uint32_t* source, uint32_
   const __m128i toDestination = _mm_load_si128(reinterpret_cast<const __m128i*>(order));
   int64_t column = 0;
   for (; column + 4 <= width; column += 4) {
-    const __m256i words = _mm256_cvtepu32_epi64(_mm_loadu_si128(reinterpret_cast<const __m128i*>(source + column)));
+    const __m256i words =
+        _mm256_broadcastsi128_si256(_mm_loadu_si128(reinterpret_cast<const __m128i*>(source + column)));
     const __m256d grey = _mm256_add_pd(_mm256_add_pd(_mm256_mul_pd(ByteAsDouble<In::red>(words), weightRed),
                                                      _mm256_mul_pd(ByteAsDouble<In::green>(words), weightGreen)),
                                        _mm256_mul_pd(ByteAsDouble<In::blue>(words), weightBlue));
