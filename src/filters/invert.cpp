@@ -207,13 +207,13 @@ struct InvertAllPremultiplied {
     return AlphaPixel<L>(inverted[c.r], inverted[c.g], inverted[c.b], 0) | (word & bits.alpha);
   }
 
-  template <PixelLayout L>
-  WordBlock Flip(WordBlock w, const WordBits<L>& bits) const {
+  template <PixelLayout L, class W>
+  W Flip(W w, const WordBits<L>& bits) const {
     return bits.Alpha255Lanes(w) & bits.colour;
   }
 
-  template <PixelLayout L>
-  WordBlock NeedsTable(WordBlock w, const WordBits<L>& bits) const {
+  template <PixelLayout L, class W>
+  W NeedsTable(W w, const WordBits<L>& bits) const {
     return ~(bits.Alpha0Lanes(w) | bits.Alpha255Lanes(w));
   }
 };
@@ -235,36 +235,50 @@ struct InvertGreyPremultiplied {
     return AlphaPixel<L>(v, v, v, 0) | (word & bits.alpha);
   }
 
-  template <PixelLayout L>
-  WordBlock Flip(WordBlock w, const WordBits<L>& bits) const {
+  template <PixelLayout L, class W>
+  W Flip(W w, const WordBits<L>& bits) const {
     return bits.GreyLanes(w) & bits.Alpha255Lanes(w) & bits.colour;
   }
 
-  template <PixelLayout L>
-  WordBlock NeedsTable(WordBlock w, const WordBits<L>& bits) const {
+  template <PixelLayout L, class W>
+  W NeedsTable(W w, const WordBits<L>& bits) const {
     return bits.GreyLanes(w) & ~(bits.Alpha0Lanes(w) | bits.Alpha255Lanes(w));
   }
 };
 
+// A word or a block of a premultiplied row within one layout, for words
+// that need no table.
+template <PixelLayout L, class Rule, class W>
+inline W SettledAlphaWords(W w, const Rule& rule, const WordBits<L>& bits) {
+  return (w ^ rule.template Flip<L>(w, bits)) & (bits.colour | bits.alpha);
+}
+
+// One word of such a row, through the table only if it needs it.
+template <PixelLayout L, class Rule>
+inline uint32_t InvertedAlphaWord(uint32_t word, const InvertedChannels<L>& inverted, const Rule& rule,
+                                  const WordBits<L>& bits) {
+  if (rule.template NeedsTable<L>(word, bits) == 0) return SettledAlphaWords<L>(word, rule, bits);
+  return rule.template Word<L>(word, inverted.Row(word), bits);
+}
+
 // A premultiplied row within one layout: a block of which no word needs the
-// table is made by flipping bits, any other block word by word through it.
+// table is made at once, any other block word by word.
 template <PixelLayout L, class Rule>
 inline void InvertAlphaWords(const uint32_t* __restrict source, uint32_t* __restrict destination, int64_t count,
                              const InvertedChannels<L>& inverted, const Rule& rule) {
   const WordBits<L> bits;
-  const auto throughTable = [&](int64_t column) {
-    destination[column] = rule.template Word<L>(source[column], inverted.Row(source[column]), bits);
-  };
   int64_t column = 0;
   for (; column + kBlockWords <= count; column += kBlockWords) {
     const WordBlock w = LoadBlock(source + column);
     if (AnyBitSet(rule.template NeedsTable<L>(w, bits))) {
-      for (int64_t k = 0; k < kBlockWords; ++k) throughTable(column + k);
+      for (int64_t k = 0; k < kBlockWords; ++k) {
+        destination[column + k] = InvertedAlphaWord(source[column + k], inverted, rule, bits);
+      }
     } else {
-      StoreBlock(destination + column, (w ^ rule.template Flip<L>(w, bits)) & (bits.colour | bits.alpha));
+      StoreBlock(destination + column, SettledAlphaWords<L>(w, rule, bits));
     }
   }
-  for (; column < count; ++column) throughTable(column);
+  for (; column < count; ++column) destination[column] = InvertedAlphaWord(source[column], inverted, rule, bits);
 }
 
 #if defined(__x86_64__) && defined(__GNUC__)
@@ -343,9 +357,7 @@ __attribute__((target("avx2"))) void InvertAlphaWordsAvx2(const uint32_t* __rest
     }
     _mm256_storeu_si256(reinterpret_cast<__m256i*>(destination + column), out);
   }
-  for (; column < count; ++column) {
-    destination[column] = rule.template Word<L>(source[column], inverted.Row(source[column]), bits);
-  }
+  for (; column < count; ++column) destination[column] = InvertedAlphaWord(source[column], inverted, rule, bits);
 }
 
 // A plain row with AVX2, eight words a block.
