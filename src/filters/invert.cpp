@@ -345,7 +345,9 @@ __attribute__((target("avx2"))) void InvertAlphaWordsAvx2(const uint32_t* __rest
     const __m256i alpha255 = _mm256_cmpeq_epi32(alphaBits, alpha);
     const __m256i acting = ActingLanes<Rule>(w, bits.colour);
     __m256i out;
-    if (_mm256_testc_si256(_mm256_or_si256(alpha0, alpha255), acting)) {
+    // Whether every alpha reads 0 or 255, a question that the grey filter
+    // asks too: one about the grey words alone would be answered at random.
+    if (_mm256_testc_si256(_mm256_or_si256(alpha0, alpha255), _mm256_cmpeq_epi32(w, w))) {
       const __m256i flip = _mm256_and_si256(_mm256_and_si256(alpha255, acting), colour);
       out = _mm256_and_si256(_mm256_xor_si256(w, flip), kept);
     } else {
