@@ -26,7 +26,7 @@ TintRows ChosenTintRows(TintRows most) {
 
 REALpictureStruct* TintPictureOnRows(REALpictureStruct* source, uint32_t GreyBase, uint32_t SepiaBase, TintRows most) {
   const TintColours colours{FractionsOf(GreyBase), FractionsOf(SepiaBase)};
-  const TintRows rows = ChosenTintRows(most);
+  [[maybe_unused]] const TintRows rows = ChosenTintRows(most);
   return RunFilterFrame(
       source, RegistrationCheckAt::AfterAcquire,
       [&](auto sourceLayout, auto destinationLayout, const uint32_t* from, uint32_t* to, int64_t width) {
