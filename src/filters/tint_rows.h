@@ -182,19 +182,30 @@ __attribute__((target("avx512f,avx512dq,avx512bw,avx512vl"))) void TintRowVector
   }
 }
 
-// The exponent bits of 2^52: a byte c in the low bits of a 64-bit lane with
-// these above it reads as the double 2^52 + c, and subtracting 2^52 gives c
+// Byte b of four pixel words as doubles. The words come repeated in both
+// 128-bit lanes; the low lane gives pixels 0 and 1, the high lane 2 and 3, and
+// the word each lane leaves unused holds the high half of 2^52 (see
+// WithExponents). The shuffle puts byte b under those exponent bits, so each
+// 64-bit lane reads as the double 2^52 + c, and subtracting 2^52 gives c
 // exactly.
-constexpr int64_t kTwoTo52Bits = 0x4330000000000000;
-
-// Byte b of four pixel words as doubles, from the four words repeated in
-// both 128-bit lanes: the low lane gives pixels 0 and 1, the high lane 2 and 3.
 template <int b>
 __attribute__((target("avx2"))) inline __m256d ByteAsDouble(__m256i words) {
-  auto picker = [](int pixel) { return static_cast<int64_t>(0x8080808080808000ull | (4u * pixel + b)); };
-  const __m256i picked = _mm256_shuffle_epi8(words, _mm256_set_epi64x(picker(3), picker(2), picker(1), picker(0)));
-  const __m256i biased = _mm256_or_si256(picked, _mm256_set1_epi64x(kTwoTo52Bits));
-  return _mm256_sub_pd(_mm256_castsi256_pd(biased), _mm256_castsi256_pd(_mm256_set1_epi64x(kTwoTo52Bits)));
+  auto picker = [](int pixel, int exponentAt) {
+    return static_cast<int64_t>(0x0000808080808000ull | (4u * pixel + b) | uint64_t(exponentAt) << 48 |
+                                uint64_t(exponentAt + 1) << 56);
+  };
+  const __m256i picked =
+      _mm256_shuffle_epi8(words, _mm256_set_epi64x(picker(3, 2), picker(2, 2), picker(1, 14), picker(0, 14)));
+  return _mm256_sub_pd(_mm256_castsi256_pd(picked), _mm256_set1_pd(4503599627370496.0));
+}
+
+// Four pixel words repeated in both 128-bit lanes, with the high half of the
+// bits of 2^52 in word 3 of the low lane and word 0 of the high lane (bytes
+// 14 and 15, and 2 and 3, of their lanes).
+__attribute__((target("avx2"))) inline __m256i WithExponents(const uint32_t* pixels) {
+  const __m256i words = _mm256_broadcastsi128_si256(_mm_loadu_si128(reinterpret_cast<const __m128i*>(pixels)));
+  const int32_t high = 0x43300000;
+  return _mm256_blend_epi32(words, _mm256_set_epi32(0, 0, 0, high, high, 0, 0, 0), 0x18);
 }
 
 // Four pixels a time with the operations of TintPixel in 256-bit doubles.
@@ -221,8 +232,7 @@ __attribute__((target("avx2"))) void TintRowAvx2(const uint32_t* source, uint32_
   const __m128i toDestination = _mm_load_si128(reinterpret_cast<const __m128i*>(order));
   int64_t column = 0;
   for (; column + 4 <= width; column += 4) {
-    const __m256i words =
-        _mm256_broadcastsi128_si256(_mm_loadu_si128(reinterpret_cast<const __m128i*>(source + column)));
+    const __m256i words = WithExponents(source + column);
     const __m256d grey = _mm256_add_pd(_mm256_add_pd(_mm256_mul_pd(ByteAsDouble<In::red>(words), weightRed),
                                                      _mm256_mul_pd(ByteAsDouble<In::green>(words), weightGreen)),
                                        _mm256_mul_pd(ByteAsDouble<In::blue>(words), weightBlue));
