@@ -190,13 +190,14 @@ __attribute__((target("avx512f,avx512dq,avx512bw,avx512vl"))) void TintRowVector
 // exactly.
 template <int b>
 __attribute__((target("avx2"))) inline __m256d ByteAsDouble(__m256i words) {
-  auto picker = [](int pixel, int exponentAt) {
-    return static_cast<int64_t>(0x0000808080808000ull | (4u * pixel + b) | uint64_t(exponentAt) << 48 |
-                                uint64_t(exponentAt + 1) << 56);
+  // Byte 0 of each 64-bit lane from the pixel, bytes 1 to 5 cleared, bytes 6
+  // and 7 from the exponent bits.
+  auto picker = [](uint64_t pixel, uint64_t exponentAt) {
+    return static_cast<int64_t>(0x0000808080808000ull | (4 * pixel + b) | exponentAt << 48 | (exponentAt + 1) << 56);
   };
   const __m256i picked =
       _mm256_shuffle_epi8(words, _mm256_set_epi64x(picker(3, 2), picker(2, 2), picker(1, 14), picker(0, 14)));
-  return _mm256_sub_pd(_mm256_castsi256_pd(picked), _mm256_set1_pd(4503599627370496.0));
+  return _mm256_sub_pd(_mm256_castsi256_pd(picked), _mm256_set1_pd(0x1p52));
 }
 
 // Four pixel words repeated in both 128-bit lanes, with the high half of the
