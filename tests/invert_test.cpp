@@ -102,8 +102,8 @@ TEST_P(InvertFilters, EveryPixelFollowsTheRule) {
     for (uint32_t y = 0; y < 512; ++y) {
       for (uint32_t x = 0; x < 263; ++x) Write(source, x, PatternPixel(x, y), y);
     }
-    for (InvertRows rows : {InvertRows::Portable, InvertRows::Best}) {
-      SetInvertRows(rows);
+    for (VectorLevel level : kEveryVectorLevel) {
+      CapVectorLevel(level);
       for (bool greyOnly : {false, true}) {
         OwnedPicture result(greyOnly ? InvertGrayPicture2(source) : InvertPicture2(source));
         ASSERT_NE(result.get(), nullptr);
@@ -113,7 +113,7 @@ TEST_P(InvertFilters, EveryPixelFollowsTheRule) {
             wrong += !(Read(result, x, y) == Expected(Read(source, x, y), withAlpha, greyOnly, OpaqueAlpha(source)));
           }
         }
-        EXPECT_EQ(wrong, 0) << (withAlpha ? "alpha " : "plain ") << (greyOnly ? "grey " : "all ") << int(rows);
+        EXPECT_EQ(wrong, 0) << (withAlpha ? "alpha " : "plain ") << (greyOnly ? "grey " : "all ") << int(level);
       }
     }
   }

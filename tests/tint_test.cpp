@@ -108,11 +108,12 @@ TEST_P(TintAndSaturation, TintFollowsThePerPixelRule) {
   OwnedPicture source(PictureOf(pixels, 63));
   const std::pair<uint32_t, uint32_t> colours[] = {{0x4D9619, 0xF0C080}, {0x4C961D, 0xFFE0B0}, {0x555555, 0xFFFFFF},
                                                    {0xFFFFFF, 0x123456}, {0xFFFFFF, 0xFFFFFF}, {0x010203, 0xFFFFFF}};
-  for (const TintRows rows : {TintRows::Avx512, TintRows::Avx2, TintRows::Portable}) {
+  for (VectorLevel level : kEveryVectorLevel) {
+    CapVectorLevel(level);
     for (auto [grey, sepia] : colours) {
       SCOPED_TRACE(testing::Message() << std::hex << "grey " << grey << " sepia " << sepia << " rows "
-                                      << static_cast<int>(rows));
-      OwnedPicture result(TintPictureOnRows(source, grey, sepia, rows));
+                                      << static_cast<int>(level));
+      OwnedPicture result(TintPicture(source, grey, sepia));
       ExpectEveryPixel(source, result, [grey = grey, sepia = sepia](Rgba p) {
         return Opaque(TintReference(p, grey, sepia, 16), TintReference(p, grey, sepia, 8),
                       TintReference(p, grey, sepia, 0));

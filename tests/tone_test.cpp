@@ -129,10 +129,10 @@ class ToneFilters : public LayoutTest {
 // rows this processor has and the portable rows give the same.
 TEST_P(ToneFilters, TransferOfEveryChannelValue) {
   OwnedPicture source(AllValues());
-  for (ToneRowCode code : {ToneRowCode::Fastest, ToneRowCode::Portable}) {
-    SetToneRowCode(code);
+  for (VectorLevel level : kEveryVectorLevel) {
+    CapVectorLevel(level);
     for (const ToneCase& c : kCases) {
-      SCOPED_TRACE(testing::Message() << "case " << &c - kCases << ", row code " << int(code));
+      SCOPED_TRACE(testing::Message() << "case " << &c - kCases << ", vector level " << int(level));
       OwnedPicture result(c.Apply(source));
       ASSERT_NE(result.get(), nullptr);
       EXPECT_EQ(qvlhost::PictureMask(result), nullptr);
@@ -145,7 +145,6 @@ TEST_P(ToneFilters, TransferOfEveryChannelValue) {
       EXPECT_EQ(wrong, 0);
     }
   }
-  SetToneRowCode(ToneRowCode::Fastest);
 }
 
 // Values that tell the rules apart, on red (channel value v at column v).

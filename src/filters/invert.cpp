@@ -4,12 +4,13 @@
 #include <cstring>
 #include <vector>
 
-#if defined(__x86_64__) && defined(__GNUC__)
+#include "filters/filter_frame.h"
+#include "filters/vector_level.h"
+#include "picture/masks.h"
+
+#if defined(QVL_X86_VECTOR_ROWS)
 #include <immintrin.h>
 #endif
-
-#include "filters/filter_frame.h"
-#include "picture/masks.h"
 
 namespace {
 
@@ -281,8 +282,7 @@ inline void InvertAlphaWords(const uint32_t* __restrict source, uint32_t* __rest
   for (; column < count; ++column) destination[column] = InvertedAlphaWord(source[column], inverted, rule, bits);
 }
 
-#if defined(__x86_64__) && defined(__GNUC__)
-#define QVL_INVERT_AVX2 1
+#if defined(QVL_X86_VECTOR_ROWS)
 
 // Under AVX2 the channels of words that need the table are computed instead,
 // sixteen 16-bit lanes at once, giving the table's bytes exactly (the tests
@@ -388,7 +388,7 @@ inline void InvertPlainRow(const uint32_t* source, uint32_t* destination, int64_
                            [[maybe_unused]] bool avx2) {
   if (D == PixelLayout::Unknown) return;
   if constexpr (S == D) {
-#if QVL_INVERT_AVX2
+#if defined(QVL_X86_VECTOR_ROWS)
     if (avx2) return InvertPlainWordsAvx2<D>(source, destination, count, rule);
 #endif
     const WordBits<D> bits;
@@ -408,7 +408,7 @@ inline void InvertAlphaRow(const uint32_t* source, uint32_t* destination, int64_
                            const InvertedChannels<S>& inverted, const Rule& rule, [[maybe_unused]] bool avx2) {
   if (D == PixelLayout::Unknown) return;
   if constexpr (S == D) {
-#if QVL_INVERT_AVX2
+#if defined(QVL_X86_VECTOR_ROWS)
     if (avx2) return InvertAlphaWordsAvx2<D>(source, destination, count, inverted, rule);
 #endif
     InvertAlphaWords<D>(source, destination, count, inverted, rule);
@@ -422,16 +422,8 @@ inline void InvertAlphaRow(const uint32_t* source, uint32_t* destination, int64_
   }
 }
 
-InvertRows gInvertRows = InvertRows::Best;
-
 // Whether the AVX2 rows are chosen; asked once per call.
-bool HasAvx2() {
-#if QVL_INVERT_AVX2
-  return gInvertRows == InvertRows::Best && __builtin_cpu_supports("avx2");
-#else
-  return false;
-#endif
-}
+bool HasAvx2() { return VectorLevelInUse() >= VectorLevel::Avx2; }
 
 // The rows of the clipped rectangle; the editors stand at its top row.
 // rowOfLayouts(sourceLayout, destinationLayout) makes, once per call, the
@@ -511,5 +503,3 @@ REALpictureStruct* InvertGrayPicture(REALpictureStruct* pic, int64_t left, int64
 }
 
 REALpictureStruct* InvertGrayPicture2(REALpictureStruct* pic) { return InvertGrayPicture(pic, 0, 0, -1, -1); }
-
-void SetInvertRows(InvertRows rows) { gInvertRows = rows; }

@@ -15,9 +15,3 @@ REALpictureStruct* InvertPicture2(REALpictureStruct* pic);
 // A width or height below 0 means the picture's own; 0 stays 0.
 REALpictureStruct* InvertGrayPicture(REALpictureStruct* pic, int64_t left, int64_t top, int64_t width, int64_t height);
 REALpictureStruct* InvertGrayPicture2(REALpictureStruct* pic);
-
-// Which row code the filters run. Best takes the processor's vector
-// extensions where it has them; Portable keeps to the code that runs on any
-// processor, so that tests can check it on one that has more.
-enum class InvertRows { Best, Portable };
-void SetInvertRows(InvertRows rows);

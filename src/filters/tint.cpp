@@ -11,52 +11,37 @@ ColourFractions FractionsOf(uint32_t colour) {
           static_cast<double>(colour & 0xFF) / 255.0};
 }
 
-// The best rows the processor runs, at most the given ones.
-TintRows ChosenTintRows(TintRows most) {
-#if defined(QVL_TINT_VECTOR_ROWS)
-  if (most == TintRows::Avx512 && TintVectorRowsAvailable()) return TintRows::Avx512;
-  if (most != TintRows::Portable && __builtin_cpu_supports("avx2")) return TintRows::Avx2;
-#else
-  (void)most;
-#endif
-  return TintRows::Portable;
-}
-
 }  // namespace
 
-REALpictureStruct* TintPictureOnRows(REALpictureStruct* source, uint32_t GreyBase, uint32_t SepiaBase, TintRows most) {
+REALpictureStruct* TintPicture(REALpictureStruct* source, uint32_t GreyBase, uint32_t SepiaBase) {
   const TintColours colours{FractionsOf(GreyBase), FractionsOf(SepiaBase)};
-  [[maybe_unused]] const TintRows rows = ChosenTintRows(most);
+  [[maybe_unused]] const VectorLevel level = VectorLevelInUse();
   return RunFilterFrame(
       source, RegistrationCheckAt::AfterAcquire,
       [&](auto sourceLayout, auto destinationLayout, const uint32_t* from, uint32_t* to, int64_t width) {
         constexpr PixelLayout S = decltype(sourceLayout)::value;
         constexpr PixelLayout D = decltype(destinationLayout)::value;
-#if defined(QVL_TINT_VECTOR_ROWS)
+#if defined(QVL_X86_VECTOR_ROWS)
         if constexpr (kVectorLayouts<S, D>) {
-          if (rows == TintRows::Avx512) return TintRowVector<S, D>(from, to, width, colours);
-          if (rows == TintRows::Avx2) return TintRowAvx2<S, D>(from, to, width, colours);
+          if (level == VectorLevel::Avx512) return TintRowVector<S, D>(from, to, width, colours);
+          if (level == VectorLevel::Avx2) return TintRowAvx2<S, D>(from, to, width, colours);
         }
 #endif
         MapRowOpaque<S, D>(from, to, width, [&colours](Channels in) { return TintPixel(in, colours); });
       });
 }
 
-REALpictureStruct* TintPicture(REALpictureStruct* source, uint32_t GreyBase, uint32_t SepiaBase) {
-  return TintPictureOnRows(source, GreyBase, SepiaBase, TintRows::Avx512);
-}
-
 REALpictureStruct* SaturationPicture(REALpictureStruct* pic, int64_t Amount) {
   const SaturationSteps steps(Amount);
-#if defined(QVL_TINT_VECTOR_ROWS)
-  const bool vectorRows = steps.narrow() && SaturationVectorRowsAvailable();
+#if defined(QVL_X86_VECTOR_ROWS)
+  const bool vectorRows = steps.narrow() && VectorLevelInUse() >= VectorLevel::Avx2;
 #endif
   return RunFilterFrame(
       pic, RegistrationCheckAt::First,
       [&](auto sourceLayout, auto destinationLayout, const uint32_t* from, uint32_t* to, int64_t width) {
         constexpr PixelLayout S = decltype(sourceLayout)::value;
         constexpr PixelLayout D = decltype(destinationLayout)::value;
-#if defined(QVL_TINT_VECTOR_ROWS)
+#if defined(QVL_X86_VECTOR_ROWS)
         if constexpr (kVectorLayouts<S, D>) {
           if (vectorRows) return SaturationRowVector<S, D>(from, to, width, steps);
         }

@@ -6,19 +6,11 @@
 #include <cstdint>
 
 #include "filters/filter_frame.h"
+#include "filters/vector_level.h"
 
-#if defined(__x86_64__)
+#if defined(QVL_X86_VECTOR_ROWS)
 #include <immintrin.h>
-#define QVL_TINT_VECTOR_ROWS 1
 #endif
-
-// The most a tint call may use: the AVX-512 row, the AVX2 row or the
-// portable one. A call takes the best of these the processor runs.
-enum class TintRows { Avx512, Avx2, Portable };
-
-// TintPicture with its rows limited to most; tests use it to run every row
-// on a processor that has them all.
-REALpictureStruct* TintPictureOnRows(REALpictureStruct* source, uint32_t GreyBase, uint32_t SepiaBase, TintRows most);
 
 struct ColourFractions {
   double red, green, blue;
@@ -94,7 +86,7 @@ class SaturationSteps {
   int16_t sign_ = 1;
 };
 
-#if defined(QVL_TINT_VECTOR_ROWS)
+#if defined(QVL_X86_VECTOR_ROWS)
 
 // Byte positions of red, green, blue and alpha in a pixel word, the byte the
 // opaque write puts for alpha, and, for each byte position, which of red,
@@ -119,13 +111,6 @@ struct ByteOrder<PixelLayout::GD> {
 
 template <PixelLayout S, PixelLayout D>
 constexpr bool kVectorLayouts = (S != PixelLayout::Unknown) && (D != PixelLayout::Unknown);
-
-inline bool TintVectorRowsAvailable() {
-  return __builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512dq") &&
-         __builtin_cpu_supports("avx512bw") && __builtin_cpu_supports("avx512vl");
-}
-
-inline bool SaturationVectorRowsAvailable() { return __builtin_cpu_supports("avx2"); }
 
 // A shuffle that moves byte b of each 64-bit lane's low word to the bottom of
 // the lane and clears the rest.

@@ -1,13 +1,13 @@
 #include "filters/tone.h"
 
 #include <array>
-#include <atomic>
-
-#if defined(__x86_64__)
-#include <immintrin.h>
-#endif
 
 #include "filters/filter_frame.h"
+#include "filters/vector_level.h"
+
+#if defined(QVL_X86_VECTOR_ROWS)
+#include <immintrin.h>
+#endif
 
 namespace {
 
@@ -121,9 +121,7 @@ inline void ToneRow(const uint32_t* source, uint32_t* destination, int64_t width
   }
 }
 
-std::atomic<ToneRowCode> gToneRowCode{ToneRowCode::Fastest};
-
-#if defined(__x86_64__)
+#if defined(QVL_X86_VECTOR_ROWS)
 
 // Bit positions of red, green and blue in a pixel word; reading and the
 // opaque write use the same ones.
@@ -170,8 +168,6 @@ VectorTables MakeVectorTables(const ToneTable& red, const ToneTable& green, cons
   return {MakeVectorTable(red, shifts.red), MakeVectorTable(green, shifts.green), MakeVectorTable(blue, shifts.blue),
           OpaquePixel<D>(0, 0, 0)};
 }
-
-bool VectorRowsAvailable() { return __builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512bw"); }
 
 #define QVL_TONE_VECTOR __attribute__((target("avx512f,avx512bw"), always_inline)) inline
 
@@ -269,8 +265,8 @@ REALpictureStruct* RunToneFilter(REALpictureStruct* pic, const ToneTable& red, c
   const ForEachLayout<PlacedTables> placed{Place<PixelLayout::RGBA>(red, green, blue),
                                            Place<PixelLayout::ARGB>(red, green, blue),
                                            Place<PixelLayout::GD>(red, green, blue)};
-#if defined(__x86_64__)
-  if (gToneRowCode.load(std::memory_order_relaxed) == ToneRowCode::Fastest && VectorRowsAvailable()) {
+#if defined(QVL_X86_VECTOR_ROWS)
+  if (VectorLevelInUse() == VectorLevel::Avx512) {
     return RunVectorToneFilter(pic, red, green, blue, placed);
   }
 #endif
@@ -287,8 +283,6 @@ REALpictureStruct* RunToneFilter(REALpictureStruct* pic, const ToneTable& all) {
 }
 
 }  // namespace
-
-void SetToneRowCode(ToneRowCode code) { gToneRowCode.store(code, std::memory_order_relaxed); }
 
 REALpictureStruct* ContrastPicture1(REALpictureStruct* pic, double Contrast) {
   return RunToneFilter(pic, ContrastTable(Contrast));

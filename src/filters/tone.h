@@ -27,12 +27,6 @@ inline int32_t TruncateToInt32(double value) {
 #endif
 }
 
-// Which rows the filters run: the fastest the processor has (AVX-512 on x86
-// processors that have it) or the portable ones. Both give the same bytes;
-// the choice exists so that tests can compare the two on one machine.
-enum class ToneRowCode { Fastest, Portable };
-void SetToneRowCode(ToneRowCode code);
-
 REALpictureStruct* ContrastPicture1(REALpictureStruct* pic, double Contrast);
 REALpictureStruct* ContrastPicture3(REALpictureStruct* pic, double ContrastRed, double ContrastGreen,
                                     double ContrastBlue);

@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "filters/vector_level.h"
 #include "frame/globals.h"
 #include "picture/picture_editor.h"
 #include "qvlhost.h"
@@ -34,6 +35,10 @@ inline int64_t CountOf(const std::vector<std::string>& lines, const std::string&
 // How often the host was called through this entry since the journal was cleared.
 inline int64_t JournalCount(const std::string& entry) { return CountOf(qvlhost::JournalEntryNames(), entry); }
 
+// Every vector level, widest first, for tests that run each row code the
+// processor has against the same rule.
+inline constexpr VectorLevel kEveryVectorLevel[] = {VectorLevel::Avx512, VectorLevel::Avx2, VectorLevel::Portable};
+
 class PluginTest : public ::testing::Test {
  protected:
   // The host configuration of the test; override to change it.
@@ -46,6 +51,7 @@ class PluginTest : public ::testing::Test {
     rbversion_rbversion = config_.version;
     DebuggingEnabled = false;
     IsConsole = IsDesktop = CheckedApplication = false;
+    CapVectorLevel(VectorLevel::Avx512);
   }
 
   // Every test ends with locks released, references given back and nothing
