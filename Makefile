@@ -19,7 +19,7 @@ define install_missing
 	fi
 endef
 
-.PHONY: deps build demo test test-asan bench fuzz package clean format
+.PHONY: deps build demo test test-asan bench package clean format
 
 deps:
 	$(call install_missing,$(BASE_PACKAGES))
