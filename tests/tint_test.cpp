@@ -11,7 +11,6 @@
 #include <string>
 #include <vector>
 
-#include "filters/tint_rows.h"
 #include "registrationclient/registration_check.h"
 #include "support/plugin_test.h"
 
