@@ -7,8 +7,8 @@
 #include <cstring>
 #include <utility>
 
-#include "frame/globals.h"
-#include "frame/wrappers.h"
+#include "binding/globals.h"
+#include "binding/wrappers.h"
 #include "picture/picture_editor.h"
 #include "platform/platform.h"
 

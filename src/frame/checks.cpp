@@ -4,7 +4,7 @@
 
 #include <cstring>
 
-#include "frame/diagnostics.h"
+#include "binding/diagnostics.h"
 
 namespace {
 

@@ -5,10 +5,10 @@
 
 #include <cstdlib>
 
-#include "frame/diagnostics.h"
+#include "binding/diagnostics.h"
 #include "frame/registrar.h"
 #include "frame/tables.h"
-#include "frame/wrappers.h"
+#include "binding/wrappers.h"
 
 namespace {
 

@@ -7,9 +7,9 @@
 #include <vector>
 
 #include "frame/checks.h"
-#include "frame/diagnostics.h"
+#include "binding/diagnostics.h"
 #include "frame/tables.h"
-#include "frame/wrappers.h"
+#include "binding/wrappers.h"
 
 namespace {
 

@@ -4,7 +4,7 @@
 #include "filters/threshold.h"
 #include "filters/tint.h"
 #include "filters/tone.h"
-#include "frame/diagnostics.h"
+#include "binding/diagnostics.h"
 #include "picture/masks.h"
 
 namespace {

@@ -2,9 +2,9 @@
 // recording pixels, rows and layout in the editor.
 #include <gd.h>
 
-#include "frame/diagnostics.h"
-#include "frame/scope_guards.h"
-#include "frame/wrappers.h"
+#include "binding/diagnostics.h"
+#include "binding/scope_guards.h"
+#include "binding/wrappers.h"
 #include "picture/picture_editor.h"
 #include "platform/platform.h"
 

@@ -1,6 +1,6 @@
 // The editors' life cycle and row cursor: construction, GetRow, clear.
-#include "frame/diagnostics.h"
-#include "frame/wrappers.h"
+#include "binding/diagnostics.h"
+#include "binding/wrappers.h"
 #include "picture/picture_editor.h"
 
 namespace {

@@ -2,8 +2,8 @@
 
 #include <new>
 
-#include "frame/diagnostics.h"
-#include "frame/wrappers.h"
+#include "binding/diagnostics.h"
+#include "binding/wrappers.h"
 
 uint8_t* MultiplyTable = nullptr;
 uint8_t* UnmultiplyTable = nullptr;

@@ -1,8 +1,8 @@
 // Result pictures: making a new host picture, binding a writer to it and
 // handing it to the caller.
-#include "frame/diagnostics.h"
-#include "frame/scope_guards.h"
-#include "frame/wrappers.h"
+#include "binding/diagnostics.h"
+#include "binding/scope_guards.h"
+#include "binding/wrappers.h"
 #include "picture/picture_editor.h"
 
 namespace {

@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "filters/vector_level.h"
-#include "frame/globals.h"
+#include "binding/globals.h"
 #include "picture/picture_editor.h"
 #include "qvlhost.h"
 

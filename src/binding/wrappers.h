@@ -5,7 +5,7 @@
 
 #include <cstddef>
 
-#include "frame/globals.h"
+#include "binding/globals.h"
 #include "qvl/entry_points.h"
 
 #define QVL_DECLARE_WRAPPER(wrapper, entry, Ret, params, args, fail) Ret wrapper params;

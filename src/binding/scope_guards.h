@@ -2,7 +2,7 @@
 // they go out of scope, also while an exception passes.
 #pragma once
 
-#include "frame/wrappers.h"
+#include "binding/wrappers.h"
 
 // Holds the addresses of two variables, an object and a string, and releases
 // what they hold at the end of the scope. A caller that hands a handle on, or

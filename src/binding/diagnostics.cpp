@@ -1,4 +1,4 @@
-#include "frame/diagnostics.h"
+#include "binding/diagnostics.h"
 
 #include <cstdarg>
 #include <cstdio>

@@ -1,4 +1,4 @@
-#include "frame/globals.h"
+#include "binding/globals.h"
 
 QVLResolver gResolver = nullptr;
 double rbversion_rbversion = 0.0;

@@ -7,8 +7,8 @@
 #include <string>
 #include <vector>
 
-#include "frame/diagnostics.h"
-#include "frame/wrappers.h"
+#include "binding/diagnostics.h"
+#include "binding/wrappers.h"
 #include "support/plugin_test.h"
 
 namespace {

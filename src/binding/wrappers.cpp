@@ -1,4 +1,4 @@
-#include "frame/wrappers.h"
+#include "binding/wrappers.h"
 
 #define QVL_DEFINE_WRAPPER(wrapper, entry, Ret, params, args, fail) \
   Ret wrapper params {                                              \

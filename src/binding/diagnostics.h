@@ -4,7 +4,7 @@
 
 #include <cstdint>
 
-#include "frame/globals.h"
+#include "binding/globals.h"
 
 #define QVL_DEBUG_PREFIX "QVL Debug: "
 
