@@ -197,13 +197,12 @@ void UseLayout(const BenchLayout& layout) {
   config.storage = layout.storage;
   config.app = layout.app;
   qvlhost::Reset(config);
+  // A process settles on one storage form after its first lock; the
+  // benchmarks change form between layouts, so they start from the state at load.
+  RestoreLoadState();
+  ForgetEntryPoints();
   gResolver = qvlhost::Resolver();
   rbversion_rbversion = config.version;
-  // A process settles on one storage form after its first lock; the
-  // benchmarks change form between layouts, so they start the probe afresh.
-  IsConsole = false;
-  IsDesktop = false;
-  CheckedApplication = false;
   gCurrentLayout = &layout;
   const bool premultiplied = layout.storage.premultiplied();
   gSources[0] = MakeSource(SourceKind::Opaque, premultiplied);

@@ -11,6 +11,8 @@
 #include "binding/wrappers.h"
 #include "support/plugin_test.h"
 
+extern "C" void REALPluginMain(QVLResolver resolver);
+
 namespace {
 
 std::map<std::string, int> lookups;
@@ -37,6 +39,7 @@ class WrapperTest : public ::testing::Test {
     lookups.clear();
     available.clear();
     lockCalls = 0;
+    ForgetEntryPoints();
     gResolver = CountingResolver;
   }
 };
@@ -73,6 +76,24 @@ TEST_F(WrapperTest, FailedLookupIsAskedAgainAndFoundLater) {
   REALLoadFrameworkMethod(nullptr, "x");
   EXPECT_EQ(1, lookups["pluginPictureGraphicsGetter"]);
   EXPECT_EQ(1, lookups["REALLoadGlobalMethod"]);
+}
+
+// A host that loads the plug-in again is asked afresh for every entry, the
+// string pair included, and never reached through what another host answered.
+TEST_F(WrapperTest, StartUpForgetsEveryEntryFound) {
+  available["REALLockObject"] = reinterpret_cast<void*>(&CountLock);
+  available["StringGetCString"] = reinterpret_cast<void*>(&FixedBytes);
+  REALobjectStruct object;
+  REALstringStruct text;
+  REALLockObject(&object);
+  REALGetStringContents(&text, nullptr);
+  REALPluginMain(CountingResolver);
+  available.clear();
+  REALLockObject(&object);
+  EXPECT_EQ(nullptr, REALGetStringContents(&text, nullptr));
+  EXPECT_EQ(2, lookups["REALLockObject"]);
+  EXPECT_EQ(2, lookups["StringGetCString"]);
+  EXPECT_EQ(1, lockCalls);
 }
 
 TEST_F(WrapperTest, StringContentsHalvesFailApart) {

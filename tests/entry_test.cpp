@@ -9,6 +9,7 @@
 
 #include "frame/tables.h"
 #include "support/plugin_test.h"
+#include "surface.h"
 
 extern "C" void REALPluginMain(QVLResolver resolver);
 
@@ -75,6 +76,32 @@ TEST_F(PluginTest, NullResolverRegistersNothing) {
   EXPECT_EQ(nullptr, gpartname);
   EXPECT_TRUE(qvlhost::RegisteredModules().empty());
   EXPECT_TRUE(qvlhost::RegisteredClassExtensions().empty());
+}
+
+// A second start-up, also after a host of another version, registers what
+// the first one registered and logs nothing: the tables are fitted afresh.
+TEST_F(PluginTest, AnotherStartUpRegistersWhatTheFirstDid) {
+  auto startAt = [](double version) {
+    qvlhost::Config config;
+    config.version = version;
+    qvlhost::Reset(config);
+    qvlhost::LogCapture log;
+    REALPluginMain(qvlhost::Resolver());
+    EXPECT_EQ(Lines{}, log.Lines()) << version;
+    std::string surface;
+    for (const qvlhost::SurfaceOwner& owner : qvlhost::Surface()) {
+      surface += owner.name + " " + std::to_string(owner.flags) + "\n";
+      for (const qvlhost::SurfaceMethod& method : owner.methods)
+        surface += method.text + " " + std::to_string(method.flags) + "\n";
+    }
+    return surface;
+  };
+  for (double version : {2009.0, 2012.0, 2024.03}) {
+    const std::string first = startAt(version);
+    startAt(3000.0);
+    EXPECT_EQ(first, startAt(version)) << version;
+  }
+  qvlhost::Reset(config_);
 }
 
 struct DebugCase {

@@ -1,4 +1,6 @@
-// Process-wide state set by start-up and read afterwards.
+// Process-wide state: set by start-up and by the first picture acquisition,
+// read afterwards. Every variable of the plug-in that outlives a call is
+// here, so that start-up can put them all back to their values at load.
 #pragma once
 
 #include <cstdint>
@@ -14,3 +16,12 @@ extern const char* gpluginname;
 extern bool gplugin;
 extern bool DebuggingEnabled;
 extern REALmoduleDefinition* NewModule;
+
+// Learnt while acquiring pictures: which application class the host runs
+// and which storage form its pictures take.
+extern bool IsConsole;
+extern bool IsDesktop;
+extern bool CheckedApplication;
+
+// Puts every variable above back to its value at load.
+void RestoreLoadState();

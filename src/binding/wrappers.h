@@ -16,3 +16,7 @@ QVL_ENTRY_POINTS(QVL_DECLARE_WRAPPER)
 // through the framework's LenB. Either half may be missing apart from the
 // other: no LenB gives length 0, no StringGetCString gives null bytes.
 const char* REALGetStringContents(REALstringStruct* str, size_t* length);
+
+// Drops every address found so far, so that each wrapper asks the resolver
+// again on its next call. Start-up calls it before anything is bound.
+void ForgetEntryPoints();

@@ -6,9 +6,9 @@
 #include <cstdlib>
 
 #include "binding/diagnostics.h"
+#include "binding/wrappers.h"
 #include "frame/registrar.h"
 #include "frame/tables.h"
-#include "binding/wrappers.h"
 
 namespace {
 
@@ -63,17 +63,24 @@ void WarnOfBlanksInName(const char* name) {
     if (*c == ' ') LogMessageX("%s%s %s", QVL_DEBUG_PREFIX, "Warning: plugin name containts space character", name);
 }
 
-// The order is fixed: the mobile module (hosts from 2020.02), the sepia job
-// class, the lookup job class, the Picture extension, the global methods.
-// Only tables whose functions all exist are registered.
+// The Picture extension, then the global methods.
 void RegisterTables() {
   MyREALRegisterClassExtension(&pictureClass);
   MyREALRegisterGlobalMethods(globalMethods.data(), int64_t(globalMethods.size()));
 }
 
+// Start-up begins from the state at load: a host that loads the plug-in
+// again gets what the first one got, with nothing bound to the one before.
+void ForgetEarlierStartUp() {
+  RestoreLoadState();
+  ForgetEntryPoints();
+  RestoreTables();
+}
+
 }  // namespace
 
 extern "C" __attribute__((visibility("default"))) void REALPluginMain(QVLResolver resolver) {
+  ForgetEarlierStartUp();
   gResolver = resolver;
   rbversion_rbversion = HostVersion(resolver);
   CurrentREALControlVersion = ControlVersionFor(rbversion_rbversion);

@@ -1,10 +1,12 @@
 #include "frame/tables.h"
 
+#include <algorithm>
+
+#include "binding/diagnostics.h"
 #include "filters/invert.h"
 #include "filters/threshold.h"
 #include "filters/tint.h"
 #include "filters/tone.h"
-#include "binding/diagnostics.h"
 #include "picture/masks.h"
 
 namespace {
@@ -28,16 +30,36 @@ REALmethodDefinition Method(void* function, const char* declaration, uint32_t fl
   return method;
 }
 
-REALmethodDefinition ConsoleSafe(void* function, const char* declaration, void* setter = nullptr) {
-  return Method(function, declaration, consoleSafeMark, setter);
+// A row of a method table: its record and the kinds its function takes and gives.
+template <class Function>
+MethodRow ConsoleSafe(Function function, const char* declaration) {
+  return MethodRow{Method(Fn(function), declaration, consoleSafeMark), KindsOf(function)};
 }
 
 // Rows 0 and 1 of the global methods, the picture-string pair.
-[[maybe_unused]] REALmethodDefinition DeprecatedConsoleSafe(void* function, const char* declaration) {
-  REALmethodDefinition method = ConsoleSafe(function, declaration);
-  method.attributeCount = 1;
-  method.attributes = DeprecatedAttributes;
-  return method;
+template <class Function>
+MethodRow DeprecatedConsoleSafe(Function function, const char* declaration) {
+  MethodRow row = ConsoleSafe(function, declaration);
+  row.definition.attributeCount = 1;
+  row.definition.attributes = DeprecatedAttributes;
+  return row;
+}
+
+std::vector<REALmethodDefinition> DefinitionsOf(const std::vector<MethodRow>& rows) {
+  std::vector<REALmethodDefinition> definitions;
+  for (const MethodRow& row : rows) definitions.push_back(row.definition);
+  return definitions;
+}
+
+// Copies the rows as written over a writable table made from them, keeping
+// its storage: the host holds pointers into it.
+void RestoreRows(const std::vector<MethodRow>& rows, std::vector<REALmethodDefinition>& table) {
+  for (size_t i = 0; i < rows.size(); ++i) table[i] = rows[i].definition;
+}
+
+template <class Record>
+void RestoreRows(const std::vector<Record>& rows, std::vector<Record>& table) {
+  std::copy(rows.begin(), rows.end(), table.begin());
 }
 
 REALproperty Property(const char* name, const char* type, uint32_t flags, void* getter, void* setter, int32_t param) {
@@ -98,22 +120,61 @@ REALmoduleDefinition ModuleRecord(const char* name, std::vector<REALmethodDefini
   return record;
 }
 
-std::vector<REALproperty> noProperties;
+// Rows as written, in registration order. The class records below count them.
 
-// Rows come in registration order. The class records below count them.
+const std::vector<MethodRow> kPictureMethodRows = {
+    ConsoleSafe(ThresholdQVL, "ThresholdQVL(Threshold as integer) as picture"),
+    ConsoleSafe(PictureHasMask, "HasMaskQVL as boolean"),
+    ConsoleSafe(ContrastAbsBrightnessPicture3,
+                "ChangeContrastBrightnessAbsoluteQVL(ContrastRed as double, ContrastGreen as double, ContrastBlue as "
+                "double, BrightnessRed as double, BrightnessGreen as double, BrightnessBlue as double) as picture"),
+    ConsoleSafe(ContrastLinBrightnessPicture3,
+                "ChangeContrastBrightnessLinearQVL(ContrastRed as double, ContrastGreen as double, ContrastBlue as "
+                "double, BrightnessRed as double, BrightnessGreen as double, BrightnessBlue as double) as picture"),
+    ConsoleSafe(ContrastAbsBrightnessPicture1,
+                "ChangeContrastBrightnessAbsoluteQVL(Contrast as double, Brightness as double) as picture"),
+    ConsoleSafe(ContrastLinBrightnessPicture1,
+                "ChangeContrastBrightnessLinearQVL(Contrast as double, Brightness as double) as picture"),
+    ConsoleSafe(AbsBrightnessPicture3,
+                "ChangeBrightnessAbsoluteQVL(BrightnessRed as double, BrightnessGreen as double, BrightnessBlue as "
+                "double) as picture"),
+    ConsoleSafe(LinBrightnessPicture3,
+                "ChangeBrightnessLinearQVL(BrightnessRed as double, BrightnessGreen as double, BrightnessBlue as "
+                "double) as picture"),
+    ConsoleSafe(AbsBrightnessPicture1, "ChangeBrightnessAbsoluteQVL(Brightness as double) as picture"),
+    ConsoleSafe(LinBrightnessPicture1, "ChangeBrightnessLinearQVL(Brightness as double) as picture"),
+    ConsoleSafe(ContrastPicture1, "ChangeContrastQVL(Contrast as double) as picture"),
+    ConsoleSafe(ContrastPicture3,
+                "ChangeContrastQVL(ContrastRed as double, ContrastGreen as double, ContrastBlue as double) as picture"),
+    ConsoleSafe(TransformPicture1, "ChangeCustomQVL(a as double, b as double) as picture"),
+    ConsoleSafe(TransformPicture3,
+                "ChangeCustomQVL(Ra as double, Rb as double, Ga as double, Gb as double, Ba as double, Bb as double) "
+                "as picture"),
+    ConsoleSafe(InvertPicture,
+                "InvertQVL(left as integer,top as integer,width as integer,height as integer) as picture"),
+    ConsoleSafe(InvertPicture2, "InvertQVL as picture"),
+    ConsoleSafe(InvertGrayPicture,
+                "InvertGrayQVL(left as integer,top as integer,width as integer,height as integer) as picture"),
+    ConsoleSafe(InvertGrayPicture2, "InvertGrayQVL as picture"),
+    ConsoleSafe(SaturationPicture, "ChangeSaturationQVL(Amount as integer) as picture"),
+};
 
-std::vector<REALproperty> Lut3DProperties = {
+const std::vector<MethodRow> kGlobalMethodRows = {
+    ConsoleSafe(TintPicture, "TintPictureQVL(source as picture, GreyBase as color, SepiaBase as color) as picture"),
+};
+
+const std::vector<REALproperty> kLut3DProperties = {
     Field("SourcePicture", "Picture", consoleSafeMark, 0), Field("DestinationPicture", "Picture", consoleSafeMark, 8),
     Field("MaxX", "Integer", consoleSafeMark, 32),         Field("MinX", "Integer", consoleSafeMark, 16),
     Field("MaxY", "Integer", consoleSafeMark, 40),         Field("MinY", "Integer", consoleSafeMark, 24),
 };
 
-std::vector<REALmethodDefinition> Lut3DMethods = {};
+const std::vector<MethodRow> kLut3DMethodRows = {};
 
 constexpr uint32_t kSepiaPicture = consoleSafeMark | kQVLPropertyMarker;
 constexpr uint32_t kSepiaValue = consoleTarget | kQVLPropertyMarker;
 
-std::vector<REALproperty> PictureSepiaProperties = {
+const std::vector<REALproperty> kPictureSepiaProperties = {
     Field("SourcePicture", "Picture", kSepiaPicture, 24),
     Field("DestinationPicture", "Picture", kSepiaPicture, 32),
     Field("MaxX", "Integer", kSepiaValue, 56),
@@ -125,9 +186,21 @@ std::vector<REALproperty> PictureSepiaProperties = {
     Field("SepiaBlue", "Integer", kSepiaValue, 88),
 };
 
-std::vector<REALmethodDefinition> PictureSepiaMethods = {};
+const std::vector<MethodRow> kPictureSepiaMethodRows = {};
 
-std::vector<REALmethodDefinition> IOSSharedMethods = {};
+const std::vector<MethodRow> kIOSSharedMethodRows = {};
+
+REALproperty DebuggingRecord() { return DebuggingProperty(kQVLPropertyMarker | scopePublic | consoleTarget); }
+REALproperty IOSDebuggingRecord() { return DebuggingProperty(kQVLPropertyMarker | scopePublic | iosTarget); }
+
+// The writable copies that the registrar fits to the host.
+
+std::vector<REALproperty> noProperties;
+std::vector<REALproperty> Lut3DProperties = kLut3DProperties;
+std::vector<REALproperty> PictureSepiaProperties = kPictureSepiaProperties;
+std::vector<REALmethodDefinition> Lut3DMethods = DefinitionsOf(kLut3DMethodRows);
+std::vector<REALmethodDefinition> PictureSepiaMethods = DefinitionsOf(kPictureSepiaMethodRows);
+std::vector<REALmethodDefinition> IOSSharedMethods = DefinitionsOf(kIOSSharedMethodRows);
 
 REALdelegate IOSDelegates[] = {
     MobileDelegate("ImageSaveCompletedQVL(error as NSErrorQVL)"),
@@ -139,58 +212,61 @@ REALdelegate IOSDelegates[] = {
 REALattribute DebuggingHiddenAttributes[1] = {{"Hidden", ""}};
 REALattribute DeprecatedAttributes[1] = {{"Deprecated", "\"PNG format\""}};
 
-REALproperty DebuggingSharedProperties[1] = {DebuggingProperty(kQVLPropertyMarker | scopePublic | consoleTarget)};
-REALproperty IOSPictureSharedProperties[1] = {DebuggingProperty(kQVLPropertyMarker | scopePublic | iosTarget)};
+REALproperty DebuggingSharedProperties[1] = {DebuggingRecord()};
+REALproperty IOSPictureSharedProperties[1] = {IOSDebuggingRecord()};
 
-std::vector<REALmethodDefinition> pictureMethods = {
-    ConsoleSafe(Fn(ThresholdQVL), "ThresholdQVL(Threshold as integer) as picture"),
-    ConsoleSafe(Fn(PictureHasMask), "HasMaskQVL as boolean"),
-    ConsoleSafe(Fn(ContrastAbsBrightnessPicture3),
-                "ChangeContrastBrightnessAbsoluteQVL(ContrastRed as double, ContrastGreen as double, ContrastBlue as "
-                "double, BrightnessRed as double, BrightnessGreen as double, BrightnessBlue as double) as picture"),
-    ConsoleSafe(Fn(ContrastLinBrightnessPicture3),
-                "ChangeContrastBrightnessLinearQVL(ContrastRed as double, ContrastGreen as double, ContrastBlue as "
-                "double, BrightnessRed as double, BrightnessGreen as double, BrightnessBlue as double) as picture"),
-    ConsoleSafe(Fn(ContrastAbsBrightnessPicture1),
-                "ChangeContrastBrightnessAbsoluteQVL(Contrast as double, Brightness as double) as picture"),
-    ConsoleSafe(Fn(ContrastLinBrightnessPicture1),
-                "ChangeContrastBrightnessLinearQVL(Contrast as double, Brightness as double) as picture"),
-    ConsoleSafe(Fn(AbsBrightnessPicture3),
-                "ChangeBrightnessAbsoluteQVL(BrightnessRed as double, BrightnessGreen as double, BrightnessBlue as "
-                "double) as picture"),
-    ConsoleSafe(Fn(LinBrightnessPicture3),
-                "ChangeBrightnessLinearQVL(BrightnessRed as double, BrightnessGreen as double, BrightnessBlue as "
-                "double) as picture"),
-    ConsoleSafe(Fn(AbsBrightnessPicture1), "ChangeBrightnessAbsoluteQVL(Brightness as double) as picture"),
-    ConsoleSafe(Fn(LinBrightnessPicture1), "ChangeBrightnessLinearQVL(Brightness as double) as picture"),
-    ConsoleSafe(Fn(ContrastPicture1), "ChangeContrastQVL(Contrast as double) as picture"),
-    ConsoleSafe(Fn(ContrastPicture3),
-                "ChangeContrastQVL(ContrastRed as double, ContrastGreen as double, ContrastBlue as double) as picture"),
-    ConsoleSafe(Fn(TransformPicture1), "ChangeCustomQVL(a as double, b as double) as picture"),
-    ConsoleSafe(Fn(TransformPicture3),
-                "ChangeCustomQVL(Ra as double, Rb as double, Ga as double, Gb as double, Ba as double, Bb as double) "
-                "as picture"),
-    ConsoleSafe(Fn(InvertPicture),
-                "InvertQVL(left as integer,top as integer,width as integer,height as integer) as picture"),
-    ConsoleSafe(Fn(InvertPicture2), "InvertQVL as picture"),
-    ConsoleSafe(Fn(InvertGrayPicture),
-                "InvertGrayQVL(left as integer,top as integer,width as integer,height as integer) as picture"),
-    ConsoleSafe(Fn(InvertGrayPicture2), "InvertGrayQVL as picture"),
-    ConsoleSafe(Fn(SaturationPicture), "ChangeSaturationQVL(Amount as integer) as picture"),
-};
+std::vector<REALmethodDefinition> pictureMethods = DefinitionsOf(kPictureMethodRows);
+std::vector<REALmethodDefinition> globalMethods = DefinitionsOf(kGlobalMethodRows);
 
-REALclassDefinition pictureClass =
-    ClassRecord("Picture", 0, nullptr, nullptr, noProperties, pictureMethods, consoleTarget);
+namespace {
 
-std::vector<REALmethodDefinition> globalMethods = {
-    ConsoleSafe(Fn(TintPicture), "TintPictureQVL(source as picture, GreyBase as color, SepiaBase as color) as picture"),
-};
+REALclassDefinition PictureClassRecord() {
+  return ClassRecord("Picture", 0, nullptr, nullptr, noProperties, pictureMethods, consoleTarget);
+}
 
-REALclassDefinition Lut3DClass =
-    ClassRecord("PictureLut3DQVL", 140016, nullptr, nullptr, Lut3DProperties, Lut3DMethods, consoleTarget);
+REALclassDefinition Lut3DClassRecord() {
+  return ClassRecord("PictureLut3DQVL", 140016, nullptr, nullptr, Lut3DProperties, Lut3DMethods, consoleTarget);
+}
 
-REALclassDefinition PictureSepiaClass =
-    ClassRecord("PictureSepiaQVL", 104, nullptr, nullptr, PictureSepiaProperties, PictureSepiaMethods, consoleTarget);
+REALclassDefinition PictureSepiaClassRecord() {
+  return ClassRecord("PictureSepiaQVL", 104, nullptr, nullptr, PictureSepiaProperties, PictureSepiaMethods,
+                     consoleTarget);
+}
 
-REALmoduleDefinition IOSPictureModule =
-    ModuleRecord("iOSPictureQVL", IOSSharedMethods, IOSPictureSharedProperties, 1, IOSDelegates, 2, iosTarget);
+REALmoduleDefinition IOSPictureModuleRecord() {
+  return ModuleRecord("iOSPictureQVL", IOSSharedMethods, IOSPictureSharedProperties, 1, IOSDelegates, 2, iosTarget);
+}
+
+}  // namespace
+
+REALclassDefinition pictureClass = PictureClassRecord();
+REALclassDefinition Lut3DClass = Lut3DClassRecord();
+REALclassDefinition PictureSepiaClass = PictureSepiaClassRecord();
+REALmoduleDefinition IOSPictureModule = IOSPictureModuleRecord();
+
+const std::vector<MethodTable>& MethodTables() {
+  static const std::vector<MethodTable> tables = {
+      {"iOSPictureQVL", ValueType::Nothing, &kIOSSharedMethodRows},
+      {"PictureSepiaQVL", ValueType::Object, &kPictureSepiaMethodRows},
+      {"PictureLut3DQVL", ValueType::Object, &kLut3DMethodRows},
+      {"Picture", ValueType::Picture, &kPictureMethodRows},
+      {"(global)", ValueType::Nothing, &kGlobalMethodRows},
+  };
+  return tables;
+}
+
+void RestoreTables() {
+  RestoreRows(kPictureMethodRows, pictureMethods);
+  RestoreRows(kGlobalMethodRows, globalMethods);
+  RestoreRows(kLut3DMethodRows, Lut3DMethods);
+  RestoreRows(kPictureSepiaMethodRows, PictureSepiaMethods);
+  RestoreRows(kIOSSharedMethodRows, IOSSharedMethods);
+  RestoreRows(kLut3DProperties, Lut3DProperties);
+  RestoreRows(kPictureSepiaProperties, PictureSepiaProperties);
+  DebuggingSharedProperties[0] = DebuggingRecord();
+  IOSPictureSharedProperties[0] = IOSDebuggingRecord();
+  pictureClass = PictureClassRecord();
+  Lut3DClass = Lut3DClassRecord();
+  PictureSepiaClass = PictureSepiaClassRecord();
+  IOSPictureModule = IOSPictureModuleRecord();
+}

@@ -1,10 +1,12 @@
-// The definition tables: everything Xojo code can see of the plug-in. They
-// are writable because the registrar fits their flags and version fields to
-// the host in place. Row tables grow one row per line in registration order.
+// The definition tables: everything Xojo code can see of the plug-in. The
+// rows are written once, as constants; what the host receives are writable
+// copies, because the registrar fits their flags and version fields to the
+// host in place. Row tables grow one row per line in registration order.
 #pragma once
 
 #include <vector>
 
+#include "frame/signatures.h"
 #include "qvl/definitions.h"
 
 // The methods that extend the host's Picture class, and their class record.
@@ -24,3 +26,25 @@ extern REALproperty DebuggingSharedProperties[1];
 extern REALproperty IOSPictureSharedProperties[1];
 
 extern REALattribute DeprecatedAttributes[1];
+
+// A method row as written: the record and what its function takes and gives.
+struct MethodRow {
+  REALmethodDefinition definition;
+  FunctionKinds kinds;
+};
+
+// One table of method rows, and what its functions take before the declared
+// parameters: the picture for the extension, the instance for a class,
+// nothing for global and module methods.
+struct MethodTable {
+  const char* owner;
+  ValueType receiver;
+  const std::vector<MethodRow>* rows;
+};
+
+// Every table of method rows, in registration order.
+const std::vector<MethodTable>& MethodTables();
+
+// Puts every writable table back as it is written, in the same storage, so
+// that a second start-up fits and registers what the first one did.
+void RestoreTables();

@@ -8,10 +8,6 @@
 #include "picture/picture_editor.h"
 #include "platform/platform.h"
 
-bool IsConsole = false;
-bool IsDesktop = false;
-bool CheckedApplication = false;
-
 namespace {
 
 // Host picture kinds as PluginPictureGetType reports them.

@@ -91,8 +91,3 @@ class PictureWriter : public PictureEditor {
 // A new picture with an alpha channel, made through the host's Picture
 // constructor; one counted reference for the caller, or nil.
 REALpictureStruct* NewPictureWithAlphaChannel(int64_t width, int64_t height);
-
-// Process-wide facts learnt while acquiring pictures; only ever set.
-extern bool IsConsole;
-extern bool IsDesktop;
-extern bool CheckedApplication;

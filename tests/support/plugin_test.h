@@ -9,8 +9,9 @@
 #include <string>
 #include <vector>
 
-#include "filters/vector_level.h"
 #include "binding/globals.h"
+#include "binding/wrappers.h"
+#include "filters/vector_level.h"
 #include "picture/picture_editor.h"
 #include "qvlhost.h"
 
@@ -47,10 +48,10 @@ class PluginTest : public ::testing::Test {
   void SetUp() override {
     config_ = HostConfig();
     qvlhost::Reset(config_);
+    RestoreLoadState();
+    ForgetEntryPoints();
     gResolver = qvlhost::Resolver();
     rbversion_rbversion = config_.version;
-    DebuggingEnabled = false;
-    IsConsole = IsDesktop = CheckedApplication = false;
     CapVectorLevel(VectorLevel::Avx512);
   }
 
