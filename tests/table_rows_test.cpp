@@ -1,0 +1,283 @@
+// Declarations tied to functions: every row's declaration, read as the host
+// reads it, takes and gives what the row's C++ function does; the host
+// receives the rows in their order with their functions; and every method
+// called through the host by its declaration gives what its function gives
+// when called directly.
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "filters/invert.h"
+#include "filters/threshold.h"
+#include "filters/tint.h"
+#include "filters/tone.h"
+#include "frame/tables.h"
+#include "picture/masks.h"
+#include "support/plugin_test.h"
+#include "surface.h"
+
+extern "C" void REALPluginMain(QVLResolver resolver);
+
+bool operator==(const ValueKind& a, const ValueKind& b) { return a.type == b.type && a.byRef == b.byRef; }
+void PrintTo(const ValueKind& kind, std::ostream* out) { *out << int(kind.type) << (kind.byRef ? " byref" : ""); }
+
+namespace {
+
+using qvlhost::TypeKind;
+using qvlhost::Value;
+using Values = std::vector<Value>;
+
+ValueType DeclaredType(TypeKind kind) {
+  switch (kind) {
+    case TypeKind::Nothing:
+      return ValueType::Nothing;
+    case TypeKind::Integer:
+      return ValueType::Integer;
+    case TypeKind::Int32:
+      return ValueType::Int32;
+    case TypeKind::UInt32:
+    case TypeKind::Color:
+      return ValueType::UInt32;
+    case TypeKind::Boolean:
+      return ValueType::Boolean;
+    case TypeKind::Double:
+      return ValueType::Double;
+    case TypeKind::Single:
+      return ValueType::Single;
+    case TypeKind::String:
+      return ValueType::String;
+    case TypeKind::Picture:
+      return ValueType::Picture;
+    case TypeKind::MemoryBlock:
+      return ValueType::MemoryBlock;
+    case TypeKind::FolderItem:
+      return ValueType::FolderItem;
+    case TypeKind::Object:
+      return ValueType::Object;
+  }
+  return ValueType::Nothing;
+}
+
+TEST(TableRows, EveryDeclarationTakesAndGivesWhatItsFunctionDoes) {
+  size_t rows = 0;
+  for (const MethodTable& table : MethodTables()) {
+    for (const MethodRow& row : *table.rows) {
+      ++rows;
+      const std::string text = row.definition.declaration;
+      qvlhost::Declaration declaration;
+      std::string error;
+      ASSERT_TRUE(qvlhost::ParseDeclaration(text, &declaration, &error)) << text << ": " << error;
+      std::vector<ValueKind> declared;
+      if (table.receiver != ValueType::Nothing) declared.push_back({table.receiver, false});
+      for (const qvlhost::Parameter& parameter : declaration.parameters)
+        declared.push_back({DeclaredType(parameter.type.kind), parameter.byRef});
+      const std::vector<ValueKind> taken(row.kinds.parameters, row.kinds.parameters + row.kinds.parameterCount);
+      EXPECT_EQ(declared, taken) << table.owner << ": " << text;
+      EXPECT_EQ((ValueKind{DeclaredType(declaration.result.kind), false}), row.kinds.result) << text;
+    }
+  }
+  EXPECT_EQ(pictureMethods.size() + globalMethods.size(), rows);
+}
+
+// A registered function called directly with host values.
+template <class T>
+T Argument(const Value& value) {
+  if constexpr (std::is_same_v<T, double>) {
+    return value.real;
+  } else if constexpr (std::is_same_v<T, REALpictureStruct*>) {
+    return static_cast<REALpictureStruct*>(value.handle);
+  } else {
+    static_assert(std::is_integral_v<T>, "no test argument of this type");
+    return static_cast<T>(value.integer);
+  }
+}
+
+template <class R>
+Value Result(R result) {
+  if constexpr (std::is_same_v<R, REALpictureStruct*>) {
+    return Value::Handle(TypeKind::Picture, result);
+  } else if constexpr (std::is_same_v<R, bool>) {
+    return Value::Boolean(result);
+  } else if constexpr (std::is_same_v<R, double>) {
+    return Value::Double(result);
+  } else {
+    return Value::Integer(result);
+  }
+}
+
+struct Expected {
+  std::string name;
+  void* function;
+  std::function<Value(const Values&)> direct;
+};
+
+template <class R, class... A, size_t... I>
+Value CallDirectly(R (*function)(A...), const Values& values, std::index_sequence<I...>) {
+  return Result(function(Argument<A>(values[I])...));
+}
+
+template <class R, class... A>
+Expected Row(const char* name, R (*function)(A...)) {
+  auto direct = [function](const Values& values) {
+    return CallDirectly(function, values, std::index_sequence_for<A...>{});
+  };
+  return Expected{name, reinterpret_cast<void*>(function), direct};
+}
+
+// The Picture extension and the global methods, in registration order.
+const std::vector<Expected>& ExtensionRows() {
+  static const std::vector<Expected> rows = {
+      Row("ThresholdQVL", ThresholdQVL),
+      Row("HasMaskQVL", PictureHasMask),
+      Row("ChangeContrastBrightnessAbsoluteQVL", ContrastAbsBrightnessPicture3),
+      Row("ChangeContrastBrightnessLinearQVL", ContrastLinBrightnessPicture3),
+      Row("ChangeContrastBrightnessAbsoluteQVL", ContrastAbsBrightnessPicture1),
+      Row("ChangeContrastBrightnessLinearQVL", ContrastLinBrightnessPicture1),
+      Row("ChangeBrightnessAbsoluteQVL", AbsBrightnessPicture3),
+      Row("ChangeBrightnessLinearQVL", LinBrightnessPicture3),
+      Row("ChangeBrightnessAbsoluteQVL", AbsBrightnessPicture1),
+      Row("ChangeBrightnessLinearQVL", LinBrightnessPicture1),
+      Row("ChangeContrastQVL", ContrastPicture1),
+      Row("ChangeContrastQVL", ContrastPicture3),
+      Row("ChangeCustomQVL", TransformPicture1),
+      Row("ChangeCustomQVL", TransformPicture3),
+      Row("InvertQVL", InvertPicture),
+      Row("InvertQVL", InvertPicture2),
+      Row("InvertGrayQVL", InvertGrayPicture),
+      Row("InvertGrayQVL", InvertGrayPicture2),
+      Row("ChangeSaturationQVL", SaturationPicture),
+  };
+  return rows;
+}
+
+const std::vector<Expected>& GlobalRows() {
+  static const std::vector<Expected> rows = {Row("TintPictureQVL", TintPicture)};
+  return rows;
+}
+
+struct Route {
+  const char* name;
+  double version;
+  qvlhost::Storage storage;
+  std::vector<std::string> owners;  // the extension's owner, then the global methods'
+};
+
+class RegisteredSurface : public PluginTest, public ::testing::WithParamInterface<Route> {
+ protected:
+  qvlhost::Config HostConfig() override {
+    qvlhost::Config config;
+    config.version = GetParam().version;
+    config.storage = GetParam().storage;
+    if (config.storage.kind != qvlhost::Storage::CoreGraphics) config.app = qvlhost::AppKind::Console;
+    return config;
+  }
+
+  void SetUp() override {
+    PluginTest::SetUp();
+    REALPluginMain(qvlhost::Resolver());
+    owners_ = qvlhost::Surface();
+  }
+
+  std::vector<qvlhost::SurfaceOwner> owners_;
+};
+
+TEST_P(RegisteredSurface, RowsReachTheHostInOrderWithTheirFunctions) {
+  std::vector<std::string> owners;
+  for (const qvlhost::SurfaceOwner& owner : owners_) owners.push_back(owner.name);
+  ASSERT_EQ(GetParam().owners, owners);
+  const std::vector<Expected>* expected[] = {&ExtensionRows(), &GlobalRows()};
+  for (size_t i = 0; i < owners_.size(); ++i) {
+    std::vector<std::pair<std::string, void*>> received, wanted;
+    for (const qvlhost::SurfaceMethod& method : owners_[i].methods)
+      received.emplace_back(method.Name(), method.function);
+    for (const Expected& row : *expected[i]) wanted.emplace_back(row.name, row.function);
+    EXPECT_EQ(wanted, received) << owners[i];
+  }
+}
+
+// Distinct values by position, so that crossed arguments show; the integers
+// also make InvertQVL's rectangle (60, 1, 20, 3) lie inside the picture.
+const int64_t kIntegers[] = {0, 60, 1, 20, 3, 5, 7, 9};
+const double kDoubles[] = {0, 0.6, -0.25, 1.3, 0.1, -0.4, 0.8, 1.1};
+const uint32_t kColours[] = {0, 0x336699, 0xCC8844, 0x10E0A0};
+
+Value ArgumentFor(const qvlhost::Parameter& parameter, size_t position, REALpictureStruct* picture) {
+  switch (parameter.type.kind) {
+    case TypeKind::Picture:
+      return Value::Handle(TypeKind::Picture, picture);
+    case TypeKind::Integer:
+      return Value::Integer(kIntegers[position]);
+    case TypeKind::Double:
+      return Value::Double(kDoubles[position]);
+    case TypeKind::Color:
+      return Value::Color(kColours[position]);
+    default:
+      ADD_FAILURE() << "no test value for " << parameter.name;
+      return Value();
+  }
+}
+
+REALpictureStruct* VariedPicture() {
+  REALpictureStruct* picture = qvlhost::NewAlphaPicture(80, 6);
+  for (int64_t y = 0; y < 6; ++y)
+    for (int64_t x = 0; x < 80; ++x)
+      qvlhost::SetPixelColour(picture, x, y,
+                              qvlhost::Rgba{uint8_t(x * 3), uint8_t(255 - x * 2), uint8_t(y * 40 + x),
+                                            uint8_t(y == 5 ? 255 : 30 + 40 * y)});
+  return picture;
+}
+
+void ExpectSameValue(const Value& byDeclaration, const Value& direct, const std::string& text) {
+  ASSERT_EQ(byDeclaration.kind, direct.kind) << text;
+  if (direct.kind != TypeKind::Picture) {
+    EXPECT_EQ(byDeclaration.integer, direct.integer) << text;
+    EXPECT_EQ(byDeclaration.real, direct.real) << text;
+    return;
+  }
+  auto* a = static_cast<REALpictureStruct*>(byDeclaration.handle);
+  auto* b = static_cast<REALpictureStruct*>(direct.handle);
+  ASSERT_TRUE(a && b) << text;
+  ASSERT_EQ(qvlhost::PictureWidth(a), qvlhost::PictureWidth(b)) << text;
+  ASSERT_EQ(qvlhost::PictureHeight(a), qvlhost::PictureHeight(b)) << text;
+  EXPECT_EQ(qvlhost::HasAlphaChannel(a), qvlhost::HasAlphaChannel(b)) << text;
+  int64_t differences = 0;
+  for (int64_t y = 0; y < qvlhost::PictureHeight(b); ++y)
+    for (int64_t x = 0; x < qvlhost::PictureWidth(b); ++x)
+      differences += qvlhost::PixelWord(a, x, y) != qvlhost::PixelWord(b, x, y);
+  EXPECT_EQ(0, differences) << text;
+}
+
+TEST_P(RegisteredSurface, EveryMethodByItsDeclarationGivesWhatItsFunctionGives) {
+  qvlhost::OwnedPicture picture(VariedPicture());
+  const std::vector<Expected>* expected[] = {&ExtensionRows(), &GlobalRows()};
+  ASSERT_EQ(2u, owners_.size());
+  for (size_t i = 0; i < owners_.size(); ++i) {
+    ASSERT_EQ(expected[i]->size(), owners_[i].methods.size()) << owners_[i].name;
+    for (size_t j = 0; j < owners_[i].methods.size(); ++j) {
+      const qvlhost::SurfaceMethod& method = owners_[i].methods[j];
+      Values arguments;
+      for (const qvlhost::Parameter& parameter : method.callForm.parameters)
+        arguments.push_back(ArgumentFor(parameter, arguments.size(), picture));
+      Values passed = arguments;
+      Value byDeclaration;
+      std::string error;
+      EXPECT_TRUE(qvlhost::CallMethod(method, passed, &byDeclaration, &error)) << error;
+      const Value direct = (*expected[i])[j].direct(arguments);
+      ExpectSameValue(byDeclaration, direct, method.text);
+      qvlhost::ReleaseValue(byDeclaration);
+      qvlhost::ReleaseValue(direct);
+    }
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Routes, RegisteredSurface,
+    ::testing::Values(
+        Route{"module2024_cg2", 2024.03, qvlhost::Storage::CG(2), {"PicturePictureExtensionQVL", "PictureGlobalsQVL"}},
+        Route{"extension2012_gd", 2012.0, qvlhost::Storage::GD(), {"Picture", "(global)"}}),
+    [](const auto& info) { return std::string(info.param.name); });
+
+}  // namespace
