@@ -98,10 +98,10 @@ bool PictureEditor::GetPictureEditor(REALpictureStruct* pic, bool isReading, boo
     }
   }
   if (kind == kMutableImage) TraceWord("Mutable Image, ok");
-  return GetPictureEditorInternal(pic, reading, writing, 1);
+  return GetPictureEditorInternal(pic);
 }
 
-bool PictureEditor::GetPictureEditorInternal(REALpictureStruct* pic, bool, bool, int) {
+bool PictureEditor::GetPictureEditorInternal(REALpictureStruct* pic) {
   bool hasAlpha = false;
   if (!REALGetPropValueBoolean(pic, "HasAlphaChannel", &hasAlpha)) {
     TraceWord("HasAlphaChannel property not found.");
@@ -152,8 +152,7 @@ bool PictureEditor::GetPictureEditorCGBitmapContext(REALpictureStruct* pic, bool
   unlock.picture = nullptr;  // the editor owns the lock from here on
   contextHasAlpha = hasAlpha;
   Pixelbase = base = static_cast<uint32_t*>(context.data);
-  BytesPerPixel = 4;
-  x = y = 0;
+  y = 0;
   lMacAlphaInfo = alphaInfo;
   ReadResolutions(pic);
   return true;
@@ -178,11 +177,10 @@ bool PictureEditor::GetPictureEditorGDImagePtr(REALpictureStruct* pic) {
   NeedPictureUnlock = true;
   unlock.picture = nullptr;  // the editor owns the lock from here on
   pictureType = 8;
-  x = y = 0;
+  y = 0;
   Width = description.width;
   Height = description.height;
   BytesPerRow = Width * 4;
-  BytesPerPixel = 4;
   tpixels = reinterpret_cast<uint32_t**>(image.tpixels);
   Pixelbase = base = tpixels[0];
   lMacAlphaInfo = 6;

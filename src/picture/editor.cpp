@@ -32,7 +32,6 @@ bool PictureEditor::GetPictureReader(REALpictureStruct* pic) {
 bool PictureEditor::CountRowWarning() { return warningCount++ <= kLastWrittenRowWarning && DebuggingEnabled; }
 
 uint32_t* PictureEditor::GetRow(int64_t row) {
-  x = 0;
   y = row;
   if (row < 0 && CountRowWarning()) TraceInt64("y is too small", row);
   if (!Pixelbase) TraceWord("Warning: Pixelbase is nil!");

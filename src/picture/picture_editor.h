@@ -30,7 +30,7 @@ class PictureEditor {
   // Acquisition: true when the picture is locked and its rows are reachable.
   bool GetPictureReader(REALpictureStruct* pic);
   bool GetPictureEditor(REALpictureStruct* pic, bool reading, bool writing);
-  bool GetPictureEditorInternal(REALpictureStruct* pic, bool reading, bool writing, int attempt);
+  bool GetPictureEditorInternal(REALpictureStruct* pic);
   bool GetPictureEditorCGBitmapContext(REALpictureStruct* pic, bool hasAlpha);
   bool GetPictureEditorGDImagePtr(REALpictureStruct* pic);
 
@@ -46,7 +46,6 @@ class PictureEditor {
   int64_t BytesPerRow = 0;
   int64_t Width = 0;
   int64_t Height = 0;
-  int64_t BytesPerPixel = 0;
   int64_t warningCount = 0;
   int64_t VerticalResolution = 0;
   int64_t HorizontalResolution = 0;
@@ -54,9 +53,7 @@ class PictureEditor {
   uint32_t pictureType = 0;
   uint32_t* base = nullptr;
   REALpictureDescription description = {};
-  void* buffer = nullptr;
   uint32_t* Pixelbase = nullptr;
-  int64_t x = 0;
   int64_t y = 0;
   REALpictureStruct* picture = nullptr;
   uint32_t** tpixels = nullptr;

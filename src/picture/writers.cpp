@@ -90,8 +90,6 @@ REALpictureStruct* PictureEditor::RenderPictureWriter() {
     result = picture;
     REALLockObject(result);
     REALPictureClearCache(result);
-  } else if (buffer) {
-    result = REALBuildPictureFromBuffer(int32_t(Width), int32_t(Height), 1, buffer, int32_t(BytesPerRow));
   }
   TracePointer("RenderPictureWriter done", result);
   if (HorizontalResolution > 0 && VerticalResolution > 0 && result) {
