@@ -196,6 +196,7 @@ void UseLayout(const BenchLayout& layout) {
   qvlhost::Config config;
   config.storage = layout.storage;
   config.app = layout.app;
+  config.journal = false;  // the timings are the plug-in's, not the journal's
   qvlhost::Reset(config);
   // A process settles on one storage form after its first lock; the
   // benchmarks change form between layouts, so they start from the state at load.

@@ -226,15 +226,19 @@ bool SameDeclaration(const std::string& a, const std::string& b);
 
 // Journal.
 void Record(JournalEntry entry);
+bool Journaling();  // Config::journal of the current host
 
 // Formats a call's arguments for the journal: a leading handle as the entry's
-// handle, everything else as text.
+// handle, everything else as text. Nothing is formatted while the journal is off.
 class CallRecorder {
  public:
-  explicit CallRecorder(std::string entry) : entry_(std::move(entry)) {}
-  void operator()() { Record({entry_, nullptr, ""}); }
+  explicit CallRecorder(const char* entry) : entry_(entry) {}
+  void operator()() {
+    if (Journaling()) Record({entry_, nullptr, ""});
+  }
   template <class First, class... Rest>
   void operator()(First first, Rest... rest) {
+    if (!Journaling()) return;
     JournalEntry entry{entry_, nullptr, ""};
     if constexpr (std::is_pointer_v<First> && !std::is_same_v<First, const char*> &&
                   !std::is_function_v<std::remove_pointer_t<First>>) {
@@ -266,7 +270,7 @@ class CallRecorder {
     }
   }
 
-  std::string entry_;
+  const char* entry_;
 };
 
 // The implementations of the entry points, each with exactly the signature

@@ -5,7 +5,11 @@
 
 namespace qvlhost {
 
-void Record(JournalEntry entry) { State().journal.push_back(std::move(entry)); }
+void Record(JournalEntry entry) {
+  if (Journaling()) State().journal.push_back(std::move(entry));
+}
+
+bool Journaling() { return State().config.journal; }
 
 const std::vector<JournalEntry>& Journal() { return State().journal; }
 

@@ -46,6 +46,7 @@ struct Config {
   int64_t maxPictureBytes = int64_t(1) << 31;      // larger pictures cannot be made: newPicture gives nil
   bool debugMode = false;                          // what REALInDebugMode answers
   int64_t maxMemoryBlockBytes = int64_t(1) << 31;  // larger memory blocks raise OutOfMemoryException
+  bool journal = true;                             // false: host calls are not journaled
 };
 
 // One host call as the journal records it.

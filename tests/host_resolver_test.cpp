@@ -59,4 +59,17 @@ TEST_F(ResolverTest, VersionApplicationClassesPropertiesAndMethodsFollowTheConfi
   EXPECT_NE(nullptr, load(picture, "Mask(assigns newMask As Picture)"));
 }
 
+// With the journal off the host's entries work as before and record nothing.
+TEST(HostJournal, SwitchedOffRecordsNothing) {
+  for (bool journal : {true, false}) {
+    qvlhost::Config config;
+    config.journal = journal;
+    qvlhost::Reset(config);
+    qvlhost::OwnedPicture picture(HostEntry<REALNewPictureFn>("newPicture")(3, 2, 32));
+    EXPECT_EQ(3, qvlhost::PictureWidth(picture));
+    EXPECT_EQ(journal ? 1u : 0u, qvlhost::Journal().size());
+  }
+  qvlhost::Reset();
+}
+
 }  // namespace

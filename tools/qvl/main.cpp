@@ -56,6 +56,7 @@ std::string PluginPath(const CommandLine& line) {
 
 bool StartHost(const CommandLine& line, std::string* error) {
   qvlhost::Config config;
+  config.journal = false;  // nothing reads it here
   if (line.versionGiven) config.version = line.hostVersion;
   if (line.storageGiven) config.storage = line.storage;
   // gd storage is what console applications have; desktop ones draw with Core Graphics.
