@@ -165,6 +165,8 @@ struct Route {
   std::vector<std::string> owners;  // the extension's owner, then the global methods'
 };
 
+void PrintTo(const Route& route, std::ostream* out) { *out << route.name; }
+
 class RegisteredSurface : public PluginTest, public ::testing::WithParamInterface<Route> {
  protected:
   qvlhost::Config HostConfig() override {
@@ -198,10 +200,11 @@ TEST_P(RegisteredSurface, RowsReachTheHostInOrderWithTheirFunctions) {
   }
 }
 
-// Distinct values by position, so that crossed arguments show; the integers
-// also make InvertQVL's rectangle (60, 1, 20, 3) lie inside the picture.
+// Distinct values by position, so that crossed arguments show. The integers
+// make InvertQVL's rectangle (60, 1, 20, 3) lie inside the picture; each
+// double changes pixels both as a contrast and as a brightness.
 const int64_t kIntegers[] = {0, 60, 1, 20, 3, 5, 7, 9};
-const double kDoubles[] = {0, 0.6, -0.25, 1.3, 0.1, -0.4, 0.8, 1.1};
+const double kDoubles[] = {0, 1.5, -20.25, 30.75, -8.5, 17.25, -3.5, 9.0};
 const uint32_t kColours[] = {0, 0x336699, 0xCC8844, 0x10E0A0};
 
 Value ArgumentFor(const qvlhost::Parameter& parameter, size_t position, REALpictureStruct* picture) {
