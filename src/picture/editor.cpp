@@ -66,7 +66,8 @@ void PictureEditor::clear() {
     REALPictureClearCache(picture);
   }
   if (picture) {
-    REALUnlockObject(picture);
+    if (holdsReference) REALUnlockObject(picture);
+    holdsReference = false;
     picture = nullptr;
   }
   TraceWord("ClosePictureReader done");
