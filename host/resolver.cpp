@@ -9,29 +9,26 @@ namespace qvlhost {
 
 namespace {
 
-// One journaling front per entry point; it records the call and hands it on.
+// One front per entry point: it records the call and hands it on. No C++
+// exception passes into the plug-in: one that ends the work, a failed
+// allocation above all, gives the entry's failure result, as the runtime's
+// entries do.
 #define QVL_JOURNALED_ENTRY(wrapper, entry, Ret, params, args, fail) \
-  Ret Journaled_##wrapper params {                                   \
-    CallRecorder{entry} args;                                        \
-    return entries::wrapper args;                                    \
+  Ret Journaled_##wrapper params noexcept {                          \
+    try {                                                            \
+      CallRecorder{entry} args;                                      \
+      return entries::wrapper args;                                  \
+    } catch (...) {                                                  \
+      return fail;                                                   \
+    }                                                                \
   }
 QVL_ENTRY_POINTS(QVL_JOURNALED_ENTRY)
+QVL_JOURNALED_ENTRY(REALGetRBVersion, QVL_ENTRY_GET_RB_VERSION, double, (), (), 0.0)
+QVL_JOURNALED_ENTRY(RegisterPluginVersion, QVL_ENTRY_REGISTER_PLUGIN_VERSION, void, (int32_t sdkVersion),
+                    (sdkVersion), )
+QVL_JOURNALED_ENTRY(StringGetCString, QVL_ENTRY_STRING_GET_CSTRING, const char*, (REALstringStruct * str), (str),
+                    nullptr)
 #undef QVL_JOURNALED_ENTRY
-
-double JournaledGetRBVersion() {
-  CallRecorder{QVL_ENTRY_GET_RB_VERSION}();
-  return entries::REALGetRBVersion();
-}
-
-void JournaledRegisterPluginVersion(int32_t sdkVersion) {
-  CallRecorder{QVL_ENTRY_REGISTER_PLUGIN_VERSION}(sdkVersion);
-  entries::RegisterPluginVersion(sdkVersion);
-}
-
-const char* JournaledStringGetCString(REALstringStruct* str) {
-  CallRecorder{QVL_ENTRY_STRING_GET_CSTRING}(str);
-  return entries::StringGetCString(str);
-}
 
 template <class Fn>
 void* Address(Fn function) {
@@ -44,19 +41,24 @@ const std::map<std::string, void*>& EntryTable() {
   {entry, Address(static_cast<wrapper##Fn>(&Journaled_##wrapper))},
       QVL_ENTRY_POINTS(QVL_TABLE_ROW)
 #undef QVL_TABLE_ROW
-          {QVL_ENTRY_GET_RB_VERSION, Address(static_cast<QVLGetRBVersionFn>(&JournaledGetRBVersion))},
+          {QVL_ENTRY_GET_RB_VERSION, Address(static_cast<QVLGetRBVersionFn>(&Journaled_REALGetRBVersion))},
       {QVL_ENTRY_REGISTER_PLUGIN_VERSION,
-       Address(static_cast<QVLRegisterPluginVersionFn>(&JournaledRegisterPluginVersion))},
-      {QVL_ENTRY_STRING_GET_CSTRING, Address(static_cast<QVLStringGetCStringFn>(&JournaledStringGetCString))},
+       Address(static_cast<QVLRegisterPluginVersionFn>(&Journaled_RegisterPluginVersion))},
+      {QVL_ENTRY_STRING_GET_CSTRING, Address(static_cast<QVLStringGetCStringFn>(&Journaled_StringGetCString))},
   };
   return table;
 }
 
-void* Resolve(const char* entryName) {
+// A look-up that cannot be done, for want of memory, finds nothing.
+void* Resolve(const char* entryName) noexcept {
   if (!entryName) return nullptr;
-  if (State().config.hiddenEntries.count(entryName)) return nullptr;
-  auto found = EntryTable().find(entryName);
-  return found == EntryTable().end() ? nullptr : found->second;
+  try {
+    if (State().config.hiddenEntries.count(entryName)) return nullptr;
+    auto found = EntryTable().find(entryName);
+    return found == EntryTable().end() ? nullptr : found->second;
+  } catch (...) {
+    return nullptr;
+  }
 }
 
 }  // namespace

@@ -6,12 +6,15 @@
 #include <string>
 #include <vector>
 
+#include "filters/invert.h"
+#include "filters/threshold.h"
 #include "picture/picture_editor.h"
 #include "support/plugin_test.h"
 
 namespace {
 
 using qvlhost::OwnedPicture;
+using qvlhost::Rgba;
 using ::testing::Contains;
 using ::testing::StartsWith;
 
@@ -134,5 +137,52 @@ TEST_F(WriterTest, RenderingAnEmptyEditorGivesNilAndStillClears) {
   EXPECT_THAT(lines, Contains("QVL Debug: ClosePictureReader done"));
   EXPECT_TRUE(qvlhost::Journal().empty());
 }
+
+// A host that cannot lock objects: the writer keeps the creator's reference
+// and hands it to the caller, and readers give back none they did not take.
+class WriterWithoutLock : public LayoutTest {
+ protected:
+  qvlhost::Config HostConfig() override {
+    qvlhost::Config config = LayoutTest::HostConfig();
+    config.hiddenEntries = {"REALLockObject"};
+    return config;
+  }
+};
+
+std::vector<uint32_t> PixelWords(REALpictureStruct* picture) {
+  std::vector<uint32_t> words;
+  for (int64_t y = 0; y < qvlhost::PictureHeight(picture); ++y) {
+    for (int64_t x = 0; x < qvlhost::PictureWidth(picture); ++x) words.push_back(qvlhost::PixelWord(picture, x, y));
+  }
+  return words;
+}
+
+// Each filter's result is alive, holds the caller's one reference, and has
+// the pixels that the same filter gives on a host that can lock.
+TEST_P(WriterWithoutLock, FilterResultsStayAliveWithOneReference) {
+  const struct {
+    const char* name;
+    bool alphaSource;
+    REALpictureStruct* (*filter)(REALpictureStruct*);
+  } cases[] = {
+      {"InvertPicture2", false, InvertPicture2},
+      {"InvertPicture2 with alpha", true, InvertPicture2},
+      {"ThresholdQVL", false, [](REALpictureStruct* pic) { return ThresholdQVL(pic, 128); }},
+  };
+  for (const auto& c : cases) {
+    qvlhost::CurrentConfig().hiddenEntries = {"REALLockObject"};
+    OwnedPicture source(c.alphaSource ? qvlhost::NewAlphaPicture(3, 2) : qvlhost::NewPicture(3, 2));
+    for (int64_t x = 0; x < 3; ++x) qvlhost::SetPixelColour(source, x, 1, {200, 150, 100, 255});
+    OwnedPicture result(c.filter(source));
+    ASSERT_NE(nullptr, result.get()) << c.name;
+    EXPECT_EQ(1, qvlhost::ReferenceCount(result)) << c.name;
+    EXPECT_EQ(1, qvlhost::ReferenceCount(source)) << c.name;
+    qvlhost::CurrentConfig().hiddenEntries.clear();
+    OwnedPicture locked(c.filter(source));
+    EXPECT_EQ(PixelWords(locked), PixelWords(result)) << c.name;
+  }
+}
+
+QVL_INSTANTIATE_LAYOUTS(WriterWithoutLock);
 
 }  // namespace

@@ -3,6 +3,7 @@
 #include <gd.h>
 
 #include "binding/diagnostics.h"
+#include "binding/references.h"
 #include "binding/scope_guards.h"
 #include "binding/wrappers.h"
 #include "picture/picture_editor.h"
@@ -191,9 +192,10 @@ bool PictureEditor::GetPictureEditorGDImagePtr(REALpictureStruct* pic) {
 }
 
 void PictureEditor::setPicture(REALpictureStruct* pic) {
-  REALLockObject(pic);
-  if (picture) REALUnlockObject(picture);
+  const bool taken = MyREALLockObject(pic);
+  if (picture && holdsReference) REALUnlockObject(picture);
   picture = pic;
+  holdsReference = taken;
 }
 
 void PictureEditor::ReadResolutions(REALpictureStruct* pic) {

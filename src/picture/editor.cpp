@@ -65,7 +65,8 @@ void PictureEditor::clear() {
     REALPictureClearCache(picture);
   }
   if (picture) {
-    REALUnlockObject(picture);
+    if (holdsReference) REALUnlockObject(picture);
+    holdsReference = false;
     picture = nullptr;
   }
   TraceWord("ClosePictureReader done");

@@ -1,7 +1,5 @@
 #include "picture/masks.h"
 
-#include <new>
-
 #include "binding/diagnostics.h"
 #include "binding/wrappers.h"
 
@@ -12,6 +10,10 @@ uint32_t InitedMultiplyTable = 0;
 namespace {
 
 constexpr int kTableSize = 256 * 256;
+
+// Static storage, so that making the tables cannot fail.
+uint8_t MultiplyStorage[kTableSize];
+uint8_t UnmultiplyStorage[kTableSize];
 
 // The host's Picture.Mask method as REALLoadObjectMethod hands it out.
 using MaskMethod = REALpictureStruct* (*)(REALobjectStruct* self, bool create);
@@ -46,9 +48,8 @@ int64_t IntegerProperty(REALpictureStruct* pic, const char* name) {
 void InitMultiplyTable() {
   if (InitedMultiplyTable != 0) return;
   InitedMultiplyTable = 1;
-  UnmultiplyTable = new (std::nothrow) uint8_t[kTableSize]();
-  MultiplyTable = new (std::nothrow) uint8_t[kTableSize]();
-  if (UnmultiplyTable == nullptr || MultiplyTable == nullptr) return;
+  UnmultiplyTable = UnmultiplyStorage;
+  MultiplyTable = MultiplyStorage;
   InitedMultiplyTable = 2;
   FillTables();
 }

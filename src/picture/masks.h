@@ -11,7 +11,7 @@
 // largest straight channel that premultiplies to v (v where none does).
 extern uint8_t* MultiplyTable;
 extern uint8_t* UnmultiplyTable;
-// 0 nothing done, 1 allocation attempted (and failed, if it stays 1), 2 ready.
+// 0 nothing done, 1 while the tables are being set up, 2 ready.
 extern uint32_t InitedMultiplyTable;
 
 // Builds both tables on the first call; later calls do nothing.

@@ -62,6 +62,9 @@ class PictureEditor {
   bool reading = false;
   bool writing = false;
   bool NeedPictureUnlock = false;
+  // Whether the editor holds a counted reference to `picture` that clear
+  // gives back: false where the host could not lock it.
+  bool holdsReference = false;
 
  private:
   void setPicture(REALpictureStruct* pic);

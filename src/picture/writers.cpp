@@ -1,6 +1,7 @@
 // Result pictures: making a new host picture, binding a writer to it and
 // handing it to the caller.
 #include "binding/diagnostics.h"
+#include "binding/references.h"
 #include "binding/scope_guards.h"
 #include "binding/wrappers.h"
 #include "picture/picture_editor.h"
@@ -21,12 +22,19 @@ const char* SizeRefusal(int64_t width, int64_t height) {
   return nullptr;
 }
 
-// Binds a writer to a picture that has only its creator's reference, which
-// is given back whether or not the writer took one of its own.
+// Binds a writer to a picture that has only its creator's reference. That
+// reference is given back once the writer holds one of its own; where the
+// host could not lock the picture, the writer keeps the creator's instead.
+// After a failed acquisition it is given back and the picture goes.
 bool AcquireForWriting(PictureWriter& writer, REALpictureStruct* pic) {
   REALobjectStruct* creatorReference = pic;
   rbFreeLater release(&creatorReference, nullptr);
-  return writer.GetPictureEditor(pic, false, true);
+  const bool acquired = writer.GetPictureEditor(pic, false, true);
+  if (acquired && !writer.holdsReference) {
+    writer.holdsReference = true;
+    creatorReference = nullptr;
+  }
+  return acquired;
 }
 
 }  // namespace
@@ -88,7 +96,9 @@ REALpictureStruct* PictureEditor::RenderPictureWriter() {
   REALpictureStruct* result = nullptr;
   if (picture) {
     result = picture;
-    REALLockObject(result);
+    // The caller's reference is a new one or, where the host cannot lock,
+    // the editor's own, which clear then keeps.
+    if (!MyREALLockObject(result)) holdsReference = false;
     REALPictureClearCache(result);
   }
   TracePointer("RenderPictureWriter done", result);

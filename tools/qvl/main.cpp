@@ -4,6 +4,7 @@
 
 #include <cstdlib>
 #include <iostream>
+#include <new>
 #include <string>
 #include <vector>
 
@@ -199,9 +200,8 @@ int RunMethod(const CommandLine& line) {
   return HandBack(line, method, arguments, result);
 }
 
-}  // namespace
-
-int main(int argc, char** argv) {
+// Everything a run does; a failed allocation passes out of it to main.
+int Run(int argc, char** argv) {
   CommandLine line;
   std::string error;
   if (!qvltool::ParseCommandLine(std::vector<std::string>(argv + 1, argv + argc), &line, &error)) {
@@ -218,4 +218,14 @@ int main(int argc, char** argv) {
     return 0;
   }
   return RunMethod(line);
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  try {
+    return Run(argc, argv);
+  } catch (const std::bad_alloc&) {
+    return Report(kFailed, "out of memory");
+  }
 }
