@@ -4,14 +4,27 @@
 BUILD      ?= build
 ASAN_BUILD ?= build-asan
 BENCH_BUILD ?= build-bench
+ARM64_BUILD ?= build-arm64
 JOBS       ?= $(shell nproc)
 CMAKE_ARGS ?=
 
 BASE_PACKAGES  = cmake g++ make pkg-config libgd-dev libffi-dev libgtest-dev libgmock-dev zip
 BENCH_PACKAGES = libbenchmark-dev libopencv-dev
+# The cross build for Linux ARM64: Debian's aarch64 toolchain, the arm64
+# multiarch libraries and qemu-user to run what it builds.
+ARM64_PACKAGES = cmake make pkg-config binutils g++-aarch64-linux-gnu qemu-user \
+                 libgd-dev:arm64 libffi-dev:arm64 libgtest-dev:arm64 libgmock-dev:arm64 libhwy-dev:arm64
+ARM64_TOOLCHAIN = $(CURDIR)/cmake/aarch64-linux-gnu.cmake
 
+# A name without an architecture means the machine's own (or an
+# architecture-independent package), so that an arm64 instance installed for
+# the cross build does not stand in for the native one.
 define install_missing
-	@missing=""; for p in $(1); do dpkg -s $$p >/dev/null 2>&1 || missing="$$missing $$p"; done; \
+	@native=$$(dpkg --print-architecture); missing=""; for p in $(1); do \
+	  case $$p in *:*) arch=$${p#*:};; *) arch=$$native;; esac; \
+	  dpkg-query -W -f='$${db:Status-Abbrev}$${Architecture}\n' "$$p" 2>/dev/null | grep -qE "^ii ($$arch|all)$$" || \
+	    missing="$$missing $$p"; \
+	done; \
 	if [ -n "$$missing" ]; then \
 	  echo "Installing:$$missing"; \
 	  SUDO=""; [ "$$(id -u)" = 0 ] || SUDO=sudo; \
@@ -19,10 +32,17 @@ define install_missing
 	fi
 endef
 
-.PHONY: deps build demo test test-asan bench package clean format
+.PHONY: deps arm64-deps build demo test test-asan test-arm64 bench package clean format
 
 deps:
 	$(call install_missing,$(BASE_PACKAGES))
+
+# Packages of another architecture install once dpkg knows it.
+arm64-deps:
+	@dpkg --print-foreign-architectures | grep -qx arm64 || { \
+	  SUDO=""; [ "$$(id -u)" = 0 ] || SUDO=sudo; \
+	  echo "Adding the arm64 architecture"; $$SUDO dpkg --add-architecture arm64; }
+	$(call install_missing,$(ARM64_PACKAGES))
 
 build: deps
 	cmake -S . -B $(BUILD) -DCMAKE_BUILD_TYPE=Release $(CMAKE_ARGS) >/dev/null
@@ -40,6 +60,12 @@ test-asan: deps
 	cmake -S . -B $(ASAN_BUILD) -DCMAKE_BUILD_TYPE=Debug -DQVL_SANITIZE=ON $(CMAKE_ARGS) >/dev/null
 	cmake --build $(ASAN_BUILD) -j $(JOBS)
 	cd $(ASAN_BUILD) && ASAN_OPTIONS=detect_leaks=1 UBSAN_OPTIONS=print_stacktrace=1 ctest -j $(JOBS) --output-on-failure
+
+# The whole suite cross-built for ARM64 and run under qemu-user.
+test-arm64: arm64-deps
+	cmake -S . -B $(ARM64_BUILD) -DCMAKE_TOOLCHAIN_FILE="$(ARM64_TOOLCHAIN)" -DCMAKE_BUILD_TYPE=Release $(CMAKE_ARGS) >/dev/null
+	cmake --build $(ARM64_BUILD) -j $(JOBS)
+	cd $(ARM64_BUILD) && ctest -j $(JOBS) --output-on-failure
 
 bench: deps
 	$(call install_missing,$(BENCH_PACKAGES))
@@ -64,4 +90,4 @@ format:
 	clang-format -i $$(git ls-files '*.cpp' '*.h')
 
 clean:
-	rm -rf $(BUILD) $(ASAN_BUILD) $(BENCH_BUILD) out PictureQVL.xojo_plugin
+	rm -rf $(BUILD) $(ASAN_BUILD) $(BENCH_BUILD) $(ARM64_BUILD) out PictureQVL.xojo_plugin
