@@ -14,7 +14,8 @@ BENCH_PACKAGES = libbenchmark-dev libopencv-dev
 # multiarch libraries and qemu-user to run what it builds.
 ARM64_PACKAGES = cmake make pkg-config binutils g++-aarch64-linux-gnu qemu-user \
                  libgd-dev:arm64 libffi-dev:arm64 libgtest-dev:arm64 libgmock-dev:arm64 libhwy-dev:arm64
-ARM64_TOOLCHAIN = $(CURDIR)/cmake/aarch64-linux-gnu.cmake
+ARM64_CONFIGURE = cmake -S . -B $(ARM64_BUILD) -DCMAKE_TOOLCHAIN_FILE="$(CURDIR)/cmake/aarch64-linux-gnu.cmake" \
+                  -DCMAKE_BUILD_TYPE=Release $(CMAKE_ARGS) >/dev/null
 
 # A name without an architecture means the machine's own (or an
 # architecture-independent package), so that an arm64 instance installed for
@@ -63,7 +64,7 @@ test-asan: deps
 
 # The whole suite cross-built for ARM64 and run under qemu-user.
 test-arm64: arm64-deps
-	cmake -S . -B $(ARM64_BUILD) -DCMAKE_TOOLCHAIN_FILE="$(ARM64_TOOLCHAIN)" -DCMAKE_BUILD_TYPE=Release $(CMAKE_ARGS) >/dev/null
+	$(ARM64_CONFIGURE)
 	cmake --build $(ARM64_BUILD) -j $(JOBS)
 	cd $(ARM64_BUILD) && ctest -j $(JOBS) --output-on-failure
 
@@ -73,9 +74,14 @@ bench: deps
 	cmake --build $(BENCH_BUILD) -j $(JOBS)
 	$(BENCH_BUILD)/bench/qvl_bench $(BENCH_ARGS)
 
-package: deps
+# ARM64=1 adds the Linux ARM64 library from the cross build.
+package: deps $(if $(ARM64),arm64-deps)
 	cmake -S . -B $(BUILD) -DCMAKE_BUILD_TYPE=Release $(CMAKE_ARGS) >/dev/null
 	cmake --build $(BUILD) -j $(JOBS) --target PictureQVL
+ifneq ($(ARM64),)
+	$(ARM64_CONFIGURE)
+	cmake --build $(ARM64_BUILD) -j $(JOBS) --target PictureQVL
+endif
 	rm -rf $(BUILD)/package PictureQVL.xojo_plugin
 	@platform=$$(case "$$(uname -s)/$$(uname -m)" in \
 	  Linux/x86_64) echo "Linux X86 64bit";; Linux/aarch64) echo "Linux ARM64";; Darwin/*) echo "Mac Universal";; esac); \
@@ -83,6 +89,8 @@ package: deps
 	library=$$(ls $(BUILD)/libPictureQVL.so $(BUILD)/libPictureQVL.dylib 2>/dev/null | head -n 1); \
 	mkdir -p "$(BUILD)/package/PictureQVL/Build Resources/$$platform" && \
 	cp "$$library" "$(BUILD)/package/PictureQVL/Build Resources/$$platform/" && \
+	$(if $(ARM64),mkdir -p "$(BUILD)/package/PictureQVL/Build Resources/Linux ARM64" && \
+	cp $(ARM64_BUILD)/libPictureQVL.so "$(BUILD)/package/PictureQVL/Build Resources/Linux ARM64/" &&) \
 	cd $(BUILD)/package && zip -qr "$(CURDIR)/PictureQVL.xojo_plugin" PictureQVL
 	@echo "Package written to PictureQVL.xojo_plugin"
 
