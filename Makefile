@@ -4,14 +4,28 @@
 BUILD      ?= build
 ASAN_BUILD ?= build-asan
 BENCH_BUILD ?= build-bench
+ARM64_BUILD ?= build-arm64
 JOBS       ?= $(shell nproc)
 CMAKE_ARGS ?=
 
 BASE_PACKAGES  = cmake g++ make pkg-config libgd-dev libffi-dev libgtest-dev libgmock-dev zip
 BENCH_PACKAGES = libbenchmark-dev libopencv-dev
+# The cross build for Linux ARM64: Debian's aarch64 toolchain, the arm64
+# multiarch libraries and qemu-user to run what it builds.
+ARM64_PACKAGES = cmake make pkg-config binutils g++-aarch64-linux-gnu qemu-user \
+                 libgd-dev:arm64 libffi-dev:arm64 libgtest-dev:arm64 libgmock-dev:arm64 libhwy-dev:arm64
+ARM64_CONFIGURE = cmake -S . -B $(ARM64_BUILD) -DCMAKE_TOOLCHAIN_FILE="$(CURDIR)/cmake/aarch64-linux-gnu.cmake" \
+                  -DCMAKE_BUILD_TYPE=Release $(CMAKE_ARGS) >/dev/null
 
+# A name without an architecture means the machine's own (or an
+# architecture-independent package), so that an arm64 instance installed for
+# the cross build does not stand in for the native one.
 define install_missing
-	@missing=""; for p in $(1); do dpkg -s $$p >/dev/null 2>&1 || missing="$$missing $$p"; done; \
+	@native=$$(dpkg --print-architecture); missing=""; for p in $(1); do \
+	  case $$p in *:*) arch=$${p#*:};; *) arch=$$native;; esac; \
+	  dpkg-query -W -f='$${db:Status-Abbrev}$${Architecture}\n' "$$p" 2>/dev/null | grep -qE "^ii ($$arch|all)$$" || \
+	    missing="$$missing $$p"; \
+	done; \
 	if [ -n "$$missing" ]; then \
 	  echo "Installing:$$missing"; \
 	  SUDO=""; [ "$$(id -u)" = 0 ] || SUDO=sudo; \
@@ -19,10 +33,17 @@ define install_missing
 	fi
 endef
 
-.PHONY: deps build demo test test-asan bench package clean format
+.PHONY: deps arm64-deps build demo test test-asan test-arm64 bench package clean format
 
 deps:
 	$(call install_missing,$(BASE_PACKAGES))
+
+# Packages of another architecture install once dpkg knows it.
+arm64-deps:
+	@dpkg --print-foreign-architectures | grep -qx arm64 || { \
+	  SUDO=""; [ "$$(id -u)" = 0 ] || SUDO=sudo; \
+	  echo "Adding the arm64 architecture"; $$SUDO dpkg --add-architecture arm64; }
+	$(call install_missing,$(ARM64_PACKAGES))
 
 build: deps
 	cmake -S . -B $(BUILD) -DCMAKE_BUILD_TYPE=Release $(CMAKE_ARGS) >/dev/null
@@ -41,15 +62,26 @@ test-asan: deps
 	cmake --build $(ASAN_BUILD) -j $(JOBS)
 	cd $(ASAN_BUILD) && ASAN_OPTIONS=detect_leaks=1 UBSAN_OPTIONS=print_stacktrace=1 ctest -j $(JOBS) --output-on-failure
 
+# The whole suite cross-built for ARM64 and run under qemu-user.
+test-arm64: arm64-deps
+	$(ARM64_CONFIGURE)
+	cmake --build $(ARM64_BUILD) -j $(JOBS)
+	cd $(ARM64_BUILD) && ctest -j $(JOBS) --output-on-failure
+
 bench: deps
 	$(call install_missing,$(BENCH_PACKAGES))
 	cmake -S . -B $(BENCH_BUILD) -DCMAKE_BUILD_TYPE=Release -DQVL_BENCH=ON $(CMAKE_ARGS) >/dev/null
 	cmake --build $(BENCH_BUILD) -j $(JOBS)
 	$(BENCH_BUILD)/bench/qvl_bench $(BENCH_ARGS)
 
-package: deps
+# ARM64=1 adds the Linux ARM64 library from the cross build.
+package: deps $(if $(ARM64),arm64-deps)
 	cmake -S . -B $(BUILD) -DCMAKE_BUILD_TYPE=Release $(CMAKE_ARGS) >/dev/null
 	cmake --build $(BUILD) -j $(JOBS) --target PictureQVL
+ifneq ($(ARM64),)
+	$(ARM64_CONFIGURE)
+	cmake --build $(ARM64_BUILD) -j $(JOBS) --target PictureQVL
+endif
 	rm -rf $(BUILD)/package PictureQVL.xojo_plugin
 	@platform=$$(case "$$(uname -s)/$$(uname -m)" in \
 	  Linux/x86_64) echo "Linux X86 64bit";; Linux/aarch64) echo "Linux ARM64";; Darwin/*) echo "Mac Universal";; esac); \
@@ -57,6 +89,8 @@ package: deps
 	library=$$(ls $(BUILD)/libPictureQVL.so $(BUILD)/libPictureQVL.dylib 2>/dev/null | head -n 1); \
 	mkdir -p "$(BUILD)/package/PictureQVL/Build Resources/$$platform" && \
 	cp "$$library" "$(BUILD)/package/PictureQVL/Build Resources/$$platform/" && \
+	$(if $(ARM64),mkdir -p "$(BUILD)/package/PictureQVL/Build Resources/Linux ARM64" && \
+	cp $(ARM64_BUILD)/libPictureQVL.so "$(BUILD)/package/PictureQVL/Build Resources/Linux ARM64/" &&) \
 	cd $(BUILD)/package && zip -qr "$(CURDIR)/PictureQVL.xojo_plugin" PictureQVL
 	@echo "Package written to PictureQVL.xojo_plugin"
 
@@ -64,4 +98,4 @@ format:
 	clang-format -i $$(git ls-files '*.cpp' '*.h')
 
 clean:
-	rm -rf $(BUILD) $(ASAN_BUILD) $(BENCH_BUILD) out PictureQVL.xojo_plugin
+	rm -rf $(BUILD) $(ASAN_BUILD) $(BENCH_BUILD) $(ARM64_BUILD) out PictureQVL.xojo_plugin

@@ -20,6 +20,14 @@ namespace {
 
 namespace fs = std::filesystem;
 
+// Shell words that start the tool: empty for a native build, the emulator
+// for a cross build.
+#ifdef QVL_TOOL_LAUNCHER
+const char kToolLauncher[] = QVL_TOOL_LAUNCHER " ";
+#else
+const char kToolLauncher[] = "";
+#endif
+
 struct ToolRun {
   int status = -1;
   std::string out;
@@ -62,7 +70,7 @@ class QvlTool : public PluginTest {
 
   // Runs the tool with these arguments and without QVLDEBUG in its environment.
   ToolRun Run(const std::vector<std::string>& arguments) {
-    std::string command = "env -u QVLDEBUG " + Quoted(QVL_TOOL_PATH);
+    std::string command = "env -u QVLDEBUG " + std::string(kToolLauncher) + Quoted(QVL_TOOL_PATH);
     for (const std::string& word : arguments) command += " " + Quoted(word);
     command += " >" + Quoted((root_ / "stdout").string()) + " 2>" + Quoted((root_ / "stderr").string());
     int status = std::system(command.c_str());
