@@ -82,7 +82,10 @@ struct MemoryBlock : Object {
   MemoryBlock() : Object("MemoryBlock") {}
   void ReleaseContents() override;
 
+  uint8_t* Bytes() const { return data ? data.get() : external; }
+
   std::unique_ptr<uint8_t[]> data;
+  uint8_t* external = nullptr;  // memory the block views but does not own
   int64_t size = 0;
 };
 

@@ -25,6 +25,7 @@ void MemoryBlockConstructor(REALobjectStruct* self, int64_t bytes) {
 
 void MemoryBlock::ReleaseContents() {
   data.reset();
+  external = nullptr;
   size = 0;
 }
 
@@ -43,9 +44,19 @@ REALmemoryBlockStruct* NewMemoryBlock(int64_t size) {
   return HandleOf<REALmemoryBlockStruct>(block);
 }
 
+// What Xojo makes of a Ptr: a block over memory it does not own, whose size
+// is unknown and reads as -1.
+REALmemoryBlockStruct* MemoryBlockOverPointer(void* address) {
+  auto* block = static_cast<MemoryBlock*>(NewInstanceOf("MemoryBlock"));
+  if (!block) return nullptr;
+  block->external = static_cast<uint8_t*>(address);
+  block->size = -1;
+  return HandleOf<REALmemoryBlockStruct>(block);
+}
+
 uint8_t* MemoryBlockData(REALmemoryBlockStruct* handle) {
   auto* block = Live<MemoryBlock>(handle, "MemoryBlockData");
-  return block ? block->data.get() : nullptr;
+  return block ? block->Bytes() : nullptr;
 }
 
 int64_t MemoryBlockSize(REALmemoryBlockStruct* handle) {
@@ -57,7 +68,7 @@ namespace entries {
 
 void* REALMemoryBlockGetPtr(REALmemoryBlockStruct* handle) {
   auto* block = Live<MemoryBlock>(handle, "memoryBlockGetPtr");
-  return block ? block->data.get() : nullptr;
+  return block ? block->Bytes() : nullptr;
 }
 
 int64_t REALMemoryBlockGetSize(REALmemoryBlockStruct* handle) {

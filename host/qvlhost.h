@@ -47,6 +47,8 @@ struct Config {
   bool debugMode = false;                          // what REALInDebugMode answers
   int64_t maxMemoryBlockBytes = int64_t(1) << 31;  // larger memory blocks raise OutOfMemoryException
   bool journal = true;                             // false: host calls are not journaled
+  int64_t maxStringBytes = int64_t(1) << 30;       // building a longer string throws std::bad_alloc
+  bool stringDataTerminated = true;                // PluginGetStringData ends the text with zeroes
 };
 
 // One host call as the journal records it.
@@ -143,6 +145,9 @@ void Release(REALstringStruct* text);  // gives up one reference the caller owns
 // Memory blocks: zeroed bytes of the given size, one counted reference; nil
 // for a negative size or one beyond Config::maxMemoryBlockBytes.
 REALmemoryBlockStruct* NewMemoryBlock(int64_t size);
+// A block over memory the caller keeps, as Xojo makes one from a Ptr: its
+// size is unknown and reads as -1.
+REALmemoryBlockStruct* MemoryBlockOverPointer(void* address);
 uint8_t* MemoryBlockData(REALmemoryBlockStruct* block);
 int64_t MemoryBlockSize(REALmemoryBlockStruct* block);
 

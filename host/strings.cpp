@@ -2,8 +2,10 @@
 // points that make, label, convert and read them.
 #include <iconv.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <new>
 
 #include "host_internal.h"
 
@@ -39,20 +41,61 @@ const char* IconvName(uint32_t encoding) {
   }
 }
 
-bool RunIconv(iconv_t converter, const std::string& bytes, std::string* converted) {
+// Converts as much as iconv takes. Where it stops at a sequence it cannot
+// take, `substitute` is appended and `skip` input bytes are passed over.
+std::string RunIconv(iconv_t converter, const std::string& bytes, const std::string& substitute, size_t skip) {
   std::string output;
-  std::vector<char> input(bytes.begin(), bytes.end());
-  char* in = input.data();
-  size_t inLeft = input.size();
+  char* in = const_cast<char*>(bytes.data());
+  size_t inLeft = bytes.size();
   char buffer[4096];
   while (inLeft > 0) {
     char* out = buffer;
     size_t outLeft = sizeof buffer;
     size_t result = iconv(converter, &in, &inLeft, &out, &outLeft);
     output.append(buffer, out);
-    if (result == static_cast<size_t>(-1) && errno != E2BIG) return false;
+    if (result != static_cast<size_t>(-1) || errno == E2BIG) continue;
+    output += substitute;
+    size_t passed = std::min(skip, inLeft);
+    in += passed;
+    inLeft -= passed;
   }
-  *converted = std::move(output);
+  return output;
+}
+
+// UTF-16 in the default order is little-endian, as the processors the host
+// runs on store it; a leading byte-order mark decides otherwise and is dropped.
+const char* DecoderName(uint32_t encoding, std::string* bytes) {
+  if (encoding == kREALTextEncodingUnicodeDefault && bytes->size() >= 2) {
+    const std::string mark = bytes->substr(0, 2);
+    if (mark == "\xFE\xFF" || mark == "\xFF\xFE") bytes->erase(0, 2);
+    if (mark == "\xFE\xFF") return "UTF-16BE";
+  }
+  return IconvName(encoding);
+}
+
+constexpr char kReplacementCharacter[] = "\xFD\xFF\x00\x00";  // U+FFFD in UTF-32LE
+constexpr char kQuestionMark[] = "?\x00\x00\x00";             // U+003F in UTF-32LE
+
+// The text as UTF-32LE code points; bytes that form no character become U+FFFD.
+bool Decode(std::string bytes, uint32_t encoding, std::string* codePoints) {
+  const char* name = DecoderName(encoding, &bytes);
+  if (!name) return false;
+  iconv_t converter = iconv_open("UTF-32LE", name);
+  if (converter == reinterpret_cast<iconv_t>(-1)) return false;
+  *codePoints = RunIconv(converter, bytes, std::string(kReplacementCharacter, 4), 1);
+  iconv_close(converter);
+  return true;
+}
+
+// UTF-32LE code points in the encoding; characters it lacks become "?".
+bool Encode(const std::string& codePoints, uint32_t encoding, std::string* converted) {
+  const char* name = IconvName(encoding);
+  if (!name) return false;
+  iconv_t converter = iconv_open(name, "UTF-32LE");
+  if (converter == reinterpret_cast<iconv_t>(-1)) return false;
+  std::string questionMark = RunIconv(converter, std::string(kQuestionMark, 4), "?", 4);
+  *converted = RunIconv(converter, codePoints, questionMark, 4);
+  iconv_close(converter);
   return true;
 }
 
@@ -77,14 +120,8 @@ bool ConvertBytes(const std::string& bytes, uint32_t from, uint32_t to, std::str
     *converted = bytes;
     return true;
   }
-  const char* fromName = IconvName(from);
-  const char* toName = IconvName(to);
-  if (!fromName || !toName) return false;
-  iconv_t converter = iconv_open(toName, fromName);
-  if (converter == reinterpret_cast<iconv_t>(-1)) return false;
-  bool ok = RunIconv(converter, bytes, converted);
-  iconv_close(converter);
-  return ok;
+  std::string codePoints;
+  return Decode(bytes, from, &codePoints) && Encode(codePoints, to, converted);
 }
 
 String* NewHostString(const void* bytes, size_t length, uint32_t encoding) {
@@ -156,8 +193,11 @@ REALstringStruct* originalREALBuildString(const void* bytes, int32_t length) {
   return REALBuildStringWithEncoding(bytes, length, kREALTextEncodingUnknown);
 }
 
+// A string beyond maxStringBytes cannot be allocated: the runtime's allocator
+// throws, before a byte is read.
 REALstringStruct* REALBuildStringWithEncoding(const void* bytes, int32_t length, uint32_t encoding) {
   if (length < 0 || (!bytes && length > 0)) return nullptr;
+  if (length > State().config.maxStringBytes) throw std::bad_alloc();
   return StringHandle(MakeString(length ? std::string(static_cast<const char*>(bytes), length) : "", encoding));
 }
 
@@ -181,9 +221,11 @@ bool REALGetStringData(REALstringStruct* handle, uint32_t encoding, REALstringDa
   String* text = LiveString(handle, "PluginGetStringData");
   std::string converted;
   if (!text || !data || !ConvertBytes(text->bytes, text->encoding, encoding, &converted)) return false;
-  // Four zero bytes after the text end it in every code unit size.
+  // Four zero bytes after the text end it in every code unit size; a host
+  // configured not to end it puts other bytes there.
   char* copy = new char[converted.size() + 4]();
   std::memcpy(copy, converted.data(), converted.size());
+  if (!State().config.stringDataTerminated) std::memset(copy + converted.size(), 0xA5, 4);
   *data = REALstringData{};
   data->data = copy;
   data->length = static_cast<int64_t>(converted.size());

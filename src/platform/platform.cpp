@@ -32,11 +32,17 @@ void ClockTimebase(uint32_t* numerator, uint32_t* denominator) {
 
 BitmapContextInfo ReadBitmapContext(void* handle) {
   CGContextRef context = static_cast<CGContextRef>(handle);
-  return {CGBitmapContextGetData(context),           CGBitmapContextGetWidth(context),
-          CGBitmapContextGetHeight(context),         CGBitmapContextGetBitsPerComponent(context),
-          CGBitmapContextGetBitsPerPixel(context),   CGBitmapContextGetBytesPerRow(context),
-          uint32_t(CGBitmapContextGetAlphaInfo(context)), uint32_t(CGBitmapContextGetBitmapInfo(context))};
+  return {CGBitmapContextGetData(context),
+          CGBitmapContextGetWidth(context),
+          CGBitmapContextGetHeight(context),
+          CGBitmapContextGetBitsPerComponent(context),
+          CGBitmapContextGetBitsPerPixel(context),
+          CGBitmapContextGetBytesPerRow(context),
+          uint32_t(CGBitmapContextGetAlphaInfo(context)),
+          uint32_t(CGBitmapContextGetBitmapInfo(context))};
 }
+
+void ReleaseCFObject(const void* object) { CFRelease(static_cast<CFTypeRef>(object)); }
 
 #else
 
@@ -63,6 +69,8 @@ BitmapContextInfo ReadBitmapContext(void* handle) {
   return {context->data,         context->width,       context->height,    context->bitsPerComponent,
           context->bitsPerPixel, context->bytesPerRow, context->alphaInfo, context->bitmapInfo};
 }
+
+void ReleaseCFObject(const void*) {}
 
 #endif
 

@@ -29,4 +29,24 @@ struct BitmapContextInfo {
 // Reads what the host's bitmap context says of its pixels.
 BitmapContextInfo ReadBitmapContext(void* context);
 
+// Gives back one Core Foundation reference. Without Core Foundation there is
+// no such object, and nothing to give back.
+void ReleaseCFObject(const void* object);
+
 }  // namespace platform
+
+// Releases one Core Foundation object at the end of the scope.
+class fmCFReleaseLater {
+ public:
+  explicit fmCFReleaseLater(const void* cfObject) : object(cfObject) {}
+  ~fmCFReleaseLater() {
+    if (object) {
+      platform::ReleaseCFObject(object);
+      object = nullptr;
+    }
+  }
+  fmCFReleaseLater(const fmCFReleaseLater&) = delete;
+  fmCFReleaseLater& operator=(const fmCFReleaseLater&) = delete;
+
+  const void* object;
+};
