@@ -68,6 +68,10 @@ class PictureEditor {
 
  private:
   void setPicture(REALpictureStruct* pic);
+  // The read fallbacks for pictures the storage forms refuse. Each gives true
+  // when it answered, with the answer in *acquired, and false when it gave up.
+  bool ReadBestRepresentation(REALpictureStruct* pic, bool* acquired);
+  bool ReadDuplicate(REALpictureStruct* pic, bool* acquired);
   void ReadResolutions(REALpictureStruct* pic);
   // Counts one row warning; true when its line may still be written.
   bool CountRowWarning();
