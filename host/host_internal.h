@@ -50,6 +50,9 @@ struct Picture : Object {
   void ReleaseContents() override;
   void ListHeld(std::vector<const void*>* held) const override;
   bool HasPixels() const { return cgPixels != nullptr || gd != nullptr; }
+  // Vector pictures (kinds 1 and 3) keep their pixels as a rendering for
+  // drawing; the storage forms refuse them.
+  bool IsVector() const { return kind == 1 || kind == 3; }
   uint8_t* RowAddress(int64_t y) const;  // Core Graphics storage only
 
   Storage storage;
@@ -63,6 +66,8 @@ struct Picture : Object {
   int64_t horizontalResolution = 72;
   int64_t verticalResolution = 72;
   Picture* mask = nullptr;  // one reference held
+  // The bitmaps of a HiDPI picture at their scales, one reference held on each.
+  std::vector<Picture*> representations;
   int64_t descriptionLocks = 0;
   int64_t cacheClears = 0;
 };
@@ -213,6 +218,13 @@ uint8_t GDAlphaToOpacity(int field);
 int OpacityToGDAlpha(uint8_t opacity);
 void SetMask(Picture* picture, Picture* mask);
 Picture* MaskOf(Picture* picture, bool create);  // one reference for the caller, or null
+// A new picture of the source's storage, alpha and resolutions, the source
+// scaled to width x height with the nearest pixel; null when it can't be made.
+Picture* ScaledCopy(const Picture* source, int64_t width, int64_t height);
+// The bitmap that best fits width x height times scale, one reference for
+// the caller: a HiDPI picture's representation, a vector picture's rendering
+// at that size, the picture itself for any other.
+Picture* BestRepresentationOf(Picture* picture, int64_t width, int64_t height, double scale);
 
 // Classes and instances.
 bool IsExceptionClass(const std::string& name);

@@ -9,6 +9,7 @@ namespace qvlhost {
 namespace {
 
 bool DescribeStorage(Picture* picture, REALpictureDescription* description, uint32_t pictureType) {
+  if (picture->IsVector()) return false;
   bool coreGraphics = picture->cgPixels != nullptr;
   if (pictureType == pictureCGBitmapContext && coreGraphics) {
     description->pictureData = &picture->context;

@@ -31,22 +31,11 @@ void MaskSetter(REALobjectStruct* self, REALpictureStruct* newMask) {
   if (picture && (mask || !newMask)) SetMask(picture, mask);
 }
 
-// The bitmap behind a picture: a mutable copy of its pixels, whatever size and
-// scale are asked for.
 REALpictureStruct* BestRepresentation(REALobjectStruct* self, int64_t width, int64_t height, double scale) {
   CallRecorder{kBestRepresentation}(self, width, height, scale);
   Picture* picture = Live<Picture>(self, "Picture.BestRepresentation");
   if (!picture || !picture->HasPixels()) return nullptr;
-  Picture* copy = MakePicture(picture->width, picture->height, picture->storage);
-  if (!copy) return nullptr;
-  copy->kind = 2;
-  copy->hasAlpha = picture->hasAlpha;
-  copy->horizontalResolution = picture->horizontalResolution;
-  copy->verticalResolution = picture->verticalResolution;
-  for (int64_t y = 0; y < picture->height; ++y) {
-    for (int64_t x = 0; x < picture->width; ++x) StoreRgba(copy, x, y, StoredRgba(picture, x, y));
-  }
-  return HandleOf<REALpictureStruct>(copy);
+  return HandleOf<REALpictureStruct>(BestRepresentationOf(picture, width, height, scale));
 }
 
 }  // namespace

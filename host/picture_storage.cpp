@@ -129,10 +129,14 @@ void Picture::ReleaseContents() {
   Picture* held = mask;
   mask = nullptr;
   if (held) DropReference(held);
+  std::vector<Picture*> bitmaps;
+  bitmaps.swap(representations);
+  for (Picture* bitmap : bitmaps) DropReference(bitmap);
 }
 
 void Picture::ListHeld(std::vector<const void*>* held) const {
   if (mask) held->push_back(mask);
+  held->insert(held->end(), representations.begin(), representations.end());
 }
 
 uint8_t* Picture::RowAddress(int64_t y) const { return cgPixels.get() + static_cast<size_t>(y) * context.bytesPerRow; }

@@ -84,6 +84,15 @@ REALpictureStruct* ReadPictureFile(const std::string& path);
 // Writes PNG (or JPEG, GIF by extension); keeps alpha when the picture has it.
 bool WritePictureFile(REALpictureStruct* picture, const std::string& path);
 
+// A HiDPI picture (kind 0) of width x height points, as Xojo's
+// Picture(width, height, bitmaps()) makes it: it holds the bitmaps as its
+// representations and its own pixels are the smallest one drawn at its size.
+// Nil when the list is empty or a bitmap has no pixels or is a vector picture.
+REALpictureStruct* NewHiDPIPicture(int64_t width, int64_t height, const std::vector<REALpictureStruct*>& bitmaps);
+// A new bitmap of the picture's storage, alpha and resolutions, drawn at
+// width x height with the nearest pixel; nil when it can't be made.
+REALpictureStruct* ScaledPicture(REALpictureStruct* picture, int64_t width, int64_t height);
+
 int64_t PictureWidth(REALpictureStruct* picture);
 int64_t PictureHeight(REALpictureStruct* picture);
 Storage PictureStorage(REALpictureStruct* picture);

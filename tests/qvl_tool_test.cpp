@@ -2,6 +2,7 @@
 // negative numbers as arguments, atomic output, the listing of the surface.
 #ifdef QVL_TOOL_PATH
 
+#include <signal.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -109,6 +110,8 @@ TEST_F(QvlTool, BadInputGivesOneLineAndStatusTwo) {
       {{"ThresholdQVL", in_, "&c808080", "-o", out_}, "fit no overload"},
       {{"NoSuchMethodQVL", in_, "-o", out_}, "unknown method NoSuchMethodQVL"},
       {{"--storage", "cg7", "list"}, "unknown storage"},
+      {{"--picture-kind", "square", "list"}, "unknown picture kind"},
+      {{"ThresholdQVL", in_, "128", "-o", (work_ / "out.bmp").string()}, "not a .png, .jpg, .jpeg or .gif file"},
       {{"ThresholdQVL", in_, "128"}, "give -o"},
       {{"ThresholdQVL", in_, "128", "-o", in_}, "would replace"},
       {{}, "no method"},
@@ -129,15 +132,17 @@ TEST_F(QvlTool, BadInputGivesOneLineAndStatusTwo) {
 TEST_F(QvlTool, OutputIsTheDirectCallsWrittenWholeOrNotAtAll) {
   std::string original = FileText(in_);
   WriteText(out_, "previous output");
+  const fs::perms kept = fs::perms::owner_read | fs::perms::owner_write | fs::perms::others_read;
+  fs::permissions(out_, kept);
   // A nil picture gives a nil result: the earlier output stays as it was.
   ToolRun failed = Run({"ThresholdQVL", "nil", "128", "-o", out_});
   EXPECT_EQ(failed.status, 1);
   EXPECT_EQ(LineCount(failed.err), 1u) << failed.err;
   EXPECT_EQ(FileText(out_), "previous output");
-  // A folder in the way of the output: the write fails and leaves no temporary file.
+  // A folder in the way of the output is bad input, refused before any work.
   fs::create_directory(work_ / "folder.png");
   ToolRun blocked = Run({"ThresholdQVL", in_, "128", "-o", (work_ / "folder.png").string()});
-  EXPECT_EQ(blocked.status, 1);
+  EXPECT_EQ(blocked.status, 2);
   EXPECT_EQ(WorkFiles(), (std::vector<std::string>{"folder.png", "in.png", "out.png"}));
 
   // A negative number is an argument, not an option.
@@ -148,8 +153,102 @@ TEST_F(QvlTool, OutputIsTheDirectCallsWrittenWholeOrNotAtAll) {
   qvlhost::OwnedPicture direct(ThresholdQVL(source, -5));
   ASSERT_TRUE(qvlhost::WritePictureFile(direct, (root_ / "expected.png").string()));
   EXPECT_EQ(FileText(out_), FileText(root_ / "expected.png"));
+  EXPECT_EQ(fs::status(out_).permissions(), kept);  // a replaced output keeps its permissions
   EXPECT_EQ(WorkFiles(), (std::vector<std::string>{"folder.png", "in.png", "out.png"}));
   EXPECT_EQ(FileText(in_), original);
+}
+
+// Alpha info 0 and a vector picture are read through a drawn duplicate, so an
+// opaque input gives the plain call's picture; a HiDPI picture through the
+// representation the host picks, here the bitmap at scale 2, and directly
+// below 2016 through its own pixels.
+TEST_F(QvlTool, PictureKindsAndAlphaInfoZeroReachTheFallbacks) {
+  qvlhost::OwnedPicture source(qvlhost::ReadPictureFile(in_));
+  const int64_t width = qvlhost::PictureWidth(source), height = qvlhost::PictureHeight(source);
+  qvlhost::OwnedPicture twice(qvlhost::ScaledPicture(source, 2 * width, 2 * height));
+  const struct {
+    std::vector<std::string> options;
+    REALpictureStruct* read;
+  } cases[] = {{{}, source},
+               {{"--storage", "cg0"}, source},
+               {{"--picture-kind", "vector"}, source},
+               {{"--picture-kind", "hidpi"}, twice},
+               {{"--picture-kind", "hidpi", "--host-version", "2015.04"}, source}};
+  for (const auto& c : cases) {
+    std::vector<std::string> arguments = c.options;
+    arguments.insert(arguments.end(), {"ThresholdQVL", in_, "128", "-o", out_});
+    ToolRun run = Run(arguments);
+    ASSERT_EQ(run.status, 0) << run.err;
+    qvlhost::OwnedPicture direct(ThresholdQVL(c.read, 128));
+    ASSERT_TRUE(qvlhost::WritePictureFile(direct, (root_ / "expected.png").string()));
+    EXPECT_EQ(FileText(out_), FileText(root_ / "expected.png")) << arguments.front();
+  }
+}
+
+// A run stopped while it writes its output leaves no temporary file.
+TEST_F(QvlTool, StoppedRunLeavesNoTemporaryFile) {
+  // A picture of noise large enough that encoding it takes a while.
+  qvlhost::OwnedPicture noise(qvlhost::NewPicture(1500, 1500));
+  uint32_t state = 1;
+  for (int64_t y = 0; y < 1500; ++y) {
+    for (int64_t x = 0; x < 1500; ++x) {
+      state = state * 1664525u + 1013904223u;
+      qvlhost::SetPixelWord(noise, x, y, state | 0xFF);
+    }
+  }
+  ASSERT_TRUE(qvlhost::WritePictureFile(noise, in_));
+  const pid_t child = fork();
+  ASSERT_GE(child, 0);
+  if (child == 0) {
+    execl(QVL_TOOL_PATH, QVL_TOOL_PATH, "InvertQVL", in_.c_str(), "-o", out_.c_str(), static_cast<char*>(nullptr));
+    _exit(127);
+  }
+  bool seen = false;
+  for (int tries = 0; tries < 20000 && !seen; ++tries) {
+    for (const std::string& name : WorkFiles()) seen = seen || name.rfind(".qvl-", 0) == 0;
+    if (!seen) usleep(500);
+  }
+  kill(child, SIGTERM);
+  int status = 0;
+  waitpid(child, &status, 0);
+  ASSERT_TRUE(seen) << "no temporary file appeared";
+  EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGTERM);
+  EXPECT_EQ(WorkFiles(), std::vector<std::string>{"in.png"});
+}
+
+// Strings and memory blocks as scripts read them, and an exception the call
+// leaves pending, through a plug-in made for these tests.
+TEST_F(QvlTool, StringsMemoryBlocksAndExceptionsAsScriptsReadThem) {
+  const std::string bytes("A\0\xff\n", 4), file = (work_ / "bytes.bin").string(), text = (work_ / "text.bin").string();
+  WriteText(file, bytes);
+  const std::string plugin = QVL_TOOL_TEST_PLUGIN_PATH;
+  const struct {
+    std::vector<std::string> arguments;
+    int status;
+    std::string out, err;
+  } cases[] = {
+      {{"EchoQVL", "h\xc3\xa9"}, 0, "result = 68c3a9\n", ""},
+      {{"EncodingQVL", "text"}, 0, "EncodingQVL = 134217984\n", ""},
+      {{"EncodingQVL", "@" + file}, 0, "EncodingQVL = 65535\n", ""},
+      {{"BytesQVL", "@" + file}, 0, "BytesQVL = 4100ff0a\n", ""},
+      {{"EchoQVL", "@" + file, "-o", text}, 0, "", ""},
+      {{"EchoQVL", "@missing.bin"}, 2, "", "qvl: missing file missing.bin\n"},
+      {{"RaiseQVL", "index 7 is beyond the end"}, 1, "", "qvl: OutOfBoundsException: index 7 is beyond the end\n"},
+  };
+  for (const auto& c : cases) {
+    std::vector<std::string> arguments = {"--plugin", plugin};
+    arguments.insert(arguments.end(), c.arguments.begin(), c.arguments.end());
+    ToolRun run = Run(arguments);
+    EXPECT_EQ(run.status, c.status) << c.arguments.front();
+    EXPECT_EQ(run.out, c.out) << c.arguments.front();
+    EXPECT_EQ(run.err, c.err) << c.arguments.front();
+  }
+  EXPECT_EQ(FileText(text), bytes);
+  // The balance check excuses the exception and nothing else.
+  ToolRun leaking = Run({"--plugin", plugin, "RaiseAndKeepQVL", "kept"});
+  EXPECT_EQ(leaking.status, 1);
+  EXPECT_EQ(LineCount(leaking.err), 1u) << leaking.err;
+  EXPECT_NE(leaking.err.find("leaked"), std::string::npos) << leaking.err;
 }
 
 TEST_F(QvlTool, ListShowsTheSurfaceByRoute) {

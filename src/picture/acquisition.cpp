@@ -99,10 +99,14 @@ bool PictureEditor::GetPictureEditor(REALpictureStruct* pic, bool isReading, boo
     }
   }
   if (kind == kMutableImage) TraceWord("Mutable Image, ok");
-  return GetPictureEditorInternal(pic);
+  bool acquired = false;
+  if (!writing && (kind == kHiDPIImage || kind == kVectorRepresentation) && ReadBestRepresentation(pic, &acquired)) {
+    return acquired;
+  }
+  return GetPictureEditorInternal(pic, reading, writing, 1);
 }
 
-bool PictureEditor::GetPictureEditorInternal(REALpictureStruct* pic) {
+bool PictureEditor::GetPictureEditorInternal(REALpictureStruct* pic, bool isReading, bool isWriting, int attempt) {
   bool hasAlpha = false;
   if (!REALGetPropValueBoolean(pic, "HasAlphaChannel", &hasAlpha)) {
     TraceWord("HasAlphaChannel property not found.");
@@ -112,6 +116,10 @@ bool PictureEditor::GetPictureEditorInternal(REALpictureStruct* pic) {
   HasAlphaChannel = hasAlpha;
   if (!IsConsole && GetPictureEditorCGBitmapContext(pic, hasAlpha)) return true;
   if (!IsDesktop && GetPictureEditorGDImagePtr(pic)) return true;
+  // Only a first attempt on a reader may be cloned; the duplicate's own
+  // attempt is the second.
+  bool acquired = false;
+  if (attempt == 1 && !IsConsole && isReading && !isWriting && ReadDuplicate(pic, &acquired)) return acquired;
   TraceWord("GetPictureEditor failed");
   return false;
 }

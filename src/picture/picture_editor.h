@@ -30,7 +30,7 @@ class PictureEditor {
   // Acquisition: true when the picture is locked and its rows are reachable.
   bool GetPictureReader(REALpictureStruct* pic);
   bool GetPictureEditor(REALpictureStruct* pic, bool reading, bool writing);
-  bool GetPictureEditorInternal(REALpictureStruct* pic);
+  bool GetPictureEditorInternal(REALpictureStruct* pic, bool reading, bool writing, int attempt);
   bool GetPictureEditorCGBitmapContext(REALpictureStruct* pic, bool hasAlpha);
   bool GetPictureEditorGDImagePtr(REALpictureStruct* pic);
 
@@ -68,6 +68,10 @@ class PictureEditor {
 
  private:
   void setPicture(REALpictureStruct* pic);
+  // The read fallbacks for pictures the storage forms refuse. Each gives true
+  // when it answered, with the answer in *acquired, and false when it gave up.
+  bool ReadBestRepresentation(REALpictureStruct* pic, bool* acquired);
+  bool ReadDuplicate(REALpictureStruct* pic, bool* acquired);
   void ReadResolutions(REALpictureStruct* pic);
   // Counts one row warning; true when its line may still be written.
   bool CountRowWarning();

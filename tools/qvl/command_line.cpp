@@ -3,6 +3,7 @@
 
 #include <cerrno>
 #include <cstdlib>
+#include <vector>
 
 #include "declaration.h"
 
@@ -20,6 +21,12 @@ bool LooksLikeNumber(const std::string& word) {
   return qvlhost::ParseLiteral(word, &literal) && literal.kind == qvlhost::Literal::Number;
 }
 
+bool ParsePictureKind(const std::string& name, PictureKind* kind) {
+  if (name == "hidpi") return *kind = PictureKind::HiDPI, true;
+  if (name == "vector") return *kind = PictureKind::Vector, true;
+  return false;
+}
+
 bool ParseVersion(const std::string& text, double* version) {
   if (text.empty()) return false;
   char* end = nullptr;
@@ -28,9 +35,11 @@ bool ParseVersion(const std::string& text, double* version) {
   return errno == 0 && *end == '\0' && *version >= 0;
 }
 
-// One of the seven layouts a picture operation meets, by name.
+// One of the seven layouts a picture operation meets, or alpha info 0, by name.
 bool ParseStorage(const std::string& name, qvlhost::Storage* storage) {
-  for (const qvlhost::Storage& layout : qvlhost::Storage::SevenLayouts()) {
+  std::vector<qvlhost::Storage> layouts = qvlhost::Storage::SevenLayouts();
+  layouts.push_back(qvlhost::Storage::CG(0));
+  for (const qvlhost::Storage& layout : layouts) {
     if (layout.Name() != name) continue;
     *storage = layout;
     return true;
@@ -52,8 +61,11 @@ bool ApplyValueOption(const std::string& name, const std::string& value, Command
     line->output = value;
   } else if (name == "--storage") {
     if (!ParseStorage(value, &line->storage))
-      return Fail(error, "unknown storage \"" + value + "\" (cg1 .. cg6 or gd)");
+      return Fail(error, "unknown storage \"" + value + "\" (cg0 .. cg6 or gd)");
     line->storageGiven = true;
+  } else if (name == "--picture-kind") {
+    if (!ParsePictureKind(value, &line->pictureKind))
+      return Fail(error, "unknown picture kind \"" + value + "\" (hidpi or vector)");
   } else if (name == "--host-version") {
     if (!ParseVersion(value, &line->hostVersion)) return Fail(error, "bad host version \"" + value + "\"");
     line->versionGiven = true;
@@ -64,7 +76,8 @@ bool ApplyValueOption(const std::string& name, const std::string& value, Command
 }
 
 bool TakesValue(const std::string& name) {
-  return name == "-o" || name == "--output" || name == "--storage" || name == "--host-version" || name == "--plugin";
+  return name == "-o" || name == "--output" || name == "--storage" || name == "--picture-kind" ||
+         name == "--host-version" || name == "--plugin";
 }
 
 void AddPositional(const std::string& word, CommandLine* line) {
@@ -122,20 +135,29 @@ const char* UsageText() {
          "of the arguments. For a method that extends Picture the first argument is the\n"
          "picture file it is called on. Picture arguments are image files (PNG, JPEG, GIF),\n"
          "memory blocks are files of bytes, numbers may be negative, colours are &cRRGGBB,\n"
-         "booleans true or false, nil stands for no object.\n"
-         "A result picture is written to OUT (a picture changed in place too); any other\n"
-         "result and every ByRef argument is printed as name = value.\n"
+         "booleans true or false, nil stands for no object. A string is the text as UTF-8,\n"
+         "or, written @PATH, the bytes of that file as a string of unknown encoding.\n"
+         "A result picture is written to OUT (a picture changed in place too), a result\n"
+         "string to OUT as its bytes. Without -o a string prints as result = HEX, and every\n"
+         "other result and ByRef argument as name = value, memory blocks as their bytes in\n"
+         "hex. An exception the call leaves pending prints as CLASS: MESSAGE.\n"
          "\n"
          "options:\n"
-         "  -o OUT              where the result picture goes (written atomically)\n"
+         "  -o OUT              where the result goes (written atomically; a picture to a\n"
+         "                      .png, .jpg, .jpeg or .gif file)\n"
          "  --storage S         storage of every picture the host makes: cg1 .. cg6 (a desktop\n"
-         "                      application) or gd (a console application)\n"
+         "                      application) or gd (a console application); cg0 stores the\n"
+         "                      pictures read from files with alpha info 0, which the plug-in\n"
+         "                      reads through a drawn duplicate\n"
+         "  --picture-kind K    every picture read from a file becomes a HiDPI picture (hidpi)\n"
+         "                      with bitmaps at scales 1 and 2, or a vector picture (vector)\n"
          "  --host-version V    the Xojo version the host reports, such as 2012.0\n"
          "  --debug             trace lines of the plug-in on standard error\n"
          "  --plugin PATH       load this build of the plug-in\n"
          "  -h, --help          this text\n"
          "\n"
-         "Bad input gives one line on standard error and exit status 2.\n";
+         "Bad input gives one line on standard error and exit status 2; a failed call or an\n"
+         "exception, one line and exit status 1.\n";
 }
 
 }  // namespace qvltool

@@ -8,6 +8,10 @@
 
 namespace qvltool {
 
+// What a picture read from a file becomes: a plain mutable bitmap, a HiDPI
+// picture with representations at scales 1 and 2, or a vector picture.
+enum class PictureKind { Mutable, HiDPI, Vector };
+
 struct CommandLine {
   bool help = false;
   bool list = false;  // "qvl list"
@@ -16,7 +20,8 @@ struct CommandLine {
   std::string output;  // -o OUT; empty when not given
   bool debug = false;
   bool storageGiven = false;
-  qvlhost::Storage storage;
+  qvlhost::Storage storage;  // cg0 only for pictures read from files
+  PictureKind pictureKind = PictureKind::Mutable;
   bool versionGiven = false;
   double hostVersion = 0;
   std::string pluginPath;  // --plugin PATH; empty for the built plug-in

@@ -37,8 +37,10 @@ class OwnedValues {
   OwnedValues() = default;
   OwnedValues(const OwnedValues&) = delete;
   OwnedValues& operator=(const OwnedValues&) = delete;
-  ~OwnedValues() {
+  ~OwnedValues() { ReleaseAll(); }
+  void ReleaseAll() {
     for (auto value = values.rbegin(); value != values.rend(); ++value) qvlhost::ReleaseValue(*value);
+    values.clear();
   }
   void Add(const Value& value) {
     if (value.handle) values.push_back(value);
@@ -59,7 +61,9 @@ bool StartHost(const CommandLine& line, std::string* error) {
   qvlhost::Config config;
   config.journal = false;  // nothing reads it here
   if (line.versionGiven) config.version = line.hostVersion;
-  if (line.storageGiven) config.storage = line.storage;
+  // Alpha info 0 is the storage of pictures read from files only; the host
+  // makes its own pictures as a desktop host does.
+  if (line.storageGiven && line.storage.Name() != "cg0") config.storage = line.storage;
   // gd storage is what console applications have; desktop ones draw with Core Graphics.
   if (config.storage.kind != qvlhost::Storage::CoreGraphics) config.app = qvlhost::AppKind::Console;
   qvlhost::Reset(config);
@@ -120,18 +124,30 @@ bool WritesExtendedPicture(const SurfaceMethod& method) {
          method.callForm.result.kind != TypeKind::Picture;
 }
 
+bool ReturnsString(const SurfaceMethod& method) { return method.callForm.result.kind == TypeKind::String; }
+
+// A picture goes to an image file the host can write; a string to any file.
+std::string OutputPathProblem(const CommandLine& line, const SurfaceMethod& method) {
+  if (!IsFolder(FolderOf(line.output))) return "no folder for the output " + line.output;
+  if (IsFolder(line.output)) return "the output " + line.output + " is a folder";
+  if (!ReturnsString(method) && !qvltool::IsPictureFileName(line.output)) {
+    return "the output " + line.output + " is not a .png, .jpg, .jpeg or .gif file";
+  }
+  for (const std::string& argument : line.arguments) {
+    const std::string path = argument.rfind('@', 0) == 0 ? argument.substr(1) : argument;
+    if (SameFile(path, line.output)) return "the output would replace " + path;
+  }
+  return "";
+}
+
 bool CheckOutput(const CommandLine& line, const SurfaceMethod& method, std::string* error) {
   bool makesPicture = method.callForm.result.kind == TypeKind::Picture;
   if (makesPicture && line.output.empty()) {
     *error = method.Name() + " returns a picture: give -o OUT";
-  } else if (!line.output.empty() && !makesPicture && !WritesExtendedPicture(method)) {
-    *error = "-o given, but " + method.Name() + " makes no picture";
-  } else if (!line.output.empty() && !IsFolder(FolderOf(line.output))) {
-    *error = "no folder for the output " + line.output;
-  } else {
-    for (const std::string& argument : line.arguments) {
-      if (!line.output.empty() && SameFile(argument, line.output)) *error = "the output would replace " + argument;
-    }
+  } else if (!line.output.empty() && !makesPicture && !ReturnsString(method) && !WritesExtendedPicture(method)) {
+    *error = "-o given, but " + method.Name() + " makes no picture or string";
+  } else if (!line.output.empty()) {
+    *error = OutputPathProblem(line, method);
   }
   return error->empty();
 }
@@ -147,6 +163,17 @@ void TakeHandedOver(const SurfaceMethod& method, const std::vector<Value>& befor
   }
 }
 
+int WriteString(const CommandLine& line, const Value& result) {
+  const std::string bytes = result.handle ? qvlhost::StringBytes(static_cast<REALstringStruct*>(result.handle)) : "";
+  if (line.output.empty()) {
+    std::cout << "result = " << qvltool::HexBytes(bytes) << "\n";
+    return 0;
+  }
+  std::string error;
+  if (!qvltool::WriteBytesAtomically(bytes, line.output, &error)) return Report(kFailed, error);
+  return 0;
+}
+
 int HandBack(const CommandLine& line, const SurfaceMethod& method, const std::vector<Value>& arguments,
              const Value& result) {
   if (result.kind == TypeKind::Picture || (!line.output.empty() && WritesExtendedPicture(method))) {
@@ -157,7 +184,9 @@ int HandBack(const CommandLine& line, const SurfaceMethod& method, const std::ve
       return Report(kFailed, error);
     }
   }
-  if (result.kind != TypeKind::Nothing && result.kind != TypeKind::Picture) {
+  if (result.kind == TypeKind::String) {
+    if (int status = WriteString(line, result)) return status;
+  } else if (result.kind != TypeKind::Nothing && result.kind != TypeKind::Picture) {
     std::cout << method.Name() << " = " << qvltool::FormatValue(result) << "\n";
   }
   for (size_t i = 0; i < arguments.size(); ++i) {
@@ -167,14 +196,25 @@ int HandBack(const CommandLine& line, const SurfaceMethod& method, const std::ve
   return 0;
 }
 
-// The pending exception as "ClassName: message", given back to the host.
-std::string TakeException() {
+// The pending exception as "CLASS: MESSAGE".
+std::string ExceptionText() {
   REALobjectStruct* exception = qvlhost::PendingException();
-  std::string text = qvlhost::ClassName(exception);
-  std::string message = qvlhost::ExceptionMessage(exception);
-  if (!message.empty()) text += ": " + message;
-  qvlhost::ClearPendingException();
-  return text;
+  return qvlhost::ClassName(exception) + ": " + qvlhost::ExceptionMessage(exception);
+}
+
+// After everything the run made is given back, the host must hold nothing
+// more than what it holds itself and, if the call raised, that exception.
+int CheckBalance(int status) {
+  const bool raised = qvlhost::PendingException() != nullptr;
+  const std::string raisedText = raised ? ExceptionText() : "";
+  std::string problems = qvlhost::BalanceProblems(raised);
+  if (raised) qvlhost::ClearPendingException();
+  if (!problems.empty()) {
+    for (char& c : problems) c = c == '\n' ? ';' : c;
+    problems.pop_back();
+    return Report(kFailed, "the host is out of balance: " + problems);
+  }
+  return raised ? Report(kFailed, raisedText) : status;
 }
 
 int RunMethod(const CommandLine& line) {
@@ -189,15 +229,14 @@ int RunMethod(const CommandLine& line) {
     arguments.push_back(Value::Handle(TypeKind::Object, qvlhost::NewObject(method.owner)));
     owned.Add(arguments.back());
   }
-  if (!qvltool::MakeArguments(method, line.arguments, &arguments, &owned.values, &error)) {
-    return Report(kBadInput, error);
-  }
+  if (!qvltool::MakeArguments(method, line, &arguments, &owned.values, &error)) return Report(kBadInput, error);
   std::vector<Value> given = arguments;
   Value result;
   if (!qvlhost::CallMethod(method, arguments, &result, &error)) return Report(kFailed, error);
   TakeHandedOver(method, given, arguments, result, &owned);
-  if (qvlhost::PendingException()) return Report(kFailed, method.Name() + " raised " + TakeException());
-  return HandBack(line, method, arguments, result);
+  const int status = qvlhost::PendingException() ? kFailed : HandBack(line, method, arguments, result);
+  owned.ReleaseAll();
+  return CheckBalance(status);
 }
 
 // Everything a run does; a failed allocation passes out of it to main.

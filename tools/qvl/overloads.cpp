@@ -8,6 +8,7 @@
 #include <fstream>
 #include <iterator>
 
+#include "qvl/encodings.h"
 #include "qvlhost.h"
 
 namespace qvltool {
@@ -83,17 +84,63 @@ bool ReadBytes(const std::string& path, std::string* bytes) {
   return !file.bad();
 }
 
-bool PictureArgument(const std::string& path, Value* value, std::string* error) {
+// Reads the file in the storage given for pictures read from files.
+REALpictureStruct* ReadInStorage(const std::string& path, const CommandLine& line) {
+  qvlhost::Config& config = qvlhost::CurrentConfig();
+  const qvlhost::Storage made = config.storage;
+  if (line.storageGiven) config.storage = line.storage;
+  REALpictureStruct* picture = qvlhost::ReadPictureFile(path);
+  config.storage = made;
+  return picture;
+}
+
+// The picture as a HiDPI picture of its size, holding itself and a bitmap
+// of twice its size as representations; nil when the host can't make them.
+REALpictureStruct* AsHiDPI(REALpictureStruct* picture) {
+  const int64_t width = qvlhost::PictureWidth(picture), height = qvlhost::PictureHeight(picture);
+  qvlhost::OwnedPicture bitmap(picture), twice(qvlhost::ScaledPicture(picture, 2 * width, 2 * height));
+  if (!twice) return nullptr;
+  return qvlhost::NewHiDPIPicture(width, height, {bitmap, twice});
+}
+
+REALpictureStruct* OfKind(REALpictureStruct* picture, PictureKind kind) {
+  if (kind == PictureKind::HiDPI) return AsHiDPI(picture);
+  if (kind == PictureKind::Vector) qvlhost::SetPictureKind(picture, 1);
+  return picture;
+}
+
+bool PictureArgument(const std::string& path, const CommandLine& line, Value* value, std::string* error) {
   if (!FileExists(path)) {
     *error = "missing file " + path;
     return false;
   }
-  REALpictureStruct* picture = qvlhost::ReadPictureFile(path);
+  REALpictureStruct* picture = ReadInStorage(path, line);
   if (!picture) {
     *error = "cannot read image " + path;
     return false;
   }
+  picture = OfKind(picture, line.pictureKind);
+  if (!picture) {
+    *error = "cannot make a HiDPI picture of " + path;
+    return false;
+  }
   *value = Value::Handle(TypeKind::Picture, picture);
+  return true;
+}
+
+// "@PATH" is the file's bytes, of unknown encoding; any other text is UTF-8.
+bool StringArgument(const std::string& text, Value* value, std::string* error) {
+  if (text.empty() || text[0] != '@') {
+    *value = Value::Handle(TypeKind::String, qvlhost::NewString(text, kREALTextEncodingUTF8));
+    return true;
+  }
+  const std::string path = text.substr(1);
+  std::string bytes;
+  if (!FileExists(path) || !ReadBytes(path, &bytes)) {
+    *error = "missing file " + path;
+    return false;
+  }
+  *value = Value::Handle(TypeKind::String, qvlhost::NewString(bytes, kREALTextEncodingUnknown));
   return true;
 }
 
@@ -113,7 +160,8 @@ bool MemoryBlockArgument(const std::string& path, Value* value, std::string* err
   return true;
 }
 
-bool ArgumentValue(const std::string& text, const Parameter& parameter, Value* value, std::string* error) {
+bool ArgumentValue(const std::string& text, const Parameter& parameter, const CommandLine& line, Value* value,
+                   std::string* error) {
   Literal literal;
   qvlhost::ParseLiteral(text, &literal);
   TypeKind kind = parameter.type.kind;
@@ -144,10 +192,9 @@ bool ArgumentValue(const std::string& text, const Parameter& parameter, Value* v
       *value = Value::Color(static_cast<uint32_t>(literal.integer));
       return true;
     case TypeKind::String:
-      *value = Value::Handle(TypeKind::String, qvlhost::NewString(text));
-      return true;
+      return StringArgument(text, value, error);
     case TypeKind::Picture:
-      return PictureArgument(text, value, error);
+      return PictureArgument(text, line, value, error);
     case TypeKind::MemoryBlock:
       return MemoryBlockArgument(text, value, error);
     default:
@@ -186,12 +233,13 @@ OverloadChoice ChooseOverload(const std::string& name, const std::vector<std::st
   return choice;
 }
 
-bool MakeArguments(const SurfaceMethod& method, const std::vector<std::string>& texts, std::vector<Value>* values,
+bool MakeArguments(const SurfaceMethod& method, const CommandLine& line, std::vector<Value>* values,
                    std::vector<Value>* owned, std::string* error) {
+  const std::vector<std::string>& texts = line.arguments;
   std::vector<Parameter> parameters = UserParameters(method);
   for (size_t i = 0; i < texts.size(); ++i) {
     Value value;
-    if (!ArgumentValue(texts[i], parameters[i], &value, error)) return false;
+    if (!ArgumentValue(texts[i], parameters[i], line, &value, error)) return false;
     values->push_back(value);
     if (value.handle) owned->push_back(value);
   }

@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "command_line.h"
 #include "surface.h"
 
 namespace qvltool {
@@ -32,10 +33,12 @@ struct OverloadChoice {
 OverloadChoice ChooseOverload(const std::string& name, const std::vector<std::string>& arguments);
 
 // Host values for the arguments of the chosen method. Pictures are read from
-// image files, memory blocks from files of bytes; every handle made here is
-// also put in *owned for the caller to give back. False, with *error set,
-// when a file is missing or cannot be read.
-bool MakeArguments(const qvlhost::SurfaceMethod& method, const std::vector<std::string>& texts,
-                   std::vector<qvlhost::Value>* values, std::vector<qvlhost::Value>* owned, std::string* error);
+// image files in the storage and kind the command line asks for, memory
+// blocks from files of bytes, strings are UTF-8 text or, written @PATH, a
+// file's bytes of unknown encoding. Every handle made here is also put in
+// *owned for the caller to give back. False, with *error set, when a file is
+// missing or cannot be read.
+bool MakeArguments(const qvlhost::SurfaceMethod& method, const CommandLine& line, std::vector<qvlhost::Value>* values,
+                   std::vector<qvlhost::Value>* owned, std::string* error);
 
 }  // namespace qvltool
