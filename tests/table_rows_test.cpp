@@ -64,7 +64,7 @@ ValueType DeclaredType(TypeKind kind) {
 TEST(TableRows, EveryDeclarationTakesAndGivesWhatItsFunctionDoes) {
   size_t rows = 0;
   for (const MethodTable& table : MethodTables()) {
-    for (const MethodRow& row : *table.rows) {
+    for (const MethodRow& row : table.rows) {
       ++rows;
       const std::string text = row.definition.declaration;
       qvlhost::Declaration declaration;

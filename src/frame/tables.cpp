@@ -1,6 +1,8 @@
 #include "frame/tables.h"
 
 #include <algorithm>
+#include <array>
+#include <utility>
 
 #include "binding/diagnostics.h"
 #include "filters/invert.h"
@@ -16,9 +18,14 @@ void* Fn(Function* function) {
   return reinterpret_cast<void*>(function);
 }
 
-template <class Record>
-Record* RowsOf(std::vector<Record>& rows) {
-  return rows.empty() ? nullptr : rows.data();
+template <class Record, size_t N>
+constexpr TableView<Record> ViewOf(std::array<Record, N>& records) {
+  return {records.data(), N};
+}
+
+template <class Record, size_t N>
+constexpr TableView<const Record> ViewOf(const std::array<Record, N>& records) {
+  return {records.data(), N};
 }
 
 REALmethodDefinition Method(void* function, const char* declaration, uint32_t flags, void* setter = nullptr) {
@@ -45,21 +52,30 @@ MethodRow DeprecatedConsoleSafe(Function function, const char* declaration) {
   return row;
 }
 
-std::vector<REALmethodDefinition> DefinitionsOf(const std::vector<MethodRow>& rows) {
-  std::vector<REALmethodDefinition> definitions;
-  for (const MethodRow& row : rows) definitions.push_back(row.definition);
-  return definitions;
+template <size_t N>
+using Definitions = std::array<REALmethodDefinition, N>;
+
+template <size_t N, size_t... I>
+Definitions<N> DefinitionsOf(const std::array<MethodRow, N>& rows, std::index_sequence<I...>) {
+  return {rows[I].definition...};
+}
+
+// The records of the rows as written.
+template <size_t N>
+Definitions<N> DefinitionsOf(const std::array<MethodRow, N>& rows) {
+  return DefinitionsOf(rows, std::make_index_sequence<N>());
 }
 
 // Copies the rows as written over a writable table made from them, keeping
 // its storage: the host holds pointers into it.
-void RestoreRows(const std::vector<MethodRow>& rows, std::vector<REALmethodDefinition>& table) {
-  for (size_t i = 0; i < rows.size(); ++i) table[i] = rows[i].definition;
+template <size_t N>
+void RestoreRows(const std::array<MethodRow, N>& rows, Definitions<N>& table) {
+  table = DefinitionsOf(rows);
 }
 
-template <class Record>
-void RestoreRows(const std::vector<Record>& rows, std::vector<Record>& table) {
-  std::copy(rows.begin(), rows.end(), table.begin());
+template <class Record, size_t N>
+void RestoreRows(const std::array<Record, N>& rows, std::array<Record, N>& table) {
+  table = rows;
 }
 
 REALproperty Property(const char* name, const char* type, uint32_t flags, void* getter, void* setter, int32_t param) {
@@ -88,7 +104,7 @@ REALproperty DebuggingProperty(uint32_t flags) {
 REALdelegate MobileDelegate(const char* declaration) { return REALdelegate{declaration, iosTarget, 0, nullptr}; }
 
 REALclassDefinition ClassRecord(const char* name, uint64_t dataSize, void* constructor, void* destructor,
-                                std::vector<REALproperty>& properties, std::vector<REALmethodDefinition>& methods,
+                                TableView<REALproperty> properties, TableView<REALmethodDefinition> methods,
                                 uint32_t flags) {
   REALclassDefinition record{};
   record.version = kCurrentREALControlVersion;
@@ -96,21 +112,21 @@ REALclassDefinition ClassRecord(const char* name, uint64_t dataSize, void* const
   record.dataSize = dataSize;
   record.constructor = constructor;
   record.destructor = destructor;
-  record.properties = RowsOf(properties);
+  record.properties = properties.data();
   record.propertyCount = properties.size();
-  record.methods = RowsOf(methods);
+  record.methods = methods.data();
   record.methodCount = methods.size();
   record.flags = flags;
   return record;
 }
 
-REALmoduleDefinition ModuleRecord(const char* name, std::vector<REALmethodDefinition>& methods,
-                                  REALproperty* properties, uint64_t propertyCount, REALdelegate* delegates,
-                                  uint64_t delegateCount, uint32_t flags) {
+REALmoduleDefinition ModuleRecord(const char* name, TableView<REALmethodDefinition> methods, REALproperty* properties,
+                                  uint64_t propertyCount, REALdelegate* delegates, uint64_t delegateCount,
+                                  uint32_t flags) {
   REALmoduleDefinition record{};
   record.version = kCurrentREALControlVersion;
   record.name = name;
-  record.methods = RowsOf(methods);
+  record.methods = methods.data();
   record.methodCount = methods.size();
   record.properties = properties;
   record.propertyCount = propertyCount;
@@ -122,7 +138,7 @@ REALmoduleDefinition ModuleRecord(const char* name, std::vector<REALmethodDefini
 
 // Rows as written, in registration order. The class records below count them.
 
-const std::vector<MethodRow> kPictureMethodRows = {
+const std::array kPictureMethodRows = {
     ConsoleSafe(ThresholdQVL, "ThresholdQVL(Threshold as integer) as picture"),
     ConsoleSafe(PictureHasMask, "HasMaskQVL as boolean"),
     ConsoleSafe(ContrastAbsBrightnessPicture3,
@@ -159,22 +175,22 @@ const std::vector<MethodRow> kPictureMethodRows = {
     ConsoleSafe(SaturationPicture, "ChangeSaturationQVL(Amount as integer) as picture"),
 };
 
-const std::vector<MethodRow> kGlobalMethodRows = {
+const std::array kGlobalMethodRows = {
     ConsoleSafe(TintPicture, "TintPictureQVL(source as picture, GreyBase as color, SepiaBase as color) as picture"),
 };
 
-const std::vector<REALproperty> kLut3DProperties = {
+const std::array kLut3DProperties = {
     Field("SourcePicture", "Picture", consoleSafeMark, 0), Field("DestinationPicture", "Picture", consoleSafeMark, 8),
     Field("MaxX", "Integer", consoleSafeMark, 32),         Field("MinX", "Integer", consoleSafeMark, 16),
     Field("MaxY", "Integer", consoleSafeMark, 40),         Field("MinY", "Integer", consoleSafeMark, 24),
 };
 
-const std::vector<MethodRow> kLut3DMethodRows = {};
+const std::array<MethodRow, 0> kLut3DMethodRows{};
 
 constexpr uint32_t kSepiaPicture = consoleSafeMark | kQVLPropertyMarker;
 constexpr uint32_t kSepiaValue = consoleTarget | kQVLPropertyMarker;
 
-const std::vector<REALproperty> kPictureSepiaProperties = {
+const std::array kPictureSepiaProperties = {
     Field("SourcePicture", "Picture", kSepiaPicture, 24),
     Field("DestinationPicture", "Picture", kSepiaPicture, 32),
     Field("MaxX", "Integer", kSepiaValue, 56),
@@ -186,21 +202,22 @@ const std::vector<REALproperty> kPictureSepiaProperties = {
     Field("SepiaBlue", "Integer", kSepiaValue, 88),
 };
 
-const std::vector<MethodRow> kPictureSepiaMethodRows = {};
+const std::array<MethodRow, 0> kPictureSepiaMethodRows{};
 
-const std::vector<MethodRow> kIOSSharedMethodRows = {};
+const std::array<MethodRow, 0> kIOSSharedMethodRows{};
 
 REALproperty DebuggingRecord() { return DebuggingProperty(kQVLPropertyMarker | scopePublic | consoleTarget); }
 REALproperty IOSDebuggingRecord() { return DebuggingProperty(kQVLPropertyMarker | scopePublic | iosTarget); }
 
 // The writable copies that the registrar fits to the host.
 
-std::vector<REALproperty> noProperties;
-std::vector<REALproperty> Lut3DProperties = kLut3DProperties;
-std::vector<REALproperty> PictureSepiaProperties = kPictureSepiaProperties;
-std::vector<REALmethodDefinition> Lut3DMethods = DefinitionsOf(kLut3DMethodRows);
-std::vector<REALmethodDefinition> PictureSepiaMethods = DefinitionsOf(kPictureSepiaMethodRows);
-std::vector<REALmethodDefinition> IOSSharedMethods = DefinitionsOf(kIOSSharedMethodRows);
+auto Lut3DProperties = kLut3DProperties;
+auto PictureSepiaProperties = kPictureSepiaProperties;
+auto Lut3DMethods = DefinitionsOf(kLut3DMethodRows);
+auto PictureSepiaMethods = DefinitionsOf(kPictureSepiaMethodRows);
+auto IOSSharedMethods = DefinitionsOf(kIOSSharedMethodRows);
+auto pictureMethodRecords = DefinitionsOf(kPictureMethodRows);
+auto globalMethodRecords = DefinitionsOf(kGlobalMethodRows);
 
 REALdelegate IOSDelegates[] = {
     MobileDelegate("ImageSaveCompletedQVL(error as NSErrorQVL)"),
@@ -215,26 +232,28 @@ REALattribute DeprecatedAttributes[1] = {{"Deprecated", "\"PNG format\""}};
 REALproperty DebuggingSharedProperties[1] = {DebuggingRecord()};
 REALproperty IOSPictureSharedProperties[1] = {IOSDebuggingRecord()};
 
-std::vector<REALmethodDefinition> pictureMethods = DefinitionsOf(kPictureMethodRows);
-std::vector<REALmethodDefinition> globalMethods = DefinitionsOf(kGlobalMethodRows);
+const TableView<REALmethodDefinition> pictureMethods = ViewOf(pictureMethodRecords);
+const TableView<REALmethodDefinition> globalMethods = ViewOf(globalMethodRecords);
 
 namespace {
 
 REALclassDefinition PictureClassRecord() {
-  return ClassRecord("Picture", 0, nullptr, nullptr, noProperties, pictureMethods, consoleTarget);
+  return ClassRecord("Picture", 0, nullptr, nullptr, {}, ViewOf(pictureMethodRecords), consoleTarget);
 }
 
 REALclassDefinition Lut3DClassRecord() {
-  return ClassRecord("PictureLut3DQVL", 140016, nullptr, nullptr, Lut3DProperties, Lut3DMethods, consoleTarget);
-}
-
-REALclassDefinition PictureSepiaClassRecord() {
-  return ClassRecord("PictureSepiaQVL", 104, nullptr, nullptr, PictureSepiaProperties, PictureSepiaMethods,
+  return ClassRecord("PictureLut3DQVL", 140016, nullptr, nullptr, ViewOf(Lut3DProperties), ViewOf(Lut3DMethods),
                      consoleTarget);
 }
 
+REALclassDefinition PictureSepiaClassRecord() {
+  return ClassRecord("PictureSepiaQVL", 104, nullptr, nullptr, ViewOf(PictureSepiaProperties),
+                     ViewOf(PictureSepiaMethods), consoleTarget);
+}
+
 REALmoduleDefinition IOSPictureModuleRecord() {
-  return ModuleRecord("iOSPictureQVL", IOSSharedMethods, IOSPictureSharedProperties, 1, IOSDelegates, 2, iosTarget);
+  return ModuleRecord("iOSPictureQVL", ViewOf(IOSSharedMethods), IOSPictureSharedProperties, 1, IOSDelegates, 2,
+                      iosTarget);
 }
 
 }  // namespace
@@ -244,20 +263,20 @@ REALclassDefinition Lut3DClass = Lut3DClassRecord();
 REALclassDefinition PictureSepiaClass = PictureSepiaClassRecord();
 REALmoduleDefinition IOSPictureModule = IOSPictureModuleRecord();
 
-const std::vector<MethodTable>& MethodTables() {
-  static const std::vector<MethodTable> tables = {
-      {"iOSPictureQVL", ValueType::Nothing, &kIOSSharedMethodRows},
-      {"PictureSepiaQVL", ValueType::Object, &kPictureSepiaMethodRows},
-      {"PictureLut3DQVL", ValueType::Object, &kLut3DMethodRows},
-      {"Picture", ValueType::Picture, &kPictureMethodRows},
-      {"(global)", ValueType::Nothing, &kGlobalMethodRows},
+TableView<const MethodTable> MethodTables() {
+  static const std::array tables = {
+      MethodTable{"iOSPictureQVL", ValueType::Nothing, ViewOf(kIOSSharedMethodRows)},
+      MethodTable{"PictureSepiaQVL", ValueType::Object, ViewOf(kPictureSepiaMethodRows)},
+      MethodTable{"PictureLut3DQVL", ValueType::Object, ViewOf(kLut3DMethodRows)},
+      MethodTable{"Picture", ValueType::Picture, ViewOf(kPictureMethodRows)},
+      MethodTable{"(global)", ValueType::Nothing, ViewOf(kGlobalMethodRows)},
   };
-  return tables;
+  return ViewOf(tables);
 }
 
 void RestoreTables() {
-  RestoreRows(kPictureMethodRows, pictureMethods);
-  RestoreRows(kGlobalMethodRows, globalMethods);
+  RestoreRows(kPictureMethodRows, pictureMethodRecords);
+  RestoreRows(kGlobalMethodRows, globalMethodRecords);
   RestoreRows(kLut3DMethodRows, Lut3DMethods);
   RestoreRows(kPictureSepiaMethodRows, PictureSepiaMethods);
   RestoreRows(kIOSSharedMethodRows, IOSSharedMethods);

@@ -4,16 +4,30 @@
 // host in place. Row tables grow one row per line in registration order.
 #pragma once
 
-#include <vector>
+#include <cstddef>
 
 #include "frame/signatures.h"
 #include "qvl/definitions.h"
 
+// The records of one table, in static storage: loading the plug-in and
+// starting it up take no heap memory, so neither can fail for want of it.
+template <class Record>
+struct TableView {
+  Record* first = nullptr;
+  size_t count = 0;
+
+  Record* begin() const { return first; }
+  Record* end() const { return first + count; }
+  Record* data() const { return count ? first : nullptr; }
+  size_t size() const { return count; }
+  Record& operator[](size_t i) const { return first[i]; }
+};
+
 // The methods that extend the host's Picture class, and their class record.
-extern std::vector<REALmethodDefinition> pictureMethods;
+extern const TableView<REALmethodDefinition> pictureMethods;
 extern REALclassDefinition pictureClass;
 
-extern std::vector<REALmethodDefinition> globalMethods;
+extern const TableView<REALmethodDefinition> globalMethods;
 
 extern REALclassDefinition Lut3DClass;
 extern REALclassDefinition PictureSepiaClass;
@@ -39,11 +53,11 @@ struct MethodRow {
 struct MethodTable {
   const char* owner;
   ValueType receiver;
-  const std::vector<MethodRow>* rows;
+  TableView<const MethodRow> rows;
 };
 
 // Every table of method rows, in registration order.
-const std::vector<MethodTable>& MethodTables();
+TableView<const MethodTable> MethodTables();
 
 // Puts every writable table back as it is written, in the same storage, so
 // that a second start-up fits and registers what the first one did.
