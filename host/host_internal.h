@@ -163,14 +163,20 @@ struct HostState {
 
 HostState& State();
 
-// Objects. Adopt registers a new object (one reference, the caller's).
+// Objects. Adopt registers a new object (one reference, the caller's). When
+// memory runs out it throws and registers nothing, and the object goes.
 template <class T>
 T* Adopt(std::unique_ptr<T> object) {
   T* raw = object.get();
   HostState& state = State();
-  raw->serial = state.nextSerial++;
-  state.objectByHandle[raw] = raw;
   state.objects.push_back(std::move(object));
+  try {
+    state.objectByHandle[raw] = raw;
+  } catch (...) {
+    state.objects.pop_back();
+    throw;
+  }
+  raw->serial = state.nextSerial++;
   return raw;
 }
 // The handle of an object: the object's own address, as each handle type.

@@ -106,8 +106,13 @@ String* MakeString(std::string bytes, uint32_t encoding) {
   HostState& state = State();
   text->serial = state.nextSerial++;
   String* raw = text.get();
-  state.stringByHandle[raw] = raw;
   state.strings.push_back(std::move(text));
+  try {
+    state.stringByHandle[raw] = raw;
+  } catch (...) {
+    state.strings.pop_back();  // out of memory: nothing stays registered
+    throw;
+  }
   return raw;
 }
 
