@@ -64,6 +64,19 @@ struct SaturationKernel {
       const auto product = static_cast<int64_t>(static_cast<uint64_t>(static_cast<int64_t>(d)) * k);
       steps[d + 255] = static_cast<uint32_t>(product / 255);
     }
+    // With |k| this small the product never wraps, the quotient fits in 32
+    // bits with room for y, and the step is sign(d) sign(k) floor(|d| |k| / 255)
+    // with floor(|d| |k| / 255) = |d| (|k| / 255) + floor(|d| (|k| % 255) / 255).
+    const auto signedK = static_cast<int64_t>(k);
+    narrow = signedK >= -kNarrowLimit && signedK <= kNarrowLimit;
+    if (narrow) {
+      const int64_t magnitude = signedK < 0 ? -signedK : signedK;
+      // A whole part of 256 or more already makes every step with d != 0
+      // reach 256, past which the limit to 0..255 gives the same result.
+      whole = static_cast<int32_t>(magnitude / 255 < 256 ? magnitude / 255 : 256);
+      part = static_cast<int32_t>(magnitude % 255);
+      negative = signedK < 0;
+    }
   }
 
   uint32_t Channel(uint32_t c, uint32_t y) const {
@@ -84,7 +97,13 @@ struct SaturationKernel {
   template <PixelLayout S, PixelLayout D>
   VectorRow<SaturationKernel> VectorRowAt(VectorLevel level) const;
 
+  static constexpr int64_t kNarrowLimit = (int64_t{1} << 31) - 256;
   uint32_t steps[511];
+  // Whether the form in whole and part below gives every step; the vector
+  // rows exist only then.
+  bool narrow = false;
+  int32_t whole = 0, part = 0;
+  bool negative = false;
 };
 
 }  // namespace
@@ -125,26 +144,41 @@ int64_t TintVectorRow(const uint32_t* source, uint32_t* destination, int64_t wid
   return column;
 }
 
-// A block of pixels a vector: each channel gathers its step by c - y, adds
-// y and is limited to 0..255 as a signed 32-bit sum.
+// One channel in 32-bit lanes: d = c - y, the step
+// sign(d) sign(k) min(256, |d| whole + floor(|d| part / 255)), added to y and
+// limited to 0..255. floor(x / 255) is (x + (x >> 8) + 1) >> 8 for every x up
+// to 65024, and |d| part is at most 64770.
+template <class V>
+HWY_INLINE V SaturatedChannel(V c, V y, V whole, V part, V signOfK) {
+  const hn::DFromV<V> d;
+  const auto difference = hn::Sub(c, y);
+  const auto distance = hn::Abs(difference);
+  const auto scaled = hn::Mul(distance, part);
+  const auto fraction = hn::ShiftRight<8>(hn::Add(hn::Add(scaled, hn::ShiftRight<8>(scaled)), hn::Set(d, 1)));
+  const auto step = hn::Min(hn::Add(hn::Mul(distance, whole), fraction), hn::Set(d, 256));
+  // Negative where the signs of d and k differ; a step of d = 0 is 0.
+  const auto signed_ = hn::IfThenElse(hn::Xor(difference, signOfK) < hn::Zero(d), hn::Neg(step), step);
+  return hn::Min(hn::Max(hn::Add(y, signed_), hn::Zero(d)), hn::Set(d, 255));
+}
+
 template <PixelLayout S, PixelLayout D>
 int64_t SaturationVectorRow(const uint32_t* source, uint32_t* destination, int64_t width,
                             const SaturationKernel& kernel) {
-  const hn::ScalableTag<uint32_t> d;
-  const hn::RebindToSigned<decltype(d)> di;
+  const hn::ScalableTag<uint32_t> du;
+  const hn::RebindToSigned<decltype(du)> d;
   const int64_t lanes = static_cast<int64_t>(hn::Lanes(d));
-  const auto offset = hn::Set(d, 255u);
-  const auto zero = hn::Zero(di), limit = hn::Set(di, 255);
-  const auto channel = [&](auto c, auto y) {
-    const auto step = hn::GatherIndex(d, kernel.steps, hn::BitCast(di, hn::Sub(hn::Add(c, offset), y)));
-    return hn::BitCast(d, hn::Min(hn::Max(hn::BitCast(di, hn::Add(step, y)), zero), limit));
-  };
+  const auto whole = hn::Set(d, kernel.whole), part = hn::Set(d, kernel.part);
+  const auto signOfK = hn::Set(d, kernel.negative ? -1 : 0);
   int64_t column = 0;
   for (; column + lanes <= width; column += lanes) {
-    const auto words = hn::LoadU(d, source + column);
-    const auto red = RedOf<S>(words), green = GreenOf<S>(words), blue = BlueOf<S>(words);
+    const auto words = hn::LoadU(du, source + column);
+    const auto red = hn::BitCast(d, RedOf<S>(words)), green = hn::BitCast(d, GreenOf<S>(words)),
+               blue = hn::BitCast(d, BlueOf<S>(words));
     const auto y = hn::ShiftRight<2>(hn::Add(hn::Add(red, blue), hn::Add(green, green)));
-    hn::StoreU(OpaqueWords<D>(channel(red, y), channel(green, y), channel(blue, y)), d, destination + column);
+    const auto out =
+        OpaqueWords<D>(SaturatedChannel(red, y, whole, part, signOfK), SaturatedChannel(green, y, whole, part, signOfK),
+                       SaturatedChannel(blue, y, whole, part, signOfK));
+    hn::StoreU(hn::BitCast(du, out), du, destination + column);
   }
   return column;
 }
@@ -163,6 +197,7 @@ VectorRow<TintKernel> TintKernel::VectorRowAt(VectorLevel level) const {
 
 template <PixelLayout S, PixelLayout D>
 VectorRow<SaturationKernel> SaturationKernel::VectorRowAt(VectorLevel level) const {
+  if (!narrow) return nullptr;
   return QVL_VECTOR_ROW(level, SaturationVectorRow<S, D>);
 }
 

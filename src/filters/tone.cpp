@@ -1,23 +1,12 @@
-// Tone filters: the transfer tables, the rule per pixel and its vector
-// rows, compiled once per target.
-// This source includes itself once per target through foreach_target.h,
-// so these lines stay in this order.
-// clang-format off
-#include "filters/vector_rows.h"
-
-#undef HWY_TARGET_INCLUDE
-#define HWY_TARGET_INCLUDE "filters/tone.cpp"
-#include "hwy/foreach_target.h"  // IWYU pragma: keep
-#include "hwy/highway.h"
+// Tone filters: the transfer tables and the rule per pixel. The rule is
+// three table look-ups; vector rows would have to gather them, which on
+// the processor measured is slower than the rule itself, so there are none.
+#include "filters/tone.h"
 
 #include <array>
 
-#include "filters/layout_rows-inl.h"
-#include "filters/tone.h"
-// clang-format on
+#include "filters/filter_frame.h"
 
-#ifndef QVL_FILTERS_TONE_KERNEL
-#define QVL_FILTERS_TONE_KERNEL
 namespace {
 
 // Whether the processor's truncating conversion saturates a double that
@@ -157,48 +146,7 @@ struct ToneKernel {
   void PixelRow(const uint32_t* source, uint32_t* destination, int64_t width) const {
     ToneRow<S, D>(source, destination, width, placed.For<D>());
   }
-
-  template <PixelLayout S, PixelLayout D>
-  VectorRow<ToneKernel> VectorRowAt(VectorLevel level) const;
 };
-
-}  // namespace
-#endif
-
-HWY_BEFORE_NAMESPACE();
-namespace {
-namespace HWY_NAMESPACE {
-
-// A block of pixels a vector: each channel gathers its placed result, and
-// the three are or-ed together as in ToneRow.
-template <PixelLayout S, PixelLayout D>
-int64_t ToneVectorRow(const uint32_t* source, uint32_t* destination, int64_t width, const ToneKernel& kernel) {
-  const PlacedTables& placed = kernel.placed.For<D>();
-  const hn::ScalableTag<uint32_t> d;
-  const hn::RebindToSigned<decltype(d)> di;
-  const int64_t lanes = static_cast<int64_t>(hn::Lanes(d));
-  int64_t column = 0;
-  for (; column + lanes <= width; column += lanes) {
-    const auto words = hn::LoadU(d, source + column);
-    const auto red = hn::GatherIndex(d, placed.red.data(), hn::BitCast(di, RedOf<S>(words)));
-    const auto green = hn::GatherIndex(d, placed.green.data(), hn::BitCast(di, GreenOf<S>(words)));
-    const auto blue = hn::GatherIndex(d, placed.blue.data(), hn::BitCast(di, BlueOf<S>(words)));
-    hn::StoreU(hn::Or(hn::Or(red, green), blue), d, destination + column);
-  }
-  return column;
-}
-
-}  // namespace HWY_NAMESPACE
-}  // namespace
-HWY_AFTER_NAMESPACE();
-
-#if HWY_ONCE
-namespace {
-
-template <PixelLayout S, PixelLayout D>
-VectorRow<ToneKernel> ToneKernel::VectorRowAt(VectorLevel level) const {
-  return QVL_VECTOR_ROW(level, ToneVectorRow<S, D>);
-}
 
 REALpictureStruct* RunToneFilter(REALpictureStruct* pic, const ToneTable& red, const ToneTable& green,
                                  const ToneTable& blue) {
@@ -274,4 +222,3 @@ REALpictureStruct* TransformPicture3(REALpictureStruct* pic, double Ra, double R
                                      double Bb) {
   return RunToneFilter(pic, CustomTable(Ra, Rb), CustomTable(Ra, Gb), CustomTable(Ba, Bb));
 }
-#endif
