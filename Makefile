@@ -8,7 +8,7 @@ ARM64_BUILD ?= build-arm64
 JOBS       ?= $(shell nproc)
 CMAKE_ARGS ?=
 
-BASE_PACKAGES  = cmake g++ make pkg-config libgd-dev libffi-dev libgtest-dev libgmock-dev zip
+BASE_PACKAGES  = cmake g++ make pkg-config libgd-dev libffi-dev libgtest-dev libgmock-dev libhwy-dev zip
 BENCH_PACKAGES = libbenchmark-dev libopencv-dev
 # The cross build for Linux ARM64: Debian's aarch64 toolchain, the arm64
 # multiarch libraries and qemu-user to run what it builds.

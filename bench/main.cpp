@@ -9,8 +9,37 @@
 #include <malloc.h>
 #endif
 
+#include <string_view>
+
+#include "filters/vector_level.h"
 #include "harness.h"
 #include "ratio_table.h"
+
+namespace {
+
+// Takes --vector-level=NAME out of the arguments and caps the filters' rows
+// to that level; false for a name that is not a level.
+bool TakeVectorLevel(int& argc, char** argv) {
+  constexpr std::string_view kOption = "--vector-level=";
+  int kept = 1;
+  for (int i = 1; i < argc; ++i) {
+    const std::string_view argument = argv[i];
+    if (argument.substr(0, kOption.size()) != kOption) {
+      argv[kept++] = argv[i];
+      continue;
+    }
+    const auto level = VectorLevelNamed(argument.substr(kOption.size()));
+    if (!level) {
+      std::cerr << "qvl_bench: no vector level " << argument.substr(kOption.size()) << "\n";
+      return false;
+    }
+    CapVectorLevel(*level);
+  }
+  argc = kept;
+  return true;
+}
+
+}  // namespace
 
 int main(int argc, char** argv) {
   // Every block, pictures included, comes from the C library's heap and
@@ -22,6 +51,8 @@ int main(int argc, char** argv) {
   mallopt(M_MMAP_MAX, 0);
   mallopt(M_TRIM_THRESHOLD, INT_MAX);
 #endif
+  if (!TakeVectorLevel(argc, argv)) return 1;
+  std::cout << "Vector level: " << NameOf(VectorLevelInUse()) << "\n";
   benchmark::Initialize(&argc, argv);
   if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
   AddFloors();

@@ -10,6 +10,7 @@
 
 #include "picture/masks.h"
 #include "registrationclient/registration_check.h"
+#include "support/every_pixel.h"
 #include "support/plugin_test.h"
 
 namespace {
@@ -105,15 +106,12 @@ TEST_P(InvertFilters, EveryPixelFollowsTheRule) {
     for (VectorLevel level : kEveryVectorLevel) {
       CapVectorLevel(level);
       for (bool greyOnly : {false, true}) {
+        SCOPED_TRACE(testing::Message() << (withAlpha ? "alpha " : "plain ") << (greyOnly ? "grey " : "all ")
+                                        << int(level));
         OwnedPicture result(greyOnly ? InvertGrayPicture2(source) : InvertPicture2(source));
-        ASSERT_NE(result.get(), nullptr);
-        int wrong = 0;
-        for (int64_t y = 0; y < 512; ++y) {
-          for (int64_t x = 0; x < 263; ++x) {
-            wrong += !(Read(result, x, y) == Expected(Read(source, x, y), withAlpha, greyOnly, OpaqueAlpha(source)));
-          }
-        }
-        EXPECT_EQ(wrong, 0) << (withAlpha ? "alpha " : "plain ") << (greyOnly ? "grey " : "all ") << int(level);
+        ExpectEveryPixel(
+            source, result, [&](Rgba in) { return Expected(in, withAlpha, greyOnly, OpaqueAlpha(source)); },
+            [](REALpictureStruct* picture, int64_t x, int64_t y) { return Read(picture, x, y); });
       }
     }
   }

@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "registrationclient/registration_check.h"
+#include "support/every_pixel.h"
 #include "support/plugin_test.h"
 
 namespace {
@@ -43,25 +44,7 @@ int SaturationReference(int c, int y, int64_t amount) {
   return std::clamp(static_cast<int32_t>(static_cast<uint32_t>(quotient) + static_cast<uint32_t>(y)), 0, 255);
 }
 
-class TintAndSaturation : public LayoutTest {
- protected:
-  // Every pixel of result against rule(the source's pixel); the first miss is shown.
-  template <class Rule>
-  void ExpectEveryPixel(REALpictureStruct* source, REALpictureStruct* result, Rule rule) {
-    ASSERT_NE(result, nullptr);
-    int64_t misses = 0;
-    for (int64_t y = 0; y < qvlhost::PictureHeight(source); ++y) {
-      for (int64_t x = 0; x < qvlhost::PictureWidth(source); ++x) {
-        const Rgba in = qvlhost::PixelRgba(source, x, y), want = rule(in), got = qvlhost::PixelRgba(result, x, y);
-        if (!(got == want) && misses++ == 0) {
-          ADD_FAILURE() << "at (" << x << ", " << y << ") from " << testing::PrintToString(in) << " got "
-                        << testing::PrintToString(got) << ", want " << testing::PrintToString(want);
-        }
-      }
-    }
-    EXPECT_EQ(misses, 0);
-  }
-};
+using TintAndSaturation = LayoutTest;
 
 TEST_P(TintAndSaturation, Examples) {
   struct TintExample {

@@ -9,6 +9,7 @@
 #include <limits>
 
 #include "registrationclient/registration_check.h"
+#include "support/every_pixel.h"
 #include "support/plugin_test.h"
 
 namespace {
@@ -136,13 +137,10 @@ TEST_P(ToneFilters, TransferOfEveryChannelValue) {
       OwnedPicture result(c.Apply(source));
       ASSERT_NE(result.get(), nullptr);
       EXPECT_EQ(qvlhost::PictureMask(result), nullptr);
-      int wrong = 0;
-      for (int x = 0; x < kColumns; ++x) {
-        const qvlhost::Rgba in = qvlhost::PixelRgba(source, x, 0), out = qvlhost::PixelRgba(result, x, 0);
-        wrong += out.r != c.Expected(0, in.r) || out.g != c.Expected(1, in.g) || out.b != c.Expected(2, in.b) ||
-                 out.a != 255;
-      }
-      EXPECT_EQ(wrong, 0);
+      ExpectEveryPixel(source, result, [&c](qvlhost::Rgba in) {
+        return qvlhost::Rgba{uint8_t(c.Expected(0, in.r)), uint8_t(c.Expected(1, in.g)), uint8_t(c.Expected(2, in.b)),
+                             255};
+      });
     }
   }
 }

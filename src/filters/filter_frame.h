@@ -1,11 +1,32 @@
-// The filter frame: a reader on the source, a writer of the same size, a
-// walk of both row by row, then the writer rendered as the result. The
-// layouts of source and destination are resolved once per call into a
-// template instance, so the pixel loop holds no test of them and no call.
+// The filter frame: every filter that walks a source picture into a new one
+// runs through it. The frame acquires a reader on the source, makes a writer,
+// walks an area of both row by row through the filter's kernel, and renders
+// the writer as the result. The layouts of source and destination are
+// resolved once per call into a template instance, and the vector level is
+// asked once per call, so the pixel loops hold no test of either.
+//
+// A kernel is a struct holding the call's constants (tables, weights, a
+// limit) with two member templates:
+//
+//   template <PixelLayout S, PixelLayout D>
+//   void PixelRow(const uint32_t* source, uint32_t* destination, int64_t width) const;
+//
+// the per-pixel rule over one row, for every pair of layouts (a destination
+// of unknown layout stores nothing); and, where vector rows pay,
+//
+//   template <PixelLayout S, PixelLayout D>
+//   VectorRow<Kernel> VectorRowAt(VectorLevel level) const;
+//
+// the row compiled for the level, or nullptr where there is none. It is only
+// asked for known layouts. A vector row makes as many whole blocks of the
+// row as it can and returns how many pixels it made; the per-pixel rule
+// makes the rest. A vector row gives exactly the bytes of the rule.
 #pragma once
 
+#include <algorithm>
 #include <type_traits>
 
+#include "filters/vector_level.h"
 #include "picture/picture_editor.h"
 #include "picture/pixels.h"
 #include "registrationclient/registration_check.h"
@@ -72,35 +93,125 @@ inline void MapRowOpaque(const uint32_t* source, uint32_t* destination, int64_t 
   }
 }
 
+template <class Kernel>
+using VectorRow = int64_t (*)(const uint32_t* source, uint32_t* destination, int64_t width, const Kernel& kernel);
+
+template <class Kernel, class = void>
+struct HasVectorRows : std::false_type {};
+template <class Kernel>
+struct HasVectorRows<
+    Kernel,
+    std::void_t<decltype(std::declval<const Kernel&>().template VectorRowAt<PixelLayout::RGBA, PixelLayout::RGBA>(
+        VectorLevel::Portable))>> : std::true_type {};
+
+// The vector row of a kernel for known layouts at a level, or nullptr.
+template <PixelLayout S, PixelLayout D, class Kernel>
+VectorRow<Kernel> VectorRowOf(const Kernel& kernel, VectorLevel level) {
+  if constexpr (HasVectorRows<Kernel>::value && S != PixelLayout::Unknown && D != PixelLayout::Unknown) {
+    return kernel.template VectorRowAt<S, D>(level);
+  } else {
+    return nullptr;
+  }
+}
+
+enum class RegistrationCheckAt { First, AfterAcquire };
+
+// The writer takes the reader's picture kind (an alpha channel where the
+// source has one), or is a plain new picture of the reader's size.
+enum class WriterFrom { Reader, Size };
+
+struct FrameVariant {
+  RegistrationCheckAt checkAt;
+  WriterFrom writerFrom = WriterFrom::Reader;
+};
+
+// The columns left..right - 1 of the rows top..bottom - 1; left and top are
+// not negative and right is at most the width. A top beyond the picture or
+// a bottom at or above the top walks no row.
+struct FrameArea {
+  int64_t left, top, right, bottom;
+};
+
+inline FrameArea WholePicture(int64_t width, int64_t height) { return {0, 0, width, height}; }
+
 // Steps both editors to their next row, writer first, as the walk does.
 inline void StepRows(PictureWriter& writer, PictureReader& reader) {
   writer.base = writer.GetRow(writer.y + 1);
   reader.base = reader.GetRow(reader.y + 1);
 }
 
-enum class RegistrationCheckAt { First, AfterAcquire };
+// Steps past the last row only count row warnings, and an editor writes no
+// line after its ninth; so a skip that runs beyond the picture stops there,
+// which changes nothing but the time a far-off top would take.
+constexpr int64_t kLoggedRowWarnings = 9;
 
-// Runs the whole frame with a row function called as
-// rowFunction(LayoutTag<S>{}, LayoutTag<D>{}, source, destination, width).
-// Returns the rendered writer, or nil.
-template <class RowFunction>
-REALpictureStruct* RunFilterFrame(REALpictureStruct* pic, RegistrationCheckAt checkAt, const RowFunction& rowFunction) {
-  if (checkAt == RegistrationCheckAt::First) RegistrationCheck();
+inline void SkipRows(PictureWriter& writer, PictureReader& reader, int64_t top, int64_t pictureHeight) {
+  const int64_t steps = std::min(top, pictureHeight + kLoggedRowWarnings);
+  for (int64_t step = 0; step < steps; ++step) StepRows(writer, reader);
+}
+
+// The rows of the area, the editors standing at its top row.
+template <class Kernel>
+void WalkArea(PictureWriter& writer, PictureReader& reader, const FrameArea& area, const Kernel& kernel) {
+  if (area.bottom <= area.top) return;
+  const int64_t rows = area.bottom - area.top;
+  if (area.right <= area.left) {
+    for (int64_t row = 0; row < rows; ++row) StepRows(writer, reader);
+    return;
+  }
+  const int64_t columns = area.right - area.left;
+  const VectorLevel level = VectorLevelInUse();
+  WithLayouts(reader.pictureType, writer.pictureType, [&](auto source, auto destination) {
+    constexpr PixelLayout S = decltype(source)::value;
+    constexpr PixelLayout D = decltype(destination)::value;
+    const VectorRow<Kernel> vectorRow = VectorRowOf<S, D>(kernel, level);
+    for (int64_t row = 0; row < rows; ++row) {
+      const uint32_t* from = reader.base + area.left;
+      uint32_t* to = writer.base + area.left;
+      const int64_t done = vectorRow ? vectorRow(from, to, columns, kernel) : 0;
+      kernel.template PixelRow<S, D>(from + done, to + done, columns - done);
+      StepRows(writer, reader);
+    }
+  });
+}
+
+// A kernel for sources without an alpha channel and one for sources with
+// one; the frame walks with the one that fits the source.
+template <class Plain, class WithAlpha>
+struct ByAlphaChannel {
+  Plain plain;
+  WithAlpha withAlpha;
+};
+
+template <class Plain, class WithAlpha>
+void WalkArea(PictureWriter& writer, PictureReader& reader, const FrameArea& area,
+              const ByAlphaChannel<Plain, WithAlpha>& kernels) {
+  if (reader.HasAlphaChannel) {
+    WalkArea(writer, reader, area, kernels.withAlpha);
+  } else {
+    WalkArea(writer, reader, area, kernels.plain);
+  }
+}
+
+// Runs the whole frame; areaOf(width, height) gives the area once the source
+// is acquired. Returns the rendered writer, or nil.
+template <class Kernel, class AreaOf = FrameArea (*)(int64_t, int64_t)>
+REALpictureStruct* RunFilterFrame(REALpictureStruct* pic, FrameVariant variant, const Kernel& kernel,
+                                  const AreaOf& areaOf = WholePicture) {
+  if (variant.checkAt == RegistrationCheckAt::First) RegistrationCheck();
   PictureReader reader(pic);
   if (!reader.picture) return nullptr;
-  if (checkAt == RegistrationCheckAt::AfterAcquire) RegistrationCheck();
-  const int64_t width = reader.Width;
+  if (variant.checkAt == RegistrationCheckAt::AfterAcquire) RegistrationCheck();
   const int64_t height = reader.Height;
+  const FrameArea area = areaOf(reader.Width, height);
   REALpictureStruct* result = nullptr;
   {
     PictureWriter writer;
-    if (writer.NewPictureWriter(reader)) {
-      WithLayouts(reader.pictureType, writer.pictureType, [&](auto source, auto destination) {
-        for (int64_t row = 0; row < height; ++row) {
-          if (width > 0) rowFunction(source, destination, reader.base, writer.base, width);
-          StepRows(writer, reader);
-        }
-      });
+    const bool made = variant.writerFrom == WriterFrom::Reader ? writer.NewPictureWriter(reader)
+                                                               : writer.NewPictureWriter(reader.Width, height);
+    if (made) {
+      SkipRows(writer, reader, area.top, height);
+      WalkArea(writer, reader, area, kernel);
       result = writer.RenderPictureWriter();
     }
     reader.clear();
@@ -108,11 +219,16 @@ REALpictureStruct* RunFilterFrame(REALpictureStruct* pic, RegistrationCheckAt ch
   return result;
 }
 
-// The frame for a colour rule with the opaque write, the shape of most filters.
+// A kernel made of a colour rule alone, stored with the opaque write.
 template <class ColourRule>
-REALpictureStruct* RunColourFilter(REALpictureStruct* pic, RegistrationCheckAt checkAt, const ColourRule& rule) {
-  return RunFilterFrame(pic, checkAt,
-                        [&](auto source, auto destination, const uint32_t* from, uint32_t* to, int64_t width) {
-                          MapRowOpaque<decltype(source)::value, decltype(destination)::value>(from, to, width, rule);
-                        });
-}
+struct ColourKernel {
+  ColourRule rule;
+
+  template <PixelLayout S, PixelLayout D>
+  void PixelRow(const uint32_t* source, uint32_t* destination, int64_t width) const {
+    MapRowOpaque<S, D>(source, destination, width, rule);
+  }
+};
+
+template <class ColourRule>
+ColourKernel(ColourRule) -> ColourKernel<ColourRule>;

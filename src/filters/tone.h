@@ -9,24 +9,6 @@
 
 #include "qvl/handles.h"
 
-#if defined(__x86_64__) || defined(__i386__)
-#include <emmintrin.h>
-#endif
-
-// A double cut toward zero to a signed 32-bit integer, with what the
-// processor's truncating conversion gives for values that do not fit and
-// for NaN: the most negative integer on x86, saturation (NaN 0) on arm64.
-inline int32_t TruncateToInt32(double value) {
-#if defined(__x86_64__) || defined(__i386__)
-  return _mm_cvttsd_si32(_mm_set_sd(value));
-#else
-  if (value != value) return 0;
-  if (value >= 2147483647.0) return INT32_MAX;
-  if (value <= -2147483648.0) return INT32_MIN;
-  return static_cast<int32_t>(value);
-#endif
-}
-
 REALpictureStruct* ContrastPicture1(REALpictureStruct* pic, double Contrast);
 REALpictureStruct* ContrastPicture3(REALpictureStruct* pic, double ContrastRed, double ContrastGreen,
                                     double ContrastBlue);

@@ -36,9 +36,9 @@ inline int64_t CountOf(const std::vector<std::string>& lines, const std::string&
 // How often the host was called through this entry since the journal was cleared.
 inline int64_t JournalCount(const std::string& entry) { return CountOf(qvlhost::JournalEntryNames(), entry); }
 
-// Every vector level, widest first, for tests that run each row code the
-// processor has against the same rule.
-inline constexpr VectorLevel kEveryVectorLevel[] = {VectorLevel::Avx512, VectorLevel::Avx2, VectorLevel::Portable};
+// Every vector level of this build, widest first, for tests that run each
+// row code the processor has against the same rule.
+inline constexpr const auto& kEveryVectorLevel = kVectorLevels;
 
 class PluginTest : public ::testing::Test {
  protected:

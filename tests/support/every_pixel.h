@@ -1,0 +1,32 @@
+// Every pixel of a filter's result against a rule applied to the source's
+// pixel at the same place; the first miss is shown with its position.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <cstdint>
+
+#include "qvlhost.h"
+
+// read(picture, x, y) gives a pixel's channels; by default as the host reads them.
+template <class Rule, class Read>
+void ExpectEveryPixel(REALpictureStruct* source, REALpictureStruct* result, Rule rule, Read read) {
+  ASSERT_NE(result, nullptr);
+  int64_t misses = 0;
+  for (int64_t y = 0; y < qvlhost::PictureHeight(source); ++y) {
+    for (int64_t x = 0; x < qvlhost::PictureWidth(source); ++x) {
+      const qvlhost::Rgba in = read(source, x, y), want = rule(in), got = read(result, x, y);
+      if (!(got == want) && misses++ == 0) {
+        ADD_FAILURE() << "at (" << x << ", " << y << ") from " << testing::PrintToString(in) << " got "
+                      << testing::PrintToString(got) << ", want " << testing::PrintToString(want);
+      }
+    }
+  }
+  EXPECT_EQ(misses, 0);
+}
+
+template <class Rule>
+void ExpectEveryPixel(REALpictureStruct* source, REALpictureStruct* result, Rule rule) {
+  ExpectEveryPixel(source, result, rule,
+                   [](REALpictureStruct* picture, int64_t x, int64_t y) { return qvlhost::PixelRgba(picture, x, y); });
+}
