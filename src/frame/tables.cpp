@@ -1,10 +1,12 @@
 #include "frame/tables.h"
 
+#include "analysis/counting.h"
+#include "analysis/uniformity.h"
+#include "binding/diagnostics.h"
 #include "filters/invert.h"
 #include "filters/threshold.h"
 #include "filters/tint.h"
 #include "filters/tone.h"
-#include "binding/diagnostics.h"
 #include "picture/masks.h"
 
 namespace {
@@ -144,6 +146,7 @@ REALproperty IOSPictureSharedProperties[1] = {DebuggingProperty(kQVLPropertyMark
 
 std::vector<REALmethodDefinition> pictureMethods = {
     ConsoleSafe(Fn(ThresholdQVL), "ThresholdQVL(Threshold as integer) as picture"),
+    ConsoleSafe(Fn(ColornessQVL), "ColornessQVL(threshold as integer = 10) as double"),
     ConsoleSafe(Fn(PictureHasMask), "HasMaskQVL as boolean"),
     ConsoleSafe(Fn(ContrastAbsBrightnessPicture3),
                 "ChangeContrastBrightnessAbsoluteQVL(ContrastRed as double, ContrastGreen as double, ContrastBlue as "
@@ -176,7 +179,21 @@ std::vector<REALmethodDefinition> pictureMethods = {
     ConsoleSafe(Fn(InvertGrayPicture),
                 "InvertGrayQVL(left as integer,top as integer,width as integer,height as integer) as picture"),
     ConsoleSafe(Fn(InvertGrayPicture2), "InvertGrayQVL as picture"),
+    ConsoleSafe(Fn(CountColorQVL), "CountColorQVL(col as color) as integer"),
+    ConsoleSafe(Fn(CountColorsQVL),
+                "CountColorsQVL(byref red as memoryblock, byref blue as memoryblock, byref green "
+                "as memoryblock, byref count as integer)"),
     ConsoleSafe(Fn(SaturationPicture), "ChangeSaturationQVL(Amount as integer) as picture"),
+    ConsoleSafe(Fn(isWhite2), "isWhiteQVL as boolean"),
+    ConsoleSafe(Fn(isWhite),
+                "isWhiteQVL(left as integer,top as integer,width as integer,height as integer) as boolean"),
+    ConsoleSafe(Fn(isBlack2), "isBlackQVL as boolean"),
+    ConsoleSafe(Fn(isBlack),
+                "isBlackQVL(left as integer,top as integer,width as integer,height as integer) as boolean"),
+    ConsoleSafe(Fn(isGray2), "isGrayQVL(tolerance as integer = 0) as boolean"),
+    ConsoleSafe(Fn(isGray),
+                "isGrayQVL(tolerance as integer, left as integer,top as integer,width as integer,height as integer) as "
+                "boolean"),
 };
 
 REALclassDefinition pictureClass =
