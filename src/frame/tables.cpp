@@ -1,6 +1,7 @@
 #include "frame/tables.h"
 
 #include "analysis/counting.h"
+#include "analysis/search.h"
 #include "analysis/uniformity.h"
 #include "binding/diagnostics.h"
 #include "filters/invert.h"
@@ -184,6 +185,9 @@ std::vector<REALmethodDefinition> pictureMethods = {
                 "CountColorsQVL(byref red as memoryblock, byref blue as memoryblock, byref green "
                 "as memoryblock, byref count as integer)"),
     ConsoleSafe(Fn(SaturationPicture), "ChangeSaturationQVL(Amount as integer) as picture"),
+    ConsoleSafe(Fn(FindPicture),
+                "FindPictureQVL(pic as picture, byref x as integer, byref y as integer, StartX as "
+                "Integer = 0, StartY as Integer = 0, Tolerance as Integer = 3) as boolean"),
     ConsoleSafe(Fn(isWhite2), "isWhiteQVL as boolean"),
     ConsoleSafe(Fn(isWhite),
                 "isWhiteQVL(left as integer,top as integer,width as integer,height as integer) as boolean"),
