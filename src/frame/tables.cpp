@@ -9,6 +9,7 @@
 #include "filters/tint.h"
 #include "filters/tone.h"
 #include "picture/masks.h"
+#include "scroll/scroll.h"
 
 namespace {
 
@@ -148,6 +149,12 @@ REALproperty IOSPictureSharedProperties[1] = {DebuggingProperty(kQVLPropertyMark
 std::vector<REALmethodDefinition> pictureMethods = {
     ConsoleSafe(Fn(ThresholdQVL), "ThresholdQVL(Threshold as integer) as picture"),
     ConsoleSafe(Fn(ColornessQVL), "ColornessQVL(threshold as integer = 10) as double"),
+    ConsoleSafe(Fn(ScrollVerticalQVL),
+                "ScrollVerticalQVL(delta as integer, wrap as boolean, scrollmask as boolean) as boolean"),
+    ConsoleSafe(Fn(ScrollHorizontalQVL),
+                "ScrollHorizontalQVL(delta as integer, wrap as boolean, scrollmask as boolean) as boolean"),
+    ConsoleSafe(Fn(ScrollQVL),
+                "ScrollQVL(deltaX as integer, deltaY as integer, wrap as boolean, scrollmask as boolean) as boolean"),
     ConsoleSafe(Fn(PictureHasMask), "HasMaskQVL as boolean"),
     ConsoleSafe(Fn(ContrastAbsBrightnessPicture3),
                 "ChangeContrastBrightnessAbsoluteQVL(ContrastRed as double, ContrastGreen as double, ContrastBlue as "
