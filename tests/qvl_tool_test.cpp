@@ -196,6 +196,24 @@ TEST_F(QvlTool, AnswersAndByRefValuesArePrinted) {
   }
 }
 
+// --mask gives the picture a mask for the scrollmask paths, --mask-out
+// writes it after the call.
+TEST_F(QvlTool, MaskIsScrolledAlongAndWritten) {
+  const std::string maskOut = (work_ / "mask.png").string();
+  ToolRun run = Run({"ScrollVerticalQVL", in_, "7", "false", "true", "--mask", in_, "--mask-out", maskOut, "-o", out_});
+  ASSERT_EQ(run.status, 0) << run.err;
+  EXPECT_EQ(run.out, "ScrollVerticalQVL = true\n");
+  qvlhost::OwnedPicture expected(qvlhost::ReadPictureFile(in_));
+  ScrollVerticalQVL(expected, 7, false, false);
+  ASSERT_TRUE(qvlhost::WritePictureFile(expected, (root_ / "expected.png").string()));
+  EXPECT_EQ(FileText(maskOut), FileText(root_ / "expected.png"));
+  EXPECT_EQ(FileText(out_), FileText(root_ / "expected.png"));
+
+  ToolRun bad = Run({"isBlackQVL", "nil", "--mask", in_});
+  EXPECT_EQ(bad.status, 2);
+  EXPECT_NE(bad.err.find("--mask"), std::string::npos) << bad.err;
+}
+
 }  // namespace
 
 #endif  // QVL_TOOL_PATH

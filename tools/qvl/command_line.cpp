@@ -50,6 +50,9 @@ bool ApplyValueOption(const std::string& name, const std::string& value, Command
   if (name == "-o" || name == "--output") {
     if (value.empty()) return Fail(error, "the output path is empty");
     line->output = value;
+  } else if (name == "--mask" || name == "--mask-out") {
+    if (value.empty()) return Fail(error, "the path of " + name + " is empty");
+    (name == "--mask" ? line->mask : line->maskOutput) = value;
   } else if (name == "--storage") {
     if (!ParseStorage(value, &line->storage))
       return Fail(error, "unknown storage \"" + value + "\" (cg1 .. cg6 or gd)");
@@ -64,7 +67,8 @@ bool ApplyValueOption(const std::string& name, const std::string& value, Command
 }
 
 bool TakesValue(const std::string& name) {
-  return name == "-o" || name == "--output" || name == "--storage" || name == "--host-version" || name == "--plugin";
+  return name == "-o" || name == "--output" || name == "--storage" || name == "--host-version" || name == "--plugin" ||
+         name == "--mask" || name == "--mask-out";
 }
 
 void AddPositional(const std::string& word, CommandLine* line) {
@@ -128,6 +132,8 @@ const char* UsageText() {
          "\n"
          "options:\n"
          "  -o OUT              where the result picture goes (written atomically)\n"
+         "  --mask FILE         the mask of the picture the method is called on\n"
+         "  --mask-out FILE     where that picture's mask is written after the call\n"
          "  --storage S         storage of every picture the host makes: cg1 .. cg6 (a desktop\n"
          "                      application) or gd (a console application)\n"
          "  --host-version V    the Xojo version the host reports, such as 2012.0\n"
