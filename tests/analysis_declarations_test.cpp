@@ -5,6 +5,7 @@
 
 #include <cstdint>
 #include <cstring>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -39,9 +40,8 @@ class AnalysisDeclarations : public PluginTest, public testing::WithParamInterfa
     ASSERT_TRUE(qvlhost::LoadPlugin(QVL_PLUGIN_PATH, &error)) << error;
   }
 
-  // Calls the registered method of that name that takes these arguments
-  // (the picture first): the overload with as many parameters, or the only
-  // one, whose missing arguments take their defaults.
+  // Calls the method of that name that takes these arguments, the picture
+  // first: the overload with as many parameters, or the only one.
   Value Call(const std::string& name, std::vector<Value>& arguments) {
     const std::vector<qvlhost::SurfaceMethod> found = qvlhost::FindMethods(name);
     for (const qvlhost::SurfaceMethod& method : found) {
@@ -54,51 +54,55 @@ class AnalysisDeclarations : public PluginTest, public testing::WithParamInterfa
     ADD_FAILURE() << "not registered: " << name << " with " << arguments.size() << " arguments";
     return Value();
   }
-
-  Value Call(const std::string& name, std::vector<Value>&& arguments) { return Call(name, arguments); }
 };
 
 Value Of(REALpictureStruct* picture) { return Value::Handle(TypeKind::Picture, picture); }
+Value Int(int64_t value) { return Value::Integer(value); }
 
 // Grey on the left, coloured on the right, one white pixel.
-REALpictureStruct* Sample() {
-  return PaintedPicture(7, 5, [](int64_t x, int64_t y) {
-    if (x == 6 && y == 4) return Rgba{255, 255, 255, 255};
-    const auto level = static_cast<uint8_t>(40 * y + x);
-    return x < 3 ? Rgba{level, level, level, 255} : Rgba{level, static_cast<uint8_t>(level + 20 * x), 9, 255};
-  });
+Rgba SampleColour(int64_t x, int64_t y) {
+  if (x == 6 && y == 4) return {255, 255, 255, 255};
+  const auto level = static_cast<uint8_t>(40 * y + x);
+  return x < 3 ? Rgba{level, level, level, 255} : Rgba{level, static_cast<uint8_t>(level + 20 * x), 9, 255};
 }
 
-TEST_P(AnalysisDeclarations, TestsAndCountsGiveTheDirectResults) {
-  OwnedPicture picture(Sample());
-  for (int64_t left : {0, 3, -2}) {
-    EXPECT_EQ(Call("isWhiteQVL",
-                   {Of(picture), Value::Integer(left), Value::Integer(4), Value::Integer(-1), Value::Integer(-1)})
-                  .integer,
-              isWhite(picture, left, 4, -1, -1));
-    EXPECT_EQ(
-        Call("isBlackQVL", {Of(picture), Value::Integer(left), Value::Integer(0), Value::Integer(1), Value::Integer(1)})
-            .integer,
-        isBlack(picture, left, 0, 1, 1));
-    EXPECT_EQ(Call("isGrayQVL", {Of(picture), Value::Integer(left * 10), Value::Integer(left), Value::Integer(0),
-                                 Value::Integer(3), Value::Integer(-1)})
-                  .integer,
-              isGray(picture, left * 10, left, 0, 3, -1));
-    EXPECT_EQ(Call("isGrayQVL", {Of(picture), Value::Integer(left * 30)}).integer, isGray2(picture, left * 30));
-    EXPECT_EQ(Call("ColornessQVL", {Of(picture), Value::Integer(left * 15)}).real, ColornessQVL(picture, left * 15));
-  }
-  EXPECT_EQ(Call("isWhiteQVL", {Of(picture)}).integer, isWhite2(picture));
-  EXPECT_EQ(Call("isBlackQVL", {Of(picture)}).integer, isBlack2(picture));
-  EXPECT_EQ(Call("ColornessQVL", {Of(picture)}).real, ColornessQVL(picture, 10));
-  for (uint32_t colour : {0xFFFFFFu, 0x282828u, 0x123456u}) {
-    EXPECT_EQ(Call("CountColorQVL", {Of(picture), Value::Color(colour)}).integer, CountColorQVL(picture, colour));
+REALpictureStruct* Sample() { return PaintedPicture(7, 5, SampleColour); }
+
+// Answers: the host's result value against the direct call's.
+TEST_P(AnalysisDeclarations, AnswersAreTheDirectOnes) {
+  OwnedPicture p(Sample());
+  const struct {
+    const char* name;
+    std::vector<Value> arguments;
+    std::function<double()> direct;
+  } cases[] = {
+      {"isWhiteQVL", {Of(p)}, [&] { return isWhite2(p); }},
+      {"isWhiteQVL", {Of(p), Int(-2), Int(4), Int(-1), Int(-1)}, [&] { return isWhite(p, -2, 4, -1, -1); }},
+      {"isBlackQVL", {Of(p)}, [&] { return isBlack2(p); }},
+      {"isBlackQVL", {Of(p), Int(0), Int(0), Int(1), Int(1)}, [&] { return isBlack(p, 0, 0, 1, 1); }},
+      {"isGrayQVL", {Of(p), Int(60)}, [&] { return isGray2(p, 60); }},
+      {"isGrayQVL", {Of(p), Int(0), Int(0), Int(0), Int(3), Int(-1)}, [&] { return isGray(p, 0, 0, 0, 3, -1); }},
+      {"ColornessQVL", {Of(p)}, [&] { return ColornessQVL(p, 10); }},
+      {"ColornessQVL", {Of(p), Int(45)}, [&] { return ColornessQVL(p, 45); }},
+      {"CountColorQVL", {Of(p), Value::Color(0xFFFFFF)}, [&] { return CountColorQVL(p, 0xFFFFFF); }},
+      {"ScrollVerticalQVL",
+       {Of(nullptr), Int(2), Value::Boolean(true), Value::Boolean(false)},
+       [] { return ScrollVerticalQVL(nullptr, 2, true, false); }},
+      {"ScrollHorizontalQVL",
+       {Of(nullptr), Int(2), Value::Boolean(true), Value::Boolean(false)},
+       [] { return ScrollHorizontalQVL(nullptr, 2, true, false); }},
+  };
+  for (auto c : cases) {
+    const Value result = Call(c.name, c.arguments);
+    EXPECT_EQ(result.kind == TypeKind::Double ? result.real : double(result.integer), c.direct())
+        << c.name << " with " << c.arguments.size() << " arguments";
   }
 }
 
-TEST_P(AnalysisDeclarations, ByRefResultsGiveTheDirectResults) {
+TEST_P(AnalysisDeclarations, ByRefResultsAreTheDirectOnes) {
   OwnedPicture picture(Sample());
   std::vector<Value> blocks = {Of(picture), Value::Nil(TypeKind::MemoryBlock), Value::Nil(TypeKind::MemoryBlock),
-                               Value::Nil(TypeKind::MemoryBlock), Value::Integer(0)};
+                               Value::Nil(TypeKind::MemoryBlock), Int(0)};
   Call("CountColorsQVL", blocks);
   REALmemoryBlockStruct* direct[3] = {};
   int64_t count = 0;
@@ -111,13 +115,10 @@ TEST_P(AnalysisDeclarations, ByRefResultsGiveTheDirectResults) {
     qvlhost::ReleaseValue(blocks[i + 1]);
     qvlhost::Release(reinterpret_cast<REALobjectStruct*>(direct[i]));
   }
-
-  OwnedPicture needle(PaintedPicture(2, 2, [](int64_t x, int64_t y) {
-    return Rgba{uint8_t(40 * (y + 2) + x + 4), uint8_t(40 * (y + 2) + x + 4 + 20 * (x + 4)), 9, 255};
-  }));
+  // The needle is the sample's 2 x 2 corner at (4, 2).
+  OwnedPicture needle(PaintedPicture(2, 2, [](int64_t x, int64_t y) { return SampleColour(x + 4, y + 2); }));
   for (int64_t startX : {0, 5}) {
-    std::vector<Value> arguments = {
-        Of(picture), Of(needle), Value::Integer(-1), Value::Integer(-1), Value::Integer(startX), Value::Integer(0)};
+    std::vector<Value> arguments = {Of(picture), Of(needle), Int(-1), Int(-1), Int(startX)};
     const Value found = Call("FindPictureQVL", arguments);
     int64_t x = -1, y = -1;
     EXPECT_EQ(found.integer, FindPicture(picture, needle, &x, &y, startX, 0, 3));
@@ -129,16 +130,12 @@ TEST_P(AnalysisDeclarations, ByRefResultsGiveTheDirectResults) {
 TEST_P(AnalysisDeclarations, ScrollsGiveTheDirectPictures) {
   for (bool wrap : {false, true}) {
     OwnedPicture called(Sample()), direct(Sample());
-    EXPECT_EQ(
-        Call("ScrollVerticalQVL", {Of(called), Value::Integer(2), Value::Boolean(wrap), Value::Boolean(false)}).integer,
-        ScrollVerticalQVL(direct, 2, wrap, false));
-    EXPECT_EQ(Call("ScrollHorizontalQVL", {Of(called), Value::Integer(1), Value::Boolean(wrap), Value::Boolean(true)})
-                  .integer,
-              ScrollHorizontalQVL(direct, 1, wrap, true));
-    EXPECT_EQ(Call("ScrollQVL",
-                   {Of(called), Value::Integer(-3), Value::Integer(-1), Value::Boolean(wrap), Value::Boolean(false)})
-                  .integer,
-              ScrollQVL(direct, -3, -1, wrap, false));
+    std::vector<Value> arguments = {Of(called), Int(2), Int(-1), Value::Boolean(wrap), Value::Boolean(false)};
+    EXPECT_EQ(Call("ScrollQVL", arguments).integer, ScrollQVL(direct, 2, -1, wrap, false));
+    arguments = {Of(called), Int(1), Value::Boolean(wrap), Value::Boolean(true)};
+    EXPECT_EQ(Call("ScrollVerticalQVL", arguments).integer, ScrollVerticalQVL(direct, 1, wrap, true));
+    arguments = {Of(called), Int(-3), Value::Boolean(wrap), Value::Boolean(true)};
+    EXPECT_EQ(Call("ScrollHorizontalQVL", arguments).integer, ScrollHorizontalQVL(direct, -3, wrap, true));
     int64_t differences = 0;
     for (int64_t y = 0; y < 5; ++y) {
       for (int64_t x = 0; x < 7; ++x)

@@ -34,16 +34,6 @@ struct Memory {
   bool operator==(const Memory& other) const { return bytes == other.bytes; }
 };
 
-void PrintTo(const Memory& memory, std::ostream* out) {
-  for (size_t i = 0; i < memory.bytes.size(); i += 4) {
-    if (i % memory.rowBytes == 0) *out << "\n";
-    char text[12];
-    std::snprintf(text, sizeof text, "%02x%02x%02x%02x ", memory.bytes[i + 3], memory.bytes[i + 2], memory.bytes[i + 1],
-                  memory.bytes[i]);
-    *out << text;
-  }
-}
-
 Memory Snapshot(REALpictureStruct* picture) {
   Memory memory;
   memory.width = qvlhost::PictureWidth(picture);
