@@ -14,7 +14,9 @@
 #include <string>
 #include <vector>
 
+#include "analysis/uniformity.h"
 #include "filters/threshold.h"
+#include "scroll/scroll.h"
 #include "support/plugin_test.h"
 
 namespace {
@@ -263,6 +265,60 @@ TEST_F(QvlTool, ListShowsTheSurfaceByRoute) {
   EXPECT_NE(old.out.find("class extension Picture"), std::string::npos) << old.out;
   EXPECT_NE(old.out.find("ThresholdQVL(Threshold as integer) as picture"), std::string::npos) << old.out;
   EXPECT_EQ(old.out.find("PicturePictureExtensionQVL"), std::string::npos) << old.out;
+}
+
+// The analysis methods print their result and ByRef values as lines, and a
+// scroll writes the picture it changed, on both registration routes.
+TEST_F(QvlTool, AnswersAndByRefValuesArePrinted) {
+  qvlhost::OwnedPicture source(qvlhost::ReadPictureFile(in_));
+  auto boolean = [](bool value) { return std::string(value ? "true" : "false"); };
+  const std::pair<std::vector<std::string>, std::string> cases[] = {
+      {{"isBlackQVL", in_}, "isBlackQVL = " + boolean(isBlack2(source)) + "\n"},
+      {{"isWhiteQVL", in_, "-1", "-1", "1", "1"}, "isWhiteQVL = true\n"},
+      {{"isGrayQVL", in_, "300"}, "isGrayQVL = true\n"},
+      {{"ColornessQVL", in_, "300"}, "ColornessQVL = 0\n"},
+      {{"FindPictureQVL", in_, in_, "7", "7", "0", "0", "1"}, "FindPictureQVL = true\nx = 0\ny = 0\n"},
+      {{"FindPictureQVL", in_, in_, "7", "7", "1"}, "FindPictureQVL = false\nx = 0\ny = 0\n"},
+      {{"CountColorQVL", in_, "&c000000"}, "CountColorQVL = 1\n"},
+  };
+  for (const char* version : {"2024.03", "2012.0"}) {
+    for (const auto& [arguments, printed] : cases) {
+      std::vector<std::string> words = {"--host-version", version};
+      words.insert(words.end(), arguments.begin(), arguments.end());
+      ToolRun run = Run(words);
+      EXPECT_EQ(run.status, 0) << run.err;
+      EXPECT_EQ(run.out, printed) << version << " " << arguments.front();
+    }
+    ToolRun counted = Run({"--host-version", version, "CountColorsQVL", in_, "nil", "nil", "nil", "0"});
+    EXPECT_EQ(counted.status, 0) << counted.err;
+    EXPECT_NE(counted.out.find("\ncount = 49152\n"), std::string::npos) << counted.out;
+
+    ToolRun scrolled = Run({"--host-version", version, "ScrollQVL", in_, "5", "-3", "true", "false", "-o", out_});
+    ASSERT_EQ(scrolled.status, 0) << scrolled.err;
+    EXPECT_EQ(scrolled.out, "ScrollQVL = true\n");
+    qvlhost::OwnedPicture expected(qvlhost::ReadPictureFile(in_));
+    ScrollQVL(expected, 5, -3, true, false);
+    ASSERT_TRUE(qvlhost::WritePictureFile(expected, (root_ / "expected.png").string()));
+    EXPECT_EQ(FileText(out_), FileText(root_ / "expected.png"));
+  }
+}
+
+// --mask gives the picture a mask for the scrollmask paths, --mask-out
+// writes it after the call.
+TEST_F(QvlTool, MaskIsScrolledAlongAndWritten) {
+  const std::string maskOut = (work_ / "mask.png").string();
+  ToolRun run = Run({"ScrollVerticalQVL", in_, "7", "false", "true", "--mask", in_, "--mask-out", maskOut, "-o", out_});
+  ASSERT_EQ(run.status, 0) << run.err;
+  EXPECT_EQ(run.out, "ScrollVerticalQVL = true\n");
+  qvlhost::OwnedPicture expected(qvlhost::ReadPictureFile(in_));
+  ScrollVerticalQVL(expected, 7, false, false);
+  ASSERT_TRUE(qvlhost::WritePictureFile(expected, (root_ / "expected.png").string()));
+  EXPECT_EQ(FileText(maskOut), FileText(root_ / "expected.png"));
+  EXPECT_EQ(FileText(out_), FileText(root_ / "expected.png"));
+
+  ToolRun bad = Run({"isBlackQVL", "nil", "--mask", in_});
+  EXPECT_EQ(bad.status, 2);
+  EXPECT_NE(bad.err.find("--mask"), std::string::npos) << bad.err;
 }
 
 }  // namespace

@@ -10,12 +10,16 @@
 #include <utility>
 #include <vector>
 
+#include "analysis/counting.h"
+#include "analysis/search.h"
+#include "analysis/uniformity.h"
 #include "filters/invert.h"
 #include "filters/threshold.h"
 #include "filters/tint.h"
 #include "filters/tone.h"
 #include "frame/tables.h"
 #include "picture/masks.h"
+#include "scroll/scroll.h"
 #include "support/plugin_test.h"
 #include "surface.h"
 
@@ -127,10 +131,21 @@ Expected Row(const char* name, R (*function)(A...)) {
   return Expected{name, reinterpret_cast<void*>(function), direct};
 }
 
+// A row whose call by declaration its family's own tests check: its ByRef
+// and memory block arguments need values made for the method.
+template <class R, class... A>
+Expected Listed(const char* name, R (*function)(A...)) {
+  return Expected{name, reinterpret_cast<void*>(function), nullptr};
+}
+
 // The Picture extension and the global methods, in registration order.
 const std::vector<Expected>& ExtensionRows() {
   static const std::vector<Expected> rows = {
       Row("ThresholdQVL", ThresholdQVL),
+      Row("ColornessQVL", ColornessQVL),
+      Row("ScrollVerticalQVL", ScrollVerticalQVL),
+      Row("ScrollHorizontalQVL", ScrollHorizontalQVL),
+      Row("ScrollQVL", ScrollQVL),
       Row("HasMaskQVL", PictureHasMask),
       Row("ChangeContrastBrightnessAbsoluteQVL", ContrastAbsBrightnessPicture3),
       Row("ChangeContrastBrightnessLinearQVL", ContrastLinBrightnessPicture3),
@@ -148,7 +163,16 @@ const std::vector<Expected>& ExtensionRows() {
       Row("InvertQVL", InvertPicture2),
       Row("InvertGrayQVL", InvertGrayPicture),
       Row("InvertGrayQVL", InvertGrayPicture2),
+      Row("CountColorQVL", CountColorQVL),
+      Listed("CountColorsQVL", CountColorsQVL),
       Row("ChangeSaturationQVL", SaturationPicture),
+      Listed("FindPictureQVL", FindPicture),
+      Row("isWhiteQVL", isWhite2),
+      Row("isWhiteQVL", isWhite),
+      Row("isBlackQVL", isBlack2),
+      Row("isBlackQVL", isBlack),
+      Row("isGrayQVL", isGray2),
+      Row("isGrayQVL", isGray),
   };
   return rows;
 }
@@ -217,6 +241,8 @@ Value ArgumentFor(const qvlhost::Parameter& parameter, size_t position, REALpict
       return Value::Double(kDoubles[position]);
     case TypeKind::Color:
       return Value::Color(kColours[position]);
+    case TypeKind::Boolean:
+      return Value::Boolean(position % 2 == 1);
     default:
       ADD_FAILURE() << "no test value for " << parameter.name;
       return Value();
@@ -261,6 +287,7 @@ TEST_P(RegisteredSurface, EveryMethodByItsDeclarationGivesWhatItsFunctionGives) 
     ASSERT_EQ(expected[i]->size(), owners_[i].methods.size()) << owners_[i].name;
     for (size_t j = 0; j < owners_[i].methods.size(); ++j) {
       const qvlhost::SurfaceMethod& method = owners_[i].methods[j];
+      if (!(*expected[i])[j].direct) continue;
       Values arguments;
       for (const qvlhost::Parameter& parameter : method.callForm.parameters)
         arguments.push_back(ArgumentFor(parameter, arguments.size(), picture));

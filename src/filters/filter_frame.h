@@ -24,48 +24,12 @@
 #pragma once
 
 #include <algorithm>
-#include <type_traits>
 
 #include "filters/vector_level.h"
 #include "picture/picture_editor.h"
 #include "picture/pixels.h"
+#include "picture/row_walk.h"
 #include "registrationclient/registration_check.h"
-
-template <PixelLayout L>
-using LayoutTag = std::integral_constant<PixelLayout, L>;
-
-// Calls body(LayoutTag<S>{}) for the layout of pictureType.
-template <class Body>
-inline void WithLayout(uint32_t pictureType, Body&& body) {
-  switch (LayoutOf(pictureType)) {
-    case PixelLayout::RGBA:
-      body(LayoutTag<PixelLayout::RGBA>{});
-      break;
-    case PixelLayout::ARGB:
-      body(LayoutTag<PixelLayout::ARGB>{});
-      break;
-    case PixelLayout::GD:
-      body(LayoutTag<PixelLayout::GD>{});
-      break;
-    case PixelLayout::Unknown:
-      body(LayoutTag<PixelLayout::Unknown>{});
-      break;
-  }
-}
-
-// Calls body(LayoutTag<S>{}, LayoutTag<D>{}) for a source and a destination.
-template <class Body>
-inline void WithLayouts(uint32_t sourceType, uint32_t destinationType, Body&& body) {
-  WithLayout(sourceType,
-             [&](auto source) { WithLayout(destinationType, [&](auto destination) { body(source, destination); }); });
-}
-
-// A source of unknown layout gives all-zero channels and its pointer stays:
-// reading index 0 of a zero word does both at once.
-template <PixelLayout S>
-inline Channels ReadAt(const uint32_t* row, int64_t column) {
-  return S == PixelLayout::Unknown ? Channels{0, 0, 0, 0} : ReadPixel<S>(row[column]);
-}
 
 // Pixels are taken in blocks of this many: each block is loaded before any
 // of it is stored, which lets the compiler run a block in vector registers
@@ -136,17 +100,12 @@ inline FrameArea WholePicture(int64_t width, int64_t height) { return {0, 0, wid
 
 // Steps both editors to their next row, writer first, as the walk does.
 inline void StepRows(PictureWriter& writer, PictureReader& reader) {
-  writer.base = writer.GetRow(writer.y + 1);
-  reader.base = reader.GetRow(reader.y + 1);
+  StepRow(writer);
+  StepRow(reader);
 }
 
-// Steps past the last row only count row warnings, and an editor writes no
-// line after its ninth; so a skip that runs beyond the picture stops there,
-// which changes nothing but the time a far-off top would take.
-constexpr int64_t kLoggedRowWarnings = 9;
-
 inline void SkipRows(PictureWriter& writer, PictureReader& reader, int64_t top, int64_t pictureHeight) {
-  const int64_t steps = std::min(top, pictureHeight + kLoggedRowWarnings);
+  const int64_t steps = RowStepsToSkip(top, pictureHeight);
   for (int64_t step = 0; step < steps; ++step) StepRows(writer, reader);
 }
 

@@ -38,15 +38,9 @@ inline uint32_t InvertedUnder(uint32_t a, uint32_t c) {
 // All three channels equal, in one comparison.
 inline bool IsGrey(const Channels& c) { return ((c.r ^ c.g) | (c.g ^ c.b)) == 0; }
 
-// The same test on a word of layout L: in every layout the three colour
-// bytes lie side by side, so the pixel is grey when each of them equals the
-// next one up.
-template <PixelLayout L>
-constexpr uint32_t kGreyTest = kLayout<L>.ColourBits() & (kLayout<L>.ColourBits() >> 8);
-
 template <PixelLayout L>
 inline bool IsGreyWord(uint32_t word) {
-  return ((word ^ (word >> 8)) & kGreyTest<L>) == 0;
+  return ColourSpread<L>(word) == 0;
 }
 
 // The plain filters: the colour inverted and stored with the opaque write,
@@ -207,12 +201,6 @@ enum class WholeWhen { NotPositive, Negative };
 int64_t SizeOrWhole(int64_t size, int64_t whole, WholeWhen when) {
   const bool useWhole = when == WholeWhen::NotPositive ? size <= 0 : size < 0;
   return useWhole ? whole : size;
-}
-
-// Sums as the processor makes them: an overflow wraps instead of being
-// undefined.
-int64_t WrappingAdd(int64_t a, int64_t b) {
-  return static_cast<int64_t>(static_cast<uint64_t>(a) + static_cast<uint64_t>(b));
 }
 
 // Right and bottom come from the unclipped start, so a rectangle that starts

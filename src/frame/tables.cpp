@@ -4,12 +4,16 @@
 #include <array>
 #include <utility>
 
+#include "analysis/counting.h"
+#include "analysis/search.h"
+#include "analysis/uniformity.h"
 #include "binding/diagnostics.h"
 #include "filters/invert.h"
 #include "filters/threshold.h"
 #include "filters/tint.h"
 #include "filters/tone.h"
 #include "picture/masks.h"
+#include "scroll/scroll.h"
 
 namespace {
 
@@ -140,6 +144,13 @@ REALmoduleDefinition ModuleRecord(const char* name, TableView<REALmethodDefiniti
 
 const std::array kPictureMethodRows = {
     ConsoleSafe(ThresholdQVL, "ThresholdQVL(Threshold as integer) as picture"),
+    ConsoleSafe(ColornessQVL, "ColornessQVL(threshold as integer = 10) as double"),
+    ConsoleSafe(ScrollVerticalQVL,
+                "ScrollVerticalQVL(delta as integer, wrap as boolean, scrollmask as boolean) as boolean"),
+    ConsoleSafe(ScrollHorizontalQVL,
+                "ScrollHorizontalQVL(delta as integer, wrap as boolean, scrollmask as boolean) as boolean"),
+    ConsoleSafe(ScrollQVL,
+                "ScrollQVL(deltaX as integer, deltaY as integer, wrap as boolean, scrollmask as boolean) as boolean"),
     ConsoleSafe(PictureHasMask, "HasMaskQVL as boolean"),
     ConsoleSafe(ContrastAbsBrightnessPicture3,
                 "ChangeContrastBrightnessAbsoluteQVL(ContrastRed as double, ContrastGreen as double, ContrastBlue as "
@@ -172,7 +183,22 @@ const std::array kPictureMethodRows = {
     ConsoleSafe(InvertGrayPicture,
                 "InvertGrayQVL(left as integer,top as integer,width as integer,height as integer) as picture"),
     ConsoleSafe(InvertGrayPicture2, "InvertGrayQVL as picture"),
+    ConsoleSafe(CountColorQVL, "CountColorQVL(col as color) as integer"),
+    ConsoleSafe(CountColorsQVL,
+                "CountColorsQVL(byref red as memoryblock, byref blue as memoryblock, byref green "
+                "as memoryblock, byref count as integer)"),
     ConsoleSafe(SaturationPicture, "ChangeSaturationQVL(Amount as integer) as picture"),
+    ConsoleSafe(FindPicture,
+                "FindPictureQVL(pic as picture, byref x as integer, byref y as integer, StartX as "
+                "Integer = 0, StartY as Integer = 0, Tolerance as Integer = 3) as boolean"),
+    ConsoleSafe(isWhite2, "isWhiteQVL as boolean"),
+    ConsoleSafe(isWhite, "isWhiteQVL(left as integer,top as integer,width as integer,height as integer) as boolean"),
+    ConsoleSafe(isBlack2, "isBlackQVL as boolean"),
+    ConsoleSafe(isBlack, "isBlackQVL(left as integer,top as integer,width as integer,height as integer) as boolean"),
+    ConsoleSafe(isGray2, "isGrayQVL(tolerance as integer = 0) as boolean"),
+    ConsoleSafe(isGray,
+                "isGrayQVL(tolerance as integer, left as integer,top as integer,width as integer,height as integer) as "
+                "boolean"),
 };
 
 const std::array kGlobalMethodRows = {

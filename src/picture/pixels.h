@@ -66,3 +66,19 @@ inline uint32_t AlphaPixel(uint32_t r, uint32_t g, uint32_t b, uint32_t a) {
   constexpr int alphaShift = l.alphaShift - (8 - l.alphaWidth);
   return (r << l.red) | (g << l.green) | (b << l.blue) | ((a << alphaShift) & l.AlphaField());
 }
+
+// The bits of a word of layout L that hold red, green and blue; none in an
+// unknown layout, whose words read as all zero.
+template <PixelLayout L>
+constexpr uint32_t kColourBits = L == PixelLayout::Unknown ? 0 : kLayout<L>.ColourBits();
+
+// The bits that tell grey: in every layout the three colour bytes lie side
+// by side, so a pixel is grey when each of them equals the one above it.
+template <PixelLayout L>
+constexpr uint32_t kGreyTest = kColourBits<L>&(kColourBits<L> >> 8);
+
+// Nonzero unless the three colour bytes of the word are equal.
+template <PixelLayout L>
+constexpr uint32_t ColourSpread(uint32_t word) {
+  return (word ^ (word >> 8)) & kGreyTest<L>;
+}

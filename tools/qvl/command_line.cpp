@@ -59,6 +59,9 @@ bool ApplyValueOption(const std::string& name, const std::string& value, Command
   if (name == "-o" || name == "--output") {
     if (value.empty()) return Fail(error, "the output path is empty");
     line->output = value;
+  } else if (name == "--mask" || name == "--mask-out") {
+    if (value.empty()) return Fail(error, "the path of " + name + " is empty");
+    (name == "--mask" ? line->mask : line->maskOutput) = value;
   } else if (name == "--storage") {
     if (!ParseStorage(value, &line->storage))
       return Fail(error, "unknown storage \"" + value + "\" (cg0 .. cg6 or gd)");
@@ -77,7 +80,7 @@ bool ApplyValueOption(const std::string& name, const std::string& value, Command
 
 bool TakesValue(const std::string& name) {
   return name == "-o" || name == "--output" || name == "--storage" || name == "--picture-kind" ||
-         name == "--host-version" || name == "--plugin";
+         name == "--host-version" || name == "--plugin" || name == "--mask" || name == "--mask-out";
 }
 
 void AddPositional(const std::string& word, CommandLine* line) {
@@ -145,6 +148,8 @@ const char* UsageText() {
          "options:\n"
          "  -o OUT              where the result goes (written atomically; a picture to a\n"
          "                      .png, .jpg, .jpeg or .gif file)\n"
+         "  --mask FILE         the mask of the picture the method is called on\n"
+         "  --mask-out FILE     where that picture's mask is written after the call\n"
          "  --storage S         storage of every picture the host makes: cg1 .. cg6 (a desktop\n"
          "                      application) or gd (a console application); cg0 stores the\n"
          "                      pictures read from files with alpha info 0, which the plug-in\n"

@@ -17,7 +17,9 @@ struct CommandLine {
   bool list = false;  // "qvl list"
   std::string method;
   std::vector<std::string> arguments;
-  std::string output;  // -o OUT; empty when not given
+  std::string output;      // -o OUT; empty when not given
+  std::string mask;        // --mask FILE: the mask of the picture the method is called on
+  std::string maskOutput;  // --mask-out FILE: where that picture's mask goes after the call
   bool debug = false;
   bool storageGiven = false;
   qvlhost::Storage storage;  // cg0 only for pictures read from files

@@ -152,6 +152,35 @@ bool CheckOutput(const CommandLine& line, const SurfaceMethod& method, std::stri
   return error->empty();
 }
 
+// --mask and --mask-out need the picture the method is called on; --mask
+// gives it the mask read from a file (the picture holds its own reference).
+bool AttachMask(const CommandLine& line, const SurfaceMethod& method, const std::vector<Value>& arguments,
+                std::string* error) {
+  if (line.mask.empty() && line.maskOutput.empty()) return true;
+  if (!method.IsExtension() || method.callForm.parameters.front().type.kind != TypeKind::Picture ||
+      !arguments.front().handle) {
+    *error = "--mask and --mask-out need a picture that " + method.Name() + " is called on";
+    return false;
+  }
+  if (line.mask.empty()) return true;
+  REALpictureStruct* mask = qvlhost::ReadPictureFile(line.mask);
+  if (!mask) {
+    *error = "cannot read image " + line.mask;
+    return false;
+  }
+  qvlhost::SetPictureMask(static_cast<REALpictureStruct*>(arguments.front().handle), mask);
+  qvlhost::Release(reinterpret_cast<REALobjectStruct*>(mask));
+  return true;
+}
+
+int WriteMask(const CommandLine& line, const Value& picture) {
+  REALpictureStruct* mask = qvlhost::PictureMask(static_cast<REALpictureStruct*>(picture.handle));
+  if (!mask) return Report(kFailed, "the picture has no mask to write to " + line.maskOutput);
+  std::string error;
+  if (!qvltool::WritePictureAtomically(mask, line.maskOutput, &error)) return Report(kFailed, error);
+  return 0;
+}
+
 // Takes the handles that the call handed over: the result and ByRef
 // arguments the function replaced.
 void TakeHandedOver(const SurfaceMethod& method, const std::vector<Value>& before, const std::vector<Value>& after,
@@ -230,11 +259,16 @@ int RunMethod(const CommandLine& line) {
     owned.Add(arguments.back());
   }
   if (!qvltool::MakeArguments(method, line, &arguments, &owned.values, &error)) return Report(kBadInput, error);
+  if (!AttachMask(line, method, arguments, &error)) return Report(kBadInput, error);
   std::vector<Value> given = arguments;
   Value result;
   if (!qvlhost::CallMethod(method, arguments, &result, &error)) return Report(kFailed, error);
   TakeHandedOver(method, given, arguments, result, &owned);
-  const int status = qvlhost::PendingException() ? kFailed : HandBack(line, method, arguments, result);
+  int status = kFailed;
+  if (!qvlhost::PendingException()) {
+    const bool maskWritten = line.maskOutput.empty() || WriteMask(line, arguments.front()) == 0;
+    status = maskWritten ? HandBack(line, method, arguments, result) : kFailed;
+  }
   owned.ReleaseAll();
   return CheckBalance(status);
 }

@@ -1,0 +1,239 @@
+// In-place scrolling in all seven layouts with padded Core Graphics rows:
+// every rule on small pictures whose pixels can be told apart, both
+// directions, with and without wrap, the mask scrolled along, and the
+// results of the vertical and horizontal methods.
+#include "scroll/scroll.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstdint>
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include "support/plugin_test.h"
+
+namespace {
+
+using qvlhost::OwnedPicture;
+
+constexpr uint32_t kWhite = 0xFFFFFFFFu;
+
+// A picture's memory as the scroll rules see it: Height rows of
+// BytesPerRow bytes, padding included, in one block.
+struct Memory {
+  int64_t width = 0, rowBytes = 0;
+  std::vector<uint8_t> bytes;
+
+  uint32_t Word(int64_t x, int64_t y) const {
+    uint32_t word;
+    std::memcpy(&word, &bytes[y * rowBytes + x * 4], 4);
+    return word;
+  }
+  bool operator==(const Memory& other) const { return bytes == other.bytes; }
+};
+
+Memory Snapshot(REALpictureStruct* picture) {
+  Memory memory;
+  memory.width = qvlhost::PictureWidth(picture);
+  for (int64_t y = 0; y < qvlhost::PictureHeight(picture); ++y) {
+    for (int64_t x = 0; x < memory.width; ++x) {
+      const uint32_t word = qvlhost::PixelWord(picture, x, y);
+      const auto* bytes = reinterpret_cast<const uint8_t*>(&word);
+      memory.bytes.insert(memory.bytes.end(), bytes, bytes + 4);
+    }
+    const std::vector<uint8_t> padding = qvlhost::RowPadding(picture, y);
+    memory.bytes.insert(memory.bytes.end(), padding.begin(), padding.end());
+  }
+  memory.rowBytes = static_cast<int64_t>(memory.bytes.size()) / qvlhost::PictureHeight(picture);
+  return memory;
+}
+
+// Pixel (x, y) holds a word that names it and the picture.
+REALpictureStruct* NumberedPicture(int64_t width, int64_t height, uint32_t tag = 0xA5) {
+  REALpictureStruct* picture = qvlhost::NewPicture(width, height);
+  for (int64_t y = 0; y < height; ++y) {
+    for (int64_t x = 0; x < width; ++x) qvlhost::SetPixelWord(picture, x, y, tag << 24 | (y + 1) << 8 | (x + 1));
+  }
+  return picture;
+}
+
+// The rules applied to a plain copy of the memory, as they are stated: rows
+// and pixels rotated when wrapping, shifted with 0xFF filling otherwise, and
+// the positive horizontal shift in units of two pixels that run on into the
+// next row; what would land beyond the last row is dropped.
+int64_t Modulo(int64_t delta, int64_t size) { return (delta % size + size) % size; }
+
+Memory Vertically(Memory m, int64_t delta, bool wrap) {
+  const int64_t size = static_cast<int64_t>(m.bytes.size()), height = size / m.rowBytes;
+  if (wrap) {
+    std::rotate(m.bytes.begin(), m.bytes.end() - Modulo(delta, height) * m.rowBytes, m.bytes.end());
+  } else if (delta >= height || delta <= -height) {
+    std::fill(m.bytes.begin(), m.bytes.end(), 0xFF);
+  } else if (delta > 0) {
+    std::copy_backward(m.bytes.begin(), m.bytes.end() - delta * m.rowBytes, m.bytes.end());
+    std::fill(m.bytes.begin(), m.bytes.begin() + delta * m.rowBytes, 0xFF);
+  } else {
+    std::copy(m.bytes.begin() - delta * m.rowBytes, m.bytes.end(), m.bytes.begin());
+    std::fill(m.bytes.end() + delta * m.rowBytes, m.bytes.end(), 0xFF);
+  }
+  return m;
+}
+
+Memory Horizontally(Memory m, int64_t delta, bool wrap) {
+  const int64_t size = static_cast<int64_t>(m.bytes.size()), w = m.width;
+  if (!wrap && (delta >= w || delta <= -w)) {
+    std::fill(m.bytes.begin(), m.bytes.end(), 0xFF);
+    return m;
+  }
+  m.bytes.resize(size + 8 * w);  // room for the last row's push, dropped below
+  for (int64_t row = 0; row < size; row += m.rowBytes) {
+    const auto start = m.bytes.begin() + row;
+    if (wrap) {
+      std::rotate(start, start + (w - Modulo(delta, w)) * 4, start + w * 4);
+    } else if (delta < 0) {
+      std::copy(start - delta * 4, start + w * 4, start);
+      std::fill(start + (w + delta) * 4, start + w * 4, 0xFF);
+    } else {
+      for (int64_t k = w - delta - 1; k >= 0; --k) std::copy(start + k * 8, start + k * 8 + 8, start + (k + delta) * 8);
+      std::fill(start, start + delta * 4, 0xFF);
+    }
+  }
+  m.bytes.resize(size);
+  return m;
+}
+
+class Scroll : public LayoutTest {};
+
+// Every distance from beyond -size to beyond +size, and the extremes.
+std::vector<int64_t> Distances(int64_t size) {
+  std::vector<int64_t> distances = {INT64_MIN, INT64_MAX, 3 * size + 1};
+  for (int64_t d = -size - 1; d <= size + 1; ++d) distances.push_back(d);
+  return distances;
+}
+
+TEST_P(Scroll, EveryDistanceFollowsTheRules) {
+  for (bool wrap : {false, true}) {
+    for (int64_t delta : Distances(4)) {
+      SCOPED_TRACE(std::string(wrap ? "wrap " : "") + "vertical " + std::to_string(delta));
+      OwnedPicture picture(NumberedPicture(3, 4));
+      const Memory before = Snapshot(picture);
+      EXPECT_TRUE(ScrollVerticalQVL(picture, delta, wrap, false));
+      EXPECT_EQ(Snapshot(picture), Vertically(before, delta, wrap));
+    }
+    for (int64_t delta : Distances(5)) {
+      SCOPED_TRACE(std::string(wrap ? "wrap " : "") + "horizontal " + std::to_string(delta));
+      OwnedPicture picture(NumberedPicture(5, 3));
+      const Memory before = Snapshot(picture);
+      EXPECT_TRUE(ScrollHorizontalQVL(picture, delta, wrap, false));
+      EXPECT_EQ(Snapshot(picture), Horizontally(before, delta, wrap));
+    }
+  }
+}
+
+// Rows A, B, C and a row P, Q, R, by the first pixel of each.
+TEST_P(Scroll, RowsAndColumnsMoveAsStated) {
+  auto rows = [](REALpictureStruct* picture) {
+    std::vector<uint32_t> firsts;
+    for (int64_t y = 0; y < 3; ++y) firsts.push_back(qvlhost::PixelWord(picture, 0, y));
+    return firsts;
+  };
+  const uint32_t a = 0xA5000101, b = 0xA5000201, c = 0xA5000301;
+  const struct {
+    int64_t delta;
+    bool wrap;
+    std::vector<uint32_t> rows;
+  } vertical[] = {
+      {1, false, {kWhite, a, b}}, {-1, false, {b, c, kWhite}}, {1, true, {c, a, b}},
+      {2, true, {b, c, a}},       {3, true, {a, b, c}},        {-3, false, {kWhite, kWhite, kWhite}},
+  };
+  for (const auto& v : vertical) {
+    OwnedPicture picture(NumberedPicture(2, 3));
+    EXPECT_TRUE(ScrollVerticalQVL(picture, v.delta, v.wrap, false));
+    EXPECT_EQ(rows(picture), v.rows) << v.delta << (v.wrap ? " wrap" : "");
+  }
+  OwnedPicture left(NumberedPicture(3, 1)), right(NumberedPicture(3, 1));
+  ScrollHorizontalQVL(left, -1, false, false);
+  ScrollHorizontalQVL(right, 1, true, false);
+  EXPECT_EQ(Snapshot(left).Word(0, 0), 0xA5000102u);
+  EXPECT_EQ(Snapshot(left).Word(2, 0), kWhite);
+  EXPECT_EQ(Snapshot(right).Word(0, 0), 0xA5000103u);
+  EXPECT_EQ(Snapshot(right).Word(1, 0), 0xA5000101u);
+}
+
+// Rows P, Q, R and S, T, U moved right by one without wrap: a unit is two
+// pixels, so row 0 moves by two and pushes P, Q, R over the end of its
+// pixels; row 1 then starts with what was pushed into it.
+TEST_P(Scroll, PositiveHorizontalMovesInTwoPixelUnits) {
+  OwnedPicture picture(NumberedPicture(3, 2));
+  ScrollHorizontalQVL(picture, 1, false, false);
+  const Memory after = Snapshot(picture);
+  const uint32_t p = 0xA5000101, q = 0xA5000102, r = 0xA5000103;
+  EXPECT_EQ(after.Word(0, 0), kWhite);
+  EXPECT_EQ(after.Word(1, 0), q);  // left as it was
+  EXPECT_EQ(after.Word(2, 0), p);
+  if (GetParam().kind == qvlhost::Storage::GDTrueColor) {
+    EXPECT_EQ(after.Word(1, 1), r);
+    EXPECT_EQ(after.Word(2, 1), q);
+  } else {
+    EXPECT_EQ(after.Word(1, 1), 0xA5000202u);  // T: only the padding reached row 1's pixels
+  }
+}
+
+class ScrollWithMask : public Scroll {
+ protected:
+  void SetUp() override {
+    Scroll::SetUp();
+    picture_.reset(NumberedPicture(4, 3));
+    mask_.reset(NumberedPicture(4, 3, 0x5A));
+    qvlhost::SetPictureMask(picture_, mask_);
+  }
+  void TearDown() override {
+    picture_.reset();
+    mask_.reset();
+    Scroll::TearDown();
+  }
+  OwnedPicture picture_, mask_;
+};
+
+TEST_P(ScrollWithMask, MaskMovesAlongWhenAsked) {
+  const Memory picture = Snapshot(picture_), mask = Snapshot(mask_);
+  EXPECT_TRUE(ScrollQVL(picture_, 1, 1, true, true));
+  EXPECT_EQ(Snapshot(picture_), Vertically(Horizontally(picture, 1, true), 1, true));
+  EXPECT_EQ(Snapshot(mask_), Vertically(Horizontally(mask, 1, true), 1, true));
+  EXPECT_TRUE(ScrollQVL(picture_, -1, -2, false, false));
+  EXPECT_EQ(Snapshot(mask_), Vertically(Horizontally(mask, 1, true), 1, true));
+}
+
+// A mask that can't be locked for writing fails the vertical scroll before
+// the picture is touched; the horizontal one doesn't look and goes on.
+TEST_P(ScrollWithMask, FailingMaskStopsOnlyTheVerticalScroll) {
+  qvlhost::SetPictureKind(mask_, 0);
+  const Memory picture = Snapshot(picture_), mask = Snapshot(mask_);
+  EXPECT_FALSE(ScrollVerticalQVL(picture_, 1, false, true));
+  EXPECT_EQ(Snapshot(picture_), picture);
+  EXPECT_TRUE(ScrollHorizontalQVL(picture_, -1, false, true));
+  EXPECT_EQ(Snapshot(picture_), Horizontally(picture, -1, false));
+  EXPECT_EQ(Snapshot(mask_), mask);
+  EXPECT_FALSE(ScrollQVL(picture_, 0, 1, true, true));
+}
+
+QVL_INSTANTIATE_LAYOUTS(Scroll);
+QVL_INSTANTIATE_LAYOUTS(ScrollWithMask);
+
+TEST_F(PluginTest, ScrollFailureValues) {
+  EXPECT_FALSE(ScrollVerticalQVL(nullptr, 1, true, false));
+  EXPECT_TRUE(ScrollHorizontalQVL(nullptr, 1, true, true));
+  EXPECT_FALSE(ScrollQVL(nullptr, 1, 1, false, false));
+  // Distance 0: nothing is done with the picture, but the mask is asked for.
+  OwnedPicture picture(NumberedPicture(2, 2));
+  qvlhost::ClearJournal();
+  EXPECT_TRUE(ScrollVerticalQVL(picture, 0, true, false));
+  EXPECT_TRUE(qvlhost::Journal().empty());
+  EXPECT_TRUE(ScrollQVL(picture, 0, 0, true, true));
+  EXPECT_EQ(JournalCount("Mask(create As Boolean = True) As Picture"), 2);
+  EXPECT_EQ(JournalCount("REALLockPictureDescription"), 0);
+}
+
+}  // namespace
