@@ -1,11 +1,12 @@
 #include "frame/tables.h"
 
+#include "binding/diagnostics.h"
 #include "filters/invert.h"
 #include "filters/threshold.h"
 #include "filters/tint.h"
 #include "filters/tone.h"
-#include "binding/diagnostics.h"
 #include "picture/masks.h"
+#include "waveform/render_samples.h"
 
 namespace {
 
@@ -184,6 +185,11 @@ REALclassDefinition pictureClass =
 
 std::vector<REALmethodDefinition> globalMethods = {
     ConsoleSafe(Fn(TintPicture), "TintPictureQVL(source as picture, GreyBase as color, SepiaBase as color) as picture"),
+    ConsoleSafe(Fn(RenderSamples),
+                "RenderSamplesQVL(Samples as memoryblock, SampleCount as integer, Smooth as integer, Width as integer, "
+                "Height as integer, outlinewidth as integer, BackColor as color=&c88B5C4, ForeColor as "
+                "color=&c274C5A, OutLineColor as color=&c203F4E, Bits as Integer = 8, AutoScale as boolean = false) "
+                "as Picture"),
 };
 
 REALclassDefinition Lut3DClass =
