@@ -5,6 +5,7 @@
 #include <cstring>
 #include <exception>
 #include <memory>
+#include <vector>
 
 #include "binding/exceptions.h"
 #include "binding/globals.h"
@@ -17,6 +18,7 @@ namespace {
 
 constexpr int64_t kDefaultHeight = 500;
 constexpr int64_t kSpareEnvelopeBytes = 20;
+constexpr int64_t kSampleBlock = 16;
 constexpr double kFirstVersionWithDoubleDrawLine = 2018.02;
 constexpr const char* kDrawLineDouble = "DrawLine( x1 as Double, y1 as Double, x2 as Double, y2 as Double )";
 constexpr const char* kDrawLineInteger = "DrawLine( x1 as Integer, y1 as Integer, x2 as Integer, y2 as Integer )";
@@ -48,6 +50,18 @@ struct IntegerFormat {
     negative += value < 0 ? uint64_t(value) : 0;
     positive += value < 0 ? 0 : uint64_t(value);
   }
+  // A block of samples summed in 32 bits first, where 16 samples of 16 bits
+  // cannot overflow, so that the compiler can carry it in vector registers.
+  static void AddBlock(const E* block, Sum& negative, Sum& positive) {
+    int32_t blockNegative = 0, blockPositive = 0;
+    for (int64_t k = 0; k < kSampleBlock; ++k) {
+      const int32_t value = int32_t(block[k]) - int32_t(Offset);
+      blockNegative += value < 0 ? value : 0;
+      blockPositive += value < 0 ? 0 : value;
+    }
+    negative += uint64_t(int64_t(blockNegative));
+    positive += uint64_t(int64_t(blockPositive));
+  }
   // `count` elements of zero.
   static void AddZeroes(uint64_t count, Sum& negative, Sum&) { negative -= uint64_t(Offset) * count; }
   static double Total(Sum sum) { return double(int64_t(sum)); }
@@ -63,6 +77,10 @@ struct FloatFormat {
     const double value = element;
     negative += value < 0 ? value : 0.0;
     positive += value < 0 ? 0.0 : value;
+  }
+  // In order: the sums of doubles depend on it.
+  static void AddBlock(const E* block, Sum& negative, Sum& positive) {
+    for (int64_t k = 0; k < kSampleBlock; ++k) Add(block[k], negative, positive);
   }
   static void AddZeroes(uint64_t, Sum&, Sum&) {}
   static double Total(Sum sum) { return sum; }
@@ -105,7 +123,13 @@ struct SampleSource {
   void Sum(int64_t first, int64_t last, typename Format::Sum& negative, typename Format::Sum& positive) const {
     const int64_t from = std::max<int64_t>(first, 0);
     const int64_t inBlock = std::min(last, whole);
-    for (int64_t i = from; i < inBlock; ++i) Format::Add(At(i), negative, positive);
+    int64_t i = from;
+    for (; i + kSampleBlock <= inBlock; i += kSampleBlock) {
+      Element block[kSampleBlock];
+      std::memcpy(block, bytes + i * int64_t(sizeof(Element)), sizeof(block));
+      Format::AddBlock(block, negative, positive);
+    }
+    for (; i < inBlock; ++i) Format::Add(At(i), negative, positive);
     const int64_t beyond = std::max(from, whole + int64_t(hasPartial));
     if (hasPartial && whole >= from && whole < last) Format::Add(partial, negative, positive);
     if (last > beyond) Format::AddZeroes(uint64_t(last - beyond), negative, positive);
@@ -194,32 +218,48 @@ void SmoothAndScale(int64_t smooth, int64_t width, int64_t height, Envelopes& en
   }
 }
 
-// Every row of the picture in the background colour, by the row walk.
+struct BodySpan {
+  int32_t top, bottom;
+};
+
+// The rows of each column's body: from the middle row to the row of each
+// entry, both included and limited to the picture. Both spans of a column
+// hold the middle row, so together they are one. A not-a-number entry spans
+// from row 0 to the middle.
+std::vector<BodySpan> BodySpans(const Envelopes& envelopes, int64_t width, int64_t height, int64_t middle) {
+  std::vector<BodySpan> spans(size_t(width), BodySpan{int32_t(middle), int32_t(middle)});
+  const double middleRow = double(middle);
+  for (int64_t x = 0; x < width; ++x) {
+    for (const double* entries : {envelopes.low, envelopes.high}) {
+      const int64_t y = TruncateToInt64(entries[x] + middleRow);
+      const int64_t top = std::min(std::max<int64_t>(std::min(y, middle), 0), height - 1);
+      const int64_t bottom = std::min(std::max<int64_t>(std::max(y, middle), 0), height - 1);
+      spans[size_t(x)].top = int32_t(std::min<int64_t>(top, spans[size_t(x)].top));
+      spans[size_t(x)].bottom = int32_t(std::max<int64_t>(bottom, spans[size_t(x)].bottom));
+    }
+  }
+  return spans;
+}
+
+// The background with the body over it, in one walk of the rows: a pixel in
+// its column's span takes the fore colour, any other the back colour, both
+// by the opaque write. Row after row keeps the writes in the order of memory.
 template <PixelLayout L>
-void FillBackground(PictureWriter& writer, uint32_t colour) {
-  const uint32_t word = OpaquePixel<L>((colour >> 16) & 0xFF, (colour >> 8) & 0xFF, colour & 0xFF);
+void FillBackgroundAndBody(PictureWriter& writer, const std::vector<BodySpan>& spans, uint32_t back, uint32_t fore) {
+  const uint32_t backWord = OpaquePixel<L>((back >> 16) & 0xFF, (back >> 8) & 0xFF, back & 0xFF);
+  const uint32_t foreWord = OpaquePixel<L>((fore >> 16) & 0xFF, (fore >> 8) & 0xFF, fore & 0xFF);
+  const BodySpan* span = spans.data();
   for (int64_t row = 0; row < writer.Height; ++row) {
-    if (L != PixelLayout::Unknown) std::fill(writer.base, writer.base + writer.Width, word);
+    uint32_t* pixels = writer.base;
+    if (L != PixelLayout::Unknown) {
+      const int32_t y = int32_t(row);
+      for (int64_t x = 0; x < writer.Width; ++x) {
+        pixels[x] = span[x].top <= y && y <= span[x].bottom ? foreWord : backWord;
+      }
+    }
     writer.base = writer.GetRow(writer.y + 1);
   }
   writer.base = writer.Pixelbase;
-}
-
-// Each column from the middle row to the row of each entry, both included,
-// in the fore colour. A not-a-number entry spans from row 0 to the middle.
-template <PixelLayout L>
-void DrawBody(PictureWriter& writer, const Envelopes& envelopes, int64_t width, int64_t middle, uint32_t colour) {
-  if (L == PixelLayout::Unknown) return;
-  const uint32_t word = OpaquePixel<L>((colour >> 16) & 0xFF, (colour >> 8) & 0xFF, colour & 0xFF);
-  const double middleRow = double(middle);
-  for (int64_t x = 0; x < width && x < writer.Width; ++x) {
-    for (const double* entries : {envelopes.low, envelopes.high}) {
-      const int64_t y = TruncateToInt64(entries[x] + middleRow);
-      const int64_t top = std::min(std::max<int64_t>(std::min(y, middle), 0), writer.Height - 1);
-      const int64_t bottom = std::min(std::max<int64_t>(std::max(y, middle), 0), writer.Height - 1);
-      for (int64_t row = top; row <= bottom; ++row) RowWithin(writer, row)[x] = word;
-    }
-  }
 }
 
 // The outline's two edges, one segment a column, from the middle row in
@@ -327,9 +367,9 @@ REALpictureStruct* Render(REALmemoryBlockStruct* samples, int64_t sampleCount, i
     return nullptr;
   }
   const int64_t middle = rows / 2;
+  const std::vector<BodySpan> spans = BodySpans(envelopes, columns, rows, middle);
   WithLayoutOf(writer, [&](auto layout) {
-    FillBackground<decltype(layout)::value>(writer, backColor);
-    DrawBody<decltype(layout)::value>(writer, envelopes, columns, middle, foreColor);
+    FillBackgroundAndBody<decltype(layout)::value>(writer, spans, backColor, foreColor);
   });
   if (outlineWidth == 1) {
     TraceOutline(envelopes, columns, middle,
