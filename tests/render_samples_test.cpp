@@ -5,14 +5,9 @@
 #include "waveform/render_samples.h"
 
 #include <gtest/gtest.h>
-#include <unistd.h>
 
-#include <cmath>
-#include <cstdlib>
+#include <algorithm>
 #include <cstring>
-#include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <limits>
 #include <string>
 #include <utility>
@@ -435,28 +430,5 @@ TEST_F(RegisteredRow, CalledByDeclarationGivesTheDirectCallsPicture) {
   direct.reset(RenderSamples(block, 0, 2, 0, 64, 1, 0x102030, 0xF0E0D0, 0x00FF00, 7, true));
   EXPECT_TRUE(byDeclaration && direct && SamePixels(byDeclaration, direct));
 }
-
-#ifdef QVL_TOOL_PATH
-// The tool takes a file of raw bytes as the memory block and draws what a
-// direct call draws.
-TEST_F(RenderTest, ToolDrawsAFileOfSamples) {
-  namespace fs = std::filesystem;
-  char folder[] = "/tmp/qvl-waveform-XXXXXX";
-  ASSERT_NE(mkdtemp(folder), nullptr);
-  const fs::path samples = fs::path(folder) / "samples.raw", out = fs::path(folder) / "wave.png";
-  std::vector<uint8_t> bytes(300);
-  for (size_t i = 0; i < bytes.size(); ++i) bytes[i] = uint8_t(128 + 100 * std::sin(double(i) / 9));
-  std::ofstream(samples, std::ios::binary).write(reinterpret_cast<const char*>(bytes.data()), std::streamsize(300));
-  const std::string command = std::string("'") + QVL_TOOL_PATH + "' RenderSamplesQVL '" + samples.string() +
-                              "' 0 3 60 40 1 -o '" + out.string() + "' 2>/dev/null";
-  EXPECT_EQ(std::system(command.c_str()), 0);
-  OwnedPicture drawn(qvlhost::ReadPictureFile(out.string()));
-  OwnedMemoryBlock block(BlockOf(bytes));
-  OwnedPicture direct(RenderSamples(block, 0, 3, 60, 40, 1, kBack, kFore, kOutline, 8, false));
-  ASSERT_TRUE(drawn && direct);
-  EXPECT_TRUE(SamePixels(drawn, direct));
-  fs::remove_all(folder);
-}
-#endif
 
 }  // namespace

@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
+#include <cstring>
 #include <map>
 #include <string>
 #include <utility>
@@ -79,6 +80,7 @@ struct LineCase {
 };
 
 TEST_P(LineTest, EachCaseWalksItsPixels) {
+  // clang-format off
   const LineCase cases[] = {
       {"a point is one pixel", 3, 3, 3, 3, {{{3, 3}, 0}}},
       {"horizontal, leftward", 5, 2, 2, 2, {{{5, 2}, 0}, {{4, 2}, 0}, {{3, 2}, 0}, {{2, 2}, 0}}},
@@ -88,22 +90,15 @@ TEST_P(LineTest, EachCaseWalksItsPixels) {
       {"y-major leftward: the pair lies left", 6, 1, 5, 3, {{{6, 1}, 0}, {{6, 2}, 128}, {{5, 2}, 127}, {{5, 3}, 0}}},
       // adjust 43690: the second pass turns the accumulator over to 21844,
       // so y moves and the main pixel gets 85 and its pair 170.
-      {"x-major with a turn-over",
-       1,
-       1,
-       4,
-       3,
+      {"x-major with a turn-over", 1, 1, 4, 3,
        {{{1, 1}, 0}, {{2, 1}, 170}, {{2, 2}, 85}, {{3, 2}, 85}, {{3, 3}, 170}, {{4, 3}, 0}}},
-      {"x-major leftward: the pair still lies below",
-       4,
-       1,
-       1,
-       3,
+      {"x-major leftward: the pair still lies below", 4, 1, 1, 3,
        {{{4, 1}, 0}, {{3, 1}, 170}, {{3, 2}, 85}, {{2, 2}, 85}, {{2, 3}, 170}, {{1, 3}, 0}}},
       // dy of 40000 reads -25536 in 16 bits: the signed test makes it
       // x-major, and with one column it goes straight to the far end.
       {"a steep line whose dy wraps", 0, 0, 1, 40000, {{{0, 0}, 0}}},
   };
+  // clang-format on
   for (const LineCase& c : cases) {
     SCOPED_TRACE(c.name);
     Fill(kWhite);
@@ -194,8 +189,8 @@ struct PenCase {
   double version;
   std::vector<std::string> failing;
   std::vector<std::string> hidden;
-  double width, height;
-  std::vector<std::string> calls;
+  double pen;         // width and height afterwards
+  const char* calls;  // the setters called, in order
 };
 
 class GraphicsPen : public PluginTest, public testing::WithParamInterface<PenCase> {
@@ -216,55 +211,29 @@ TEST_P(GraphicsPen, SetByHostVersion) {
   qvlhost::ClearJournal();
   SetGraphicsPenHeight(graphics, 2.75);
   SetGraphicsPenWidth(graphics, 2.75);
-  std::vector<std::string> calls;
-  for (const qvlhost::JournalEntry& entry : qvlhost::Journal()) calls.push_back(entry.entry + " " + entry.detail);
+  std::string calls;
+  for (const qvlhost::JournalEntry& entry : qvlhost::Journal()) {
+    calls += (calls.empty() ? "" : "; ") + entry.entry.substr(std::strlen("REALSetPropValue")) + " " + entry.detail;
+  }
   EXPECT_EQ(calls, GetParam().calls);
   auto* pen = qvlhost::Live<qvlhost::Graphics>(graphics.get(), "test");
   ASSERT_NE(pen, nullptr);
-  EXPECT_EQ(pen->penWidth, GetParam().width);
-  EXPECT_EQ(pen->penHeight, GetParam().height);
+  EXPECT_EQ(pen->penWidth, GetParam().pen);
+  EXPECT_EQ(pen->penHeight, GetParam().pen);
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Versions, GraphicsPen,
-    testing::Values(PenCase{"before2018r2",
-                            2018.01,
-                            {},
-                            {},
-                            2,
-                            2,
-                            {"REALSetPropValueInteger \"PenHeight\", 2", "REALSetPropValueInteger \"PenWidth\", 2"}},
-                    PenCase{"PenSize",
-                            2018.02,
-                            {},
-                            {},
-                            2.75,
-                            2.75,
-                            {"REALSetPropValueDouble \"PenSize\", 2.75", "REALSetPropValueDouble \"PenSize\", 2.75"}},
-                    PenCase{"NoPenSize",
-                            2020.0,
-                            {"PenSize"},
-                            {},
-                            2.75,
-                            2.75,
-                            {"REALSetPropValueDouble \"PenSize\", 2.75", "REALSetPropValueDouble \"PenHeight\", 2.75",
-                             "REALSetPropValueDouble \"PenSize\", 2.75", "REALSetPropValueDouble \"PenWidth\", 2.75"}},
-                    PenCase{"NoDoubleSetter",
-                            2020.0,
-                            {},
-                            {"REALSetPropValueDouble"},
-                            2,
-                            2,
-                            {"REALSetPropValueInteger \"PenHeight\", 2", "REALSetPropValueInteger \"PenWidth\", 2"}},
-                    PenCase{"Nowhere",
-                            2020.0,
-                            {"PenSize", "PenWidth", "PenHeight"},
-                            {},
-                            1,
-                            1,
-                            {"REALSetPropValueDouble \"PenSize\", 2.75", "REALSetPropValueDouble \"PenHeight\", 2.75",
-                             "REALSetPropValueInteger \"PenHeight\", 2", "REALSetPropValueDouble \"PenSize\", 2.75",
-                             "REALSetPropValueDouble \"PenWidth\", 2.75", "REALSetPropValueInteger \"PenWidth\", 2"}}),
+// clang-format off
+INSTANTIATE_TEST_SUITE_P(Versions, GraphicsPen, testing::Values(
+    PenCase{"Before2018r2", 2018.01, {}, {}, 2, R"(Integer "PenHeight", 2; Integer "PenWidth", 2)"},
+    PenCase{"PenSize", 2018.02, {}, {}, 2.75, R"(Double "PenSize", 2.75; Double "PenSize", 2.75)"},
+    PenCase{"NoPenSize", 2020.0, {"PenSize"}, {}, 2.75,
+            R"(Double "PenSize", 2.75; Double "PenHeight", 2.75; Double "PenSize", 2.75; Double "PenWidth", 2.75)"},
+    PenCase{"NoDoubleSetter", 2020.0, {}, {"REALSetPropValueDouble"}, 2,
+            R"(Integer "PenHeight", 2; Integer "PenWidth", 2)"},
+    PenCase{"Nowhere", 2020.0, {"PenSize", "PenWidth", "PenHeight"}, {}, 1,
+            R"(Double "PenSize", 2.75; Double "PenHeight", 2.75; Integer "PenHeight", 2; )"
+            R"(Double "PenSize", 2.75; Double "PenWidth", 2.75; Integer "PenWidth", 2)"}),
     [](const testing::TestParamInfo<PenCase>& info) { return std::string(info.param.name); });
+// clang-format on
 
 }  // namespace
