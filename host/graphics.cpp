@@ -94,31 +94,77 @@ Rgba PenColour(const Graphics& graphics) {
   return Rgba{uint8_t(c >> 16), uint8_t(c >> 8), uint8_t(c), uint8_t(255 - (c >> 24))};
 }
 
-void DrawLineGD(const Graphics& graphics, int64_t x1, int64_t y1, int64_t x2, int64_t y2) {
+// A pen side in whole pixels, at least 1; a pen wider than any picture the
+// host can make covers as much as one that size.
+int64_t PenExtent(double side) {
+  constexpr double kWidest = double(int64_t(1) << 31);
+  if (!(side >= 1)) return 1;
+  return static_cast<int64_t>(std::min(side, kWidest));
+}
+
+struct Line {
+  double x1, y1, x2, y2;
+};
+
+// The part of a line that can touch the picture once the pen is put down on
+// it (Liang and Barsky's clip against the picture widened by the pen). False
+// when nothing of it can, also for coordinates or extents that are not finite. The ends
+// of a line inside the picture stay exactly where they are.
+bool ClipToPicture(const Graphics& graphics, Line* line) {
+  const double dx = line->x2 - line->x1, dy = line->y2 - line->y1;
+  if (!std::isfinite(line->x1) || !std::isfinite(line->y1) || !std::isfinite(dx) || !std::isfinite(dy)) return false;
+  const Picture& target = *graphics.picture;
+  // libgd centres a thick line on its path, the walk here hangs the pen
+  // below and right of it: a margin of the pen on every side serves both.
+  const double marginX = double(PenExtent(graphics.penWidth)), marginY = double(PenExtent(graphics.penHeight));
+  double enter = 0, leave = 1;
+  // Keeps the part of the line where p * t <= q.
+  auto keep = [&](double p, double q) {
+    if (p == 0) return q >= 0;
+    const double t = q / p;
+    if (p < 0) {
+      if (t > leave) return false;
+      enter = std::max(enter, t);
+    } else {
+      if (t < enter) return false;
+      leave = std::min(leave, t);
+    }
+    return true;
+  };
+  if (!keep(-dx, line->x1 + marginX) || !keep(dx, double(target.width) + marginX - line->x1) ||
+      !keep(-dy, line->y1 + marginY) || !keep(dy, double(target.height) + marginY - line->y1)) {
+    return false;
+  }
+  const Line whole = *line;
+  if (enter > 0) line->x1 = whole.x1 + enter * dx, line->y1 = whole.y1 + enter * dy;
+  if (leave < 1) line->x2 = whole.x1 + leave * dx, line->y2 = whole.y1 + leave * dy;
+  return true;
+}
+
+void DrawLineGD(const Graphics& graphics, int x1, int y1, int x2, int y2) {
   gdImagePtr image = graphics.picture->gd;
   Rgba pen = PenColour(graphics);
   int field = OpacityToGDAlpha(pen.a);
   int colour = image->trueColor ? gdTrueColorAlpha(pen.r, pen.g, pen.b, field)
                                 : gdImageColorResolveAlpha(image, pen.r, pen.g, pen.b, field);
-  gdImageSetThickness(image, std::max(1, static_cast<int>(graphics.penWidth)));
-  gdImageLine(image, int(x1), int(y1), int(x2), int(y2), colour);
+  gdImageSetThickness(image, static_cast<int>(PenExtent(graphics.penWidth)));
+  gdImageLine(image, x1, y1, x2, y2, colour);
   gdImageSetThickness(image, 1);
 }
 
-// Bresenham's walk; the pen covers PenWidth x PenHeight pixels right of and below each point.
+// Bresenham's walk; the pen covers PenWidth x PenHeight pixels right of and
+// below each point, as far as they lie in the picture.
 void DrawLineHere(const Graphics& graphics, int64_t x1, int64_t y1, int64_t x2, int64_t y2) {
   Picture* target = graphics.picture;
   Rgba pen = PenColour(graphics);
-  int64_t penWidth = std::max<int64_t>(1, static_cast<int64_t>(graphics.penWidth));
-  int64_t penHeight = std::max<int64_t>(1, static_cast<int64_t>(graphics.penHeight));
+  const int64_t penWidth = PenExtent(graphics.penWidth), penHeight = PenExtent(graphics.penHeight);
   int64_t dx = std::llabs(x2 - x1), dy = -std::llabs(y2 - y1);
   int64_t stepX = x1 < x2 ? 1 : -1, stepY = y1 < y2 ? 1 : -1;
   int64_t error = dx + dy;
   while (true) {
-    for (int64_t py = 0; py < penHeight; ++py) {
-      for (int64_t px = 0; px < penWidth; ++px) {
-        int64_t x = x1 + px, y = y1 + py;
-        if (x >= 0 && y >= 0 && x < target->width && y < target->height) Compose(target, x, y, pen, nullptr, 0, 0);
+    for (int64_t y = std::max<int64_t>(y1, 0); y < std::min(y1 + penHeight, target->height); ++y) {
+      for (int64_t x = std::max<int64_t>(x1, 0); x < std::min(x1 + penWidth, target->width); ++x) {
+        Compose(target, x, y, pen, nullptr, 0, 0);
       }
     }
     if (x1 == x2 && y1 == y2) break;
@@ -128,22 +174,26 @@ void DrawLineHere(const Graphics& graphics, int64_t x1, int64_t y1, int64_t x2, 
   }
 }
 
-void DrawLine(REALgraphicsStruct* self, int64_t x1, int64_t y1, int64_t x2, int64_t y2) {
+// Coordinates name the top left corner of pixels: fractions are dropped
+// toward the top left.
+void DrawLine(REALgraphicsStruct* self, Line line) {
   auto* graphics = Live<Graphics>(self, "Graphics.DrawLine");
   if (!graphics || !graphics->picture || !graphics->picture->HasPixels()) return;
-  if (graphics->picture->gd) return DrawLineGD(*graphics, x1, y1, x2, y2);
+  if (!ClipToPicture(*graphics, &line)) return;
+  auto whole = [](double v) { return static_cast<int64_t>(std::floor(v)); };
+  const int64_t x1 = whole(line.x1), y1 = whole(line.y1), x2 = whole(line.x2), y2 = whole(line.y2);
+  if (graphics->picture->gd) return DrawLineGD(*graphics, int(x1), int(y1), int(x2), int(y2));
   DrawLineHere(*graphics, x1, y1, x2, y2);
 }
 
 void DrawLineDouble(REALgraphicsStruct* self, double x1, double y1, double x2, double y2) {
   CallRecorder{kDrawLineDouble}(self, x1, y1, x2, y2);
-  auto whole = [](double v) { return static_cast<int64_t>(std::floor(v)); };
-  DrawLine(self, whole(x1), whole(y1), whole(x2), whole(y2));
+  DrawLine(self, Line{x1, y1, x2, y2});
 }
 
 void DrawLineInteger(REALgraphicsStruct* self, int64_t x1, int64_t y1, int64_t x2, int64_t y2) {
   CallRecorder{kDrawLineInteger}(self, x1, y1, x2, y2);
-  DrawLine(self, x1, y1, x2, y2);
+  DrawLine(self, Line{double(x1), double(y1), double(x2), double(y2)});
 }
 
 }  // namespace

@@ -23,17 +23,25 @@ bool ReadPictureInteger(const Picture& picture, const std::string& name, int64_t
   return false;
 }
 
+// Hosts from 2018.02 have the double pen properties PenSize, PenWidth and
+// PenHeight; older ones the integers PenWidth and PenHeight alone.
+bool HasDoublePen() { return State().config.version >= 2018.02; }
+
+bool IsPenSize(const std::string& name) { return HasDoublePen() && SameName(name, "PenSize"); }
+
 bool ReadGraphicsInteger(const Graphics& graphics, const std::string& name, int64_t* value) {
-  if (SameName(name, "PenWidth") || SameName(name, "PenSize")) return *value = int64_t(graphics.penWidth), true;
+  if (SameName(name, "PenWidth") || IsPenSize(name)) return *value = int64_t(graphics.penWidth), true;
   if (SameName(name, "PenHeight")) return *value = int64_t(graphics.penHeight), true;
   if (SameName(name, "ForeColor")) return *value = graphics.foreColor, true;
   if (!graphics.picture) return false;
   return (SameName(name, "Width") || SameName(name, "Height")) && ReadPictureInteger(*graphics.picture, name, value);
 }
 
+// An integer is taken by both kinds of pen property, a double only by the
+// double ones (REALSetPropValueDouble tests the version).
 bool WritePen(Graphics* graphics, const std::string& name, double value) {
-  bool width = SameName(name, "PenWidth") || SameName(name, "PenSize");
-  bool height = SameName(name, "PenHeight") || SameName(name, "PenSize");
+  bool width = SameName(name, "PenWidth") || IsPenSize(name);
+  bool height = SameName(name, "PenHeight") || IsPenSize(name);
   if (width) graphics->penWidth = value;
   if (height) graphics->penHeight = value;
   return width || height;
@@ -82,7 +90,7 @@ bool REALSetPropValueInteger(REALobjectStruct* handle, const char* name, int64_t
 
 bool REALSetPropValueDouble(REALobjectStruct* handle, const char* name, double value) {
   auto* graphics = dynamic_cast<Graphics*>(Target(handle, name, "REALSetPropValueDouble"));
-  return graphics && WritePen(graphics, name, value);
+  return graphics && HasDoublePen() && WritePen(graphics, name, value);
 }
 
 bool REALSetPropValueString(REALobjectStruct* handle, const char* name, REALstringStruct* value) {

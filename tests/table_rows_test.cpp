@@ -22,6 +22,7 @@
 #include "scroll/scroll.h"
 #include "support/plugin_test.h"
 #include "surface.h"
+#include "waveform/render_samples.h"
 
 extern "C" void REALPluginMain(QVLResolver resolver);
 
@@ -178,7 +179,8 @@ const std::vector<Expected>& ExtensionRows() {
 }
 
 const std::vector<Expected>& GlobalRows() {
-  static const std::vector<Expected> rows = {Row("TintPictureQVL", TintPicture)};
+  static const std::vector<Expected> rows = {Row("TintPictureQVL", TintPicture),
+                                             Listed("RenderSamplesQVL", RenderSamples)};
   return rows;
 }
 

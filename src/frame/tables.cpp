@@ -14,6 +14,7 @@
 #include "filters/tone.h"
 #include "picture/masks.h"
 #include "scroll/scroll.h"
+#include "waveform/render_samples.h"
 
 namespace {
 
@@ -203,6 +204,11 @@ const std::array kPictureMethodRows = {
 
 const std::array kGlobalMethodRows = {
     ConsoleSafe(TintPicture, "TintPictureQVL(source as picture, GreyBase as color, SepiaBase as color) as picture"),
+    ConsoleSafe(RenderSamples,
+                "RenderSamplesQVL(Samples as memoryblock, SampleCount as integer, Smooth as integer, Width as integer, "
+                "Height as integer, outlinewidth as integer, BackColor as color=&c88B5C4, ForeColor as "
+                "color=&c274C5A, OutLineColor as color=&c203F4E, Bits as Integer = 8, AutoScale as boolean = false) "
+                "as Picture"),
 };
 
 const std::array kLut3DProperties = {
