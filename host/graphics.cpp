@@ -5,19 +5,12 @@
 #include <cstdlib>
 
 #include "host_internal.h"
+#include "qvl/host_methods.h"
 
 namespace qvlhost {
 
 namespace {
 
-constexpr const char* kDrawPictureDouble =
-    "DrawPicture(Image as Picture, x as Double, y as Double, w as Double, h as Double, sx as Double = 0, sy as "
-    "Double = 0, sw as Double = -10000, sh as Double = -10000)";
-constexpr const char* kDrawPictureInteger =
-    "DrawPicture(Image as Picture, x as Integer, y as Integer, w as Integer, h as Integer, sx as Integer = 0, sy as "
-    "Integer = 0, sw as Integer = -10000, sh as Integer = -10000)";
-constexpr const char* kDrawLineDouble = "DrawLine( x1 as Double, y1 as Double, x2 as Double, y2 as Double )";
-constexpr const char* kDrawLineInteger = "DrawLine( x1 as Integer, y1 as Integer, x2 as Integer, y2 as Integer )";
 constexpr int64_t kWholeSource = -10000;
 
 struct Rect {
@@ -76,7 +69,7 @@ void DrawPicture(REALgraphicsStruct* self, REALpictureStruct* image, Rect to, Re
 
 void DrawPictureDouble(REALgraphicsStruct* self, REALpictureStruct* image, double x, double y, double w, double h,
                        double sx, double sy, double sw, double sh) {
-  CallRecorder{kDrawPictureDouble}(self, image, x, y, w, h, sx, sy, sw, sh);
+  CallRecorder{QVL_GRAPHICS_DRAW_PICTURE_DOUBLE}(self, image, x, y, w, h, sx, sy, sw, sh);
   auto whole = [](double v) { return static_cast<int64_t>(std::floor(v)); };
   DrawPicture(self, image, Rect{whole(x), whole(y), whole(w), whole(h)},
               Rect{whole(sx), whole(sy), whole(sw), whole(sh)});
@@ -84,7 +77,7 @@ void DrawPictureDouble(REALgraphicsStruct* self, REALpictureStruct* image, doubl
 
 void DrawPictureInteger(REALgraphicsStruct* self, REALpictureStruct* image, int64_t x, int64_t y, int64_t w, int64_t h,
                         int64_t sx, int64_t sy, int64_t sw, int64_t sh) {
-  CallRecorder{kDrawPictureInteger}(self, image, x, y, w, h, sx, sy, sw, sh);
+  CallRecorder{QVL_GRAPHICS_DRAW_PICTURE_INTEGER}(self, image, x, y, w, h, sx, sy, sw, sh);
   DrawPicture(self, image, Rect{x, y, w, h}, Rect{sx, sy, sw, sh});
 }
 
@@ -187,12 +180,12 @@ void DrawLine(REALgraphicsStruct* self, Line line) {
 }
 
 void DrawLineDouble(REALgraphicsStruct* self, double x1, double y1, double x2, double y2) {
-  CallRecorder{kDrawLineDouble}(self, x1, y1, x2, y2);
+  CallRecorder{QVL_GRAPHICS_DRAW_LINE_DOUBLE}(self, x1, y1, x2, y2);
   DrawLine(self, Line{x1, y1, x2, y2});
 }
 
 void DrawLineInteger(REALgraphicsStruct* self, int64_t x1, int64_t y1, int64_t x2, int64_t y2) {
-  CallRecorder{kDrawLineInteger}(self, x1, y1, x2, y2);
+  CallRecorder{QVL_GRAPHICS_DRAW_LINE_INTEGER}(self, x1, y1, x2, y2);
   DrawLine(self, Line{double(x1), double(y1), double(x2), double(y2)});
 }
 
@@ -209,10 +202,12 @@ void Graphics::ListHeld(std::vector<const void*>* held) const {
 }
 
 void* GraphicsMethod(const std::string& declaration) {
-  if (SameDeclaration(declaration, kDrawPictureDouble)) return reinterpret_cast<void*>(&DrawPictureDouble);
-  if (SameDeclaration(declaration, kDrawPictureInteger)) return reinterpret_cast<void*>(&DrawPictureInteger);
-  if (SameDeclaration(declaration, kDrawLineDouble)) return reinterpret_cast<void*>(&DrawLineDouble);
-  if (SameDeclaration(declaration, kDrawLineInteger)) return reinterpret_cast<void*>(&DrawLineInteger);
+  if (SameDeclaration(declaration, QVL_GRAPHICS_DRAW_PICTURE_DOUBLE))
+    return reinterpret_cast<void*>(&DrawPictureDouble);
+  if (SameDeclaration(declaration, QVL_GRAPHICS_DRAW_PICTURE_INTEGER))
+    return reinterpret_cast<void*>(&DrawPictureInteger);
+  if (SameDeclaration(declaration, QVL_GRAPHICS_DRAW_LINE_DOUBLE)) return reinterpret_cast<void*>(&DrawLineDouble);
+  if (SameDeclaration(declaration, QVL_GRAPHICS_DRAW_LINE_INTEGER)) return reinterpret_cast<void*>(&DrawLineInteger);
   return nullptr;
 }
 

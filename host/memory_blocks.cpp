@@ -2,6 +2,7 @@
 #include <new>
 
 #include "host_internal.h"
+#include "qvl/host_methods.h"
 
 namespace qvlhost {
 
@@ -11,7 +12,7 @@ namespace {
 // size raises OutOfBoundsException, one beyond the host's limit
 // OutOfMemoryException; the block then stays empty.
 void MemoryBlockConstructor(REALobjectStruct* self, int64_t bytes) {
-  CallRecorder{"Constructor(bytes as Integer)"}(self, bytes);
+  CallRecorder{QVL_MEMORY_BLOCK_CONSTRUCTOR}(self, bytes);
   auto* block = Live<MemoryBlock>(self, "MemoryBlock.Constructor");
   if (!block) return;
   if (bytes < 0) return RaisePending("OutOfBoundsException", "The size of a MemoryBlock cannot be negative.");
@@ -30,7 +31,7 @@ void MemoryBlock::ReleaseContents() {
 }
 
 void* MemoryBlockMethod(const std::string& declaration) {
-  if (SameDeclaration(declaration, "Constructor(bytes as Integer)")) {
+  if (SameDeclaration(declaration, QVL_MEMORY_BLOCK_CONSTRUCTOR)) {
     return reinterpret_cast<void*>(&MemoryBlockConstructor);
   }
   return nullptr;

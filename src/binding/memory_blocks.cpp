@@ -1,6 +1,7 @@
 #include "binding/memory_blocks.h"
 
 #include "binding/wrappers.h"
+#include "qvl/host_methods.h"
 
 namespace {
 
@@ -13,7 +14,7 @@ void REALNewMemoryBlockWork(void* context) {
   REALobjectStruct* block = REALnewInstance("MemoryBlock");
   if (!block) return;
   auto construct =
-      reinterpret_cast<MemoryBlockConstructorFn>(REALLoadObjectMethod(block, "Constructor(bytes as Integer)"));
+      reinterpret_cast<MemoryBlockConstructorFn>(REALLoadObjectMethod(block, QVL_MEMORY_BLOCK_CONSTRUCTOR));
   if (!construct) {
     REALUnlockObject(block);
     return;

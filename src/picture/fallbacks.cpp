@@ -13,6 +13,7 @@
 #include "binding/wrappers.h"
 #include "picture/masks.h"
 #include "picture/picture_editor.h"
+#include "qvl/host_methods.h"
 
 namespace {
 
@@ -21,16 +22,6 @@ constexpr double kDoubleDrawPictureSince = 2018.02;
 // The size of the best representation asked for is the picture's times this.
 constexpr double kRepresentationScale = 4.0;
 constexpr int64_t kDuplicateDepth = 32;
-
-constexpr const char* kBestRepresentation =
-    "BestRepresentation(width As Integer, height As Integer, scale As Double) As Picture";
-constexpr const char* kMaskSetter = "Mask(assigns newMask As Picture)";
-constexpr const char* kDrawPictureDouble =
-    "DrawPicture(Image as Picture, x as Double, y as Double, w as Double, h as Double, sx as Double = 0, sy as "
-    "Double = 0, sw as Double = -10000, sh as Double = -10000)";
-constexpr const char* kDrawPictureInteger =
-    "DrawPicture(Image as Picture, x as Integer, y as Integer, w as Integer, h as Integer, sx as Integer = 0, sy as "
-    "Integer = 0, sw as Integer = -10000, sh as Integer = -10000)";
 
 // The host's methods as REALLoadObjectMethod hands them out.
 using BestRepresentationMethod = REALpictureStruct* (*)(REALobjectStruct* self, int64_t width, int64_t height,
@@ -66,14 +57,16 @@ void TraceDrawing(REALobjectStruct* graphics, REALpictureStruct* dest, REALpictu
 bool DrawThroughHost(REALobjectStruct* graphics, REALpictureStruct* source, int64_t destWidth, int64_t destHeight,
                      int64_t sourceWidth, int64_t sourceHeight) {
   if (rbversion_rbversion >= kDoubleDrawPictureSince) {
-    auto draw = reinterpret_cast<DrawPictureDoubleMethod>(REALLoadObjectMethod(graphics, kDrawPictureDouble));
+    auto draw =
+        reinterpret_cast<DrawPictureDoubleMethod>(REALLoadObjectMethod(graphics, QVL_GRAPHICS_DRAW_PICTURE_DOUBLE));
     if (draw) {
       draw(graphics, source, 0.0, 0.0, double(destWidth), double(destHeight), 0.0, 0.0, double(sourceWidth),
            double(sourceHeight));
       return true;
     }
   } else {
-    auto draw = reinterpret_cast<DrawPictureIntegerMethod>(REALLoadObjectMethod(graphics, kDrawPictureInteger));
+    auto draw =
+        reinterpret_cast<DrawPictureIntegerMethod>(REALLoadObjectMethod(graphics, QVL_GRAPHICS_DRAW_PICTURE_INTEGER));
     if (draw) {
       draw(graphics, source, 0, 0, destWidth, destHeight, 0, 0, sourceWidth, sourceHeight);
       return true;
@@ -168,7 +161,7 @@ REALpictureStruct* DuplicateWithoutMask(REALpictureStruct* pic, int64_t width, i
   rbFreeLater giveBackMask(&mask, nullptr);
   MaskSetterMethod setMask = nullptr;
   if (mask) {
-    setMask = reinterpret_cast<MaskSetterMethod>(REALLoadObjectMethod(pic, kMaskSetter));
+    setMask = reinterpret_cast<MaskSetterMethod>(REALLoadObjectMethod(pic, QVL_PICTURE_MASK_SETTER));
     // A host without the setter would be called through nil; it keeps its mask instead.
     if (setMask) setMask(pic, nullptr);
   }
@@ -211,7 +204,7 @@ REALpictureStruct* DuplicatePictureWithoutMaskOrAlpha(REALpictureStruct* pic) {
 
 bool PictureEditor::ReadBestRepresentation(REALpictureStruct* pic, bool* acquired) {
   if (rbversion_rbversion < kBestRepresentationSince) return false;
-  auto best = reinterpret_cast<BestRepresentationMethod>(REALLoadObjectMethod(pic, kBestRepresentation));
+  auto best = reinterpret_cast<BestRepresentationMethod>(REALLoadObjectMethod(pic, QVL_PICTURE_BEST_REPRESENTATION));
   if (!best) {
     TraceWord("BestRepresentation missing");
     return false;

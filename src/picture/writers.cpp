@@ -5,6 +5,7 @@
 #include "binding/scope_guards.h"
 #include "binding/wrappers.h"
 #include "picture/picture_editor.h"
+#include "qvl/host_methods.h"
 
 namespace {
 
@@ -80,8 +81,7 @@ REALpictureStruct* NewPictureWithAlphaChannel(int64_t width, int64_t height) {
     TraceWord("Failed to allocate picture.");
     return nullptr;
   }
-  auto constructor = reinterpret_cast<PictureConstructorFn>(
-      REALLoadObjectMethod(instance, "Constructor(width as integer, height as integer)"));
+  auto constructor = reinterpret_cast<PictureConstructorFn>(REALLoadObjectMethod(instance, QVL_PICTURE_CONSTRUCTOR));
   if (!constructor) {
     // The new instance is left as it is: it is not given back here.
     TraceWord("Failed to get picture constructor.");

@@ -12,6 +12,7 @@
 #include "binding/scope_guards.h"
 #include "binding/wrappers.h"
 #include "picture/pixels.h"
+#include "qvl/host_methods.h"
 #include "waveform/lines.h"
 
 namespace {
@@ -20,8 +21,6 @@ constexpr int64_t kDefaultHeight = 500;
 constexpr int64_t kSpareEnvelopeBytes = 20;
 constexpr int64_t kSampleBlock = 16;
 constexpr double kFirstVersionWithDoubleDrawLine = 2018.02;
-constexpr const char* kDrawLineDouble = "DrawLine( x1 as Double, y1 as Double, x2 as Double, y2 as Double )";
-constexpr const char* kDrawLineInteger = "DrawLine( x1 as Integer, y1 as Integer, x2 as Integer, y2 as Integer )";
 
 typedef void (*DrawLineDoubleFn)(REALgraphicsStruct* graphics, double x1, double y1, double x2, double y2);
 typedef void (*DrawLineIntegerFn)(REALgraphicsStruct* graphics, int64_t x1, int64_t y1, int64_t x2, int64_t y2);
@@ -284,11 +283,11 @@ void TraceOutline(const Envelopes& envelopes, int64_t width, int64_t middle, Seg
 // line is skipped.
 void DrawHostLine(REALgraphicsStruct* graphics, int64_t x1, int64_t y1, int64_t x2, int64_t y2) {
   if (rbversion_rbversion >= kFirstVersionWithDoubleDrawLine) {
-    if (auto draw = reinterpret_cast<DrawLineDoubleFn>(REALLoadObjectMethod(graphics, kDrawLineDouble))) {
+    if (auto draw = reinterpret_cast<DrawLineDoubleFn>(REALLoadObjectMethod(graphics, QVL_GRAPHICS_DRAW_LINE_DOUBLE))) {
       return draw(graphics, double(x1), double(y1), double(x2), double(y2));
     }
   }
-  if (auto draw = reinterpret_cast<DrawLineIntegerFn>(REALLoadObjectMethod(graphics, kDrawLineInteger))) {
+  if (auto draw = reinterpret_cast<DrawLineIntegerFn>(REALLoadObjectMethod(graphics, QVL_GRAPHICS_DRAW_LINE_INTEGER))) {
     draw(graphics, x1, y1, x2, y2);
   }
 }
