@@ -202,12 +202,10 @@ void Graphics::ListHeld(std::vector<const void*>* held) const {
 }
 
 void* GraphicsMethod(const std::string& declaration) {
-  if (SameDeclaration(declaration, QVL_GRAPHICS_DRAW_PICTURE_DOUBLE))
-    return reinterpret_cast<void*>(&DrawPictureDouble);
-  if (SameDeclaration(declaration, QVL_GRAPHICS_DRAW_PICTURE_INTEGER))
-    return reinterpret_cast<void*>(&DrawPictureInteger);
-  if (SameDeclaration(declaration, QVL_GRAPHICS_DRAW_LINE_DOUBLE)) return reinterpret_cast<void*>(&DrawLineDouble);
-  if (SameDeclaration(declaration, QVL_GRAPHICS_DRAW_LINE_INTEGER)) return reinterpret_cast<void*>(&DrawLineInteger);
+  if (SameDeclaration(declaration, QVL_GRAPHICS_DRAW_PICTURE_DOUBLE)) return HandedOut<&DrawPictureDouble>();
+  if (SameDeclaration(declaration, QVL_GRAPHICS_DRAW_PICTURE_INTEGER)) return HandedOut<&DrawPictureInteger>();
+  if (SameDeclaration(declaration, QVL_GRAPHICS_DRAW_LINE_DOUBLE)) return HandedOut<&DrawLineDouble>();
+  if (SameDeclaration(declaration, QVL_GRAPHICS_DRAW_LINE_INTEGER)) return HandedOut<&DrawLineInteger>();
   return nullptr;
 }
 

@@ -306,6 +306,28 @@ const char* StringGetCString(REALstringStruct* str);
 }  // namespace entries
 
 // The functions REALLoadObjectMethod and REALLoadGlobalMethod hand out.
+// A host method as the plug-in receives it: no C++ exception passes into the
+// plug-in; one that ends the work, a failed allocation above all, gives the
+// method's empty result, as the runtime's methods do.
+template <auto method>
+struct NoExceptionFront;
+
+template <class Ret, class... Args, Ret (*method)(Args...)>
+struct NoExceptionFront<method> {
+  static Ret Call(Args... args) noexcept {
+    try {
+      return method(args...);
+    } catch (...) {
+      return Ret();
+    }
+  }
+};
+
+template <auto method>
+void* HandedOut() {
+  return reinterpret_cast<void*>(&NoExceptionFront<method>::Call);
+}
+
 void* PictureMethod(const std::string& declaration);
 void* GraphicsMethod(const std::string& declaration);
 void* MemoryBlockMethod(const std::string& declaration);

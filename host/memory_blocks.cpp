@@ -32,7 +32,7 @@ void MemoryBlock::ReleaseContents() {
 
 void* MemoryBlockMethod(const std::string& declaration) {
   if (SameDeclaration(declaration, QVL_MEMORY_BLOCK_CONSTRUCTOR)) {
-    return reinterpret_cast<void*>(&MemoryBlockConstructor);
+    return HandedOut<&MemoryBlockConstructor>();
   }
   return nullptr;
 }

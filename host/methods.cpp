@@ -60,7 +60,7 @@ void* GlobalMethod(const char* moduleName, const std::string& declaration) {
 
 void* FrameworkMethod(const std::string& declaration) {
   if (SameDeclaration(declaration, QVL_LENB_DECLARATION)) {
-    return reinterpret_cast<void*>(static_cast<QVLLenBFn>(&StringLenB));
+    return HandedOut<static_cast<QVLLenBFn>(&StringLenB)>();
   }
   return nullptr;
 }

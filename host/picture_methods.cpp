@@ -36,11 +36,10 @@ REALpictureStruct* BestRepresentation(REALobjectStruct* self, int64_t width, int
 }  // namespace
 
 void* PictureMethod(const std::string& declaration) {
-  if (SameDeclaration(declaration, QVL_PICTURE_CONSTRUCTOR)) return reinterpret_cast<void*>(&Constructor);
-  if (SameDeclaration(declaration, QVL_PICTURE_MASK_GETTER)) return reinterpret_cast<void*>(&MaskGetter);
-  if (SameDeclaration(declaration, QVL_PICTURE_MASK_SETTER)) return reinterpret_cast<void*>(&MaskSetter);
-  if (SameDeclaration(declaration, QVL_PICTURE_BEST_REPRESENTATION))
-    return reinterpret_cast<void*>(&BestRepresentation);
+  if (SameDeclaration(declaration, QVL_PICTURE_CONSTRUCTOR)) return HandedOut<&Constructor>();
+  if (SameDeclaration(declaration, QVL_PICTURE_MASK_GETTER)) return HandedOut<&MaskGetter>();
+  if (SameDeclaration(declaration, QVL_PICTURE_MASK_SETTER)) return HandedOut<&MaskSetter>();
+  if (SameDeclaration(declaration, QVL_PICTURE_BEST_REPRESENTATION)) return HandedOut<&BestRepresentation>();
   return nullptr;
 }
 

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "qvl/entry_points.h"
+#include "qvl/host_methods.h"
 #include "support/plugin_test.h"
 
 namespace {
@@ -63,6 +64,13 @@ TEST_F(HostOutOfMemory, EntriesGiveTheirFailureResult) {
   auto classRef = HostEntry<REALGetClassRefFn>("pluginObjectType");
   auto lockDescription = HostEntry<REALLockPictureDescriptionFn>("REALLockPictureDescription");
   auto unlockDescription = HostEntry<REALUnlockPictureDescriptionFn>("unlockPictureDescription");
+  // A method handed out by declaration: a vector picture's best
+  // representation is a new bitmap drawn for the call.
+  OwnedPicture vector(qvlhost::NewPicture(4, 4));
+  qvlhost::SetPictureKind(vector, 1);
+  using BestRepresentationFn = REALpictureStruct* (*)(REALobjectStruct*, int64_t, int64_t, double);
+  auto bestRepresentation = reinterpret_cast<BestRepresentationFn>(
+      HostEntry<REALLoadObjectMethodFn>("REALLoadObjectMethod")(vector, QVL_PICTURE_BEST_REPRESENTATION));
   const struct {
     const char* entry;
     // Calls the entry as the plug-in does; true when it gave its failure result.
@@ -95,6 +103,12 @@ TEST_F(HostOutOfMemory, EntriesGiveTheirFailureResult) {
          Disarm();
          if (locked) unlockDescription(picture);
          return !locked;
+       }},
+      {"Picture.BestRepresentation",
+       [&] {
+         REALpictureStruct* made = bestRepresentation(vector, 8, 8, 1.0);
+         Keep(made);
+         return made == nullptr;
        }},
   };
   for (const auto& c : cases) {
