@@ -7,7 +7,9 @@
 #include "filters/threshold.h"
 #include "filters/tint.h"
 #include "filters/tone.h"
+#include "mobile/album.h"
 #include "picture/masks.h"
+#include "strings/picture_string.h"
 
 namespace {
 
@@ -43,6 +45,12 @@ MethodRow DeprecatedConsoleSafe(Function function, const char* declaration) {
   row.definition.attributeCount = 1;
   row.definition.attributes = DeprecatedAttributes;
   return row;
+}
+
+// A row of the mobile module, for the mobile target only.
+template <class Function>
+MethodRow MobileOnly(Function function, const char* declaration) {
+  return MethodRow{Method(Fn(function), declaration, iosTarget), KindsOf(function)};
 }
 
 std::vector<REALmethodDefinition> DefinitionsOf(const std::vector<MethodRow>& rows) {
@@ -160,6 +168,8 @@ const std::vector<MethodRow> kPictureMethodRows = {
 };
 
 const std::vector<MethodRow> kGlobalMethodRows = {
+    DeprecatedConsoleSafe(BinaryStringtoPicture, "BinaryStringtoPictureQVL(data as String) as Picture"),
+    DeprecatedConsoleSafe(PicturetoBinaryString, "PicturetoBinaryStringQVL(p as picture) as string"),
     ConsoleSafe(TintPicture, "TintPictureQVL(source as picture, GreyBase as color, SepiaBase as color) as picture"),
 };
 
@@ -188,7 +198,24 @@ const std::vector<REALproperty> kPictureSepiaProperties = {
 
 const std::vector<MethodRow> kPictureSepiaMethodRows = {};
 
-const std::vector<MethodRow> kIOSSharedMethodRows = {};
+const std::vector<MethodRow> kIOSSharedMethodRows = {
+    MobileOnly(rbUIVideoAtPathIsCompatibleWithSavedPhotosAlbumS,
+               "VideoAtPathIsCompatibleWithSavedPhotosAlbum(VideoPath as String) as Boolean"),
+    MobileOnly(rbUIVideoAtPathIsCompatibleWithSavedPhotosAlbumF,
+               "VideoAtPathIsCompatibleWithSavedPhotosAlbum(VideoFile as FolderItem) as Boolean"),
+    MobileOnly(rbUIImageWriteToSavedPhotosAlbum,
+               "WriteImageToSavedPhotosAlbum(Pic as Picture, CompletionDelegate as ImageSaveCompletedQVL)"),
+    MobileOnly(rbUISaveVideoAtPathToSavedPhotosAlbumS,
+               "SaveVideoAtPathToSavedPhotosAlbum(VideoPath as String, CompletionDelegate as VideoSaveCompletedQVL)"),
+    MobileOnly(rbUISaveVideoAtPathToSavedPhotosAlbumF,
+               "SaveVideoAtPathToSavedPhotosAlbum(VideoFile as FolderItem, CompletionDelegate as "
+               "VideoSaveCompletedQVL)"),
+    MobileOnly(rbUISaveImageAtPathToSavedPhotosAlbumS,
+               "SaveImageAtPathToSavedPhotosAlbum(ImagePath as String, CompletionDelegate as ImageSaveCompletedQVL)"),
+    MobileOnly(rbUISaveImageAtPathToSavedPhotosAlbumF,
+               "SaveImageAtPathToSavedPhotosAlbum(ImageFile as FolderItem, CompletionDelegate as "
+               "ImageSaveCompletedQVL)"),
+};
 
 REALproperty DebuggingRecord() { return DebuggingProperty(kQVLPropertyMarker | scopePublic | consoleTarget); }
 REALproperty IOSDebuggingRecord() { return DebuggingProperty(kQVLPropertyMarker | scopePublic | iosTarget); }
