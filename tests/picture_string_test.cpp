@@ -14,6 +14,8 @@
 #include "registrationclient/registration_check.h"
 #include "support/plugin_test.h"
 
+extern "C" void REALPluginMain(QVLResolver resolver);
+
 namespace {
 
 using qvlhost::OwnedPicture;
@@ -185,6 +187,37 @@ TEST_F(PictureStringTest, PixelsOutsideTheStringReadAsZero) {
     bytes.resize(size_t(size), '\0');
     OwnedPicture picture(Decode(bytes));
     EXPECT_EQ(nullptr, picture.get()) << size;
+  }
+}
+
+// The global methods as the host received them, one by one or in their module.
+std::vector<const REALmethodDefinition*> RegisteredGlobals() {
+  std::vector<const REALmethodDefinition*> rows;
+  for (const REALmoduleDefinition* module : qvlhost::RegisteredModules())
+    if (std::string(module->name) == "PictureGlobalsQVL")
+      for (uint64_t i = 0; i < module->methodCount; ++i) rows.push_back(&module->methods[i]);
+  for (const REALmethodDefinition* method : qvlhost::RegisteredGlobalMethods()) rows.push_back(method);
+  return rows;
+}
+
+std::string AttributesOf(const REALmethodDefinition* method) {
+  std::string text;
+  for (uint64_t i = 0; i < method->attributeCount; ++i)
+    text += std::string(method->attributes[i].name) + "=" + method->attributes[i].value + ";";
+  return text;
+}
+
+TEST_F(PictureStringTest, BothComeFirstAmongTheGlobalsDeprecatedForPNGOnEitherRoute) {
+  for (const double version : {2024.03, 2012.0}) {
+    config_.version = version;
+    qvlhost::Reset(config_);
+    REALPluginMain(qvlhost::Resolver());
+    const std::vector<const REALmethodDefinition*> rows = RegisteredGlobals();
+    ASSERT_LE(3u, rows.size()) << version;
+    EXPECT_STREQ("BinaryStringtoPictureQVL(data as String) as Picture", rows[0]->declaration);
+    EXPECT_STREQ("PicturetoBinaryStringQVL(p as picture) as string", rows[1]->declaration);
+    for (size_t i = 0; i < rows.size(); ++i)
+      EXPECT_EQ(i < 2 ? "Deprecated=\"PNG format\";" : "", AttributesOf(rows[i])) << rows[i]->declaration;
   }
 }
 
