@@ -94,6 +94,13 @@ struct MemoryBlock : Object {
   int64_t size = 0;
 };
 
+// A file or folder by its path; the host never opens it.
+struct FolderItem : Object {
+  FolderItem() : Object("FolderItem") {}
+
+  std::string path;
+};
+
 struct ExceptionObject : Object {
   explicit ExceptionObject(std::string name) : Object(std::move(name)) {}
   void ReleaseContents() override;

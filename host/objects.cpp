@@ -36,6 +36,7 @@ bool IsHidden(const std::string& name) {
 
 bool IsBuiltInClass(const std::string& name) {
   if (SameName(name, "Picture") || SameName(name, "Graphics") || SameName(name, "MemoryBlock")) return true;
+  if (SameName(name, "FolderItem")) return true;
   const char* application = ApplicationClass(State().config.app);
   return IsExceptionClass(name) || (application && SameName(name, application));
 }
@@ -79,6 +80,7 @@ Object* NewInstanceOf(const std::string& name) {
   if (IsHidden(name)) return nullptr;
   if (SameName(name, "Picture")) return NewPictureInstance();
   if (SameName(name, "MemoryBlock")) return Adopt(std::make_unique<MemoryBlock>());
+  if (SameName(name, "FolderItem")) return Adopt(std::make_unique<FolderItem>());
   for (const char* exceptionClass : kExceptionClasses) {
     if (SameName(name, exceptionClass)) return Adopt(std::make_unique<ExceptionObject>(exceptionClass));
   }
@@ -88,6 +90,17 @@ Object* NewInstanceOf(const std::string& name) {
 
 REALobjectStruct* NewObject(const std::string& className) {
   return HandleOf<REALobjectStruct>(NewInstanceOf(className));
+}
+
+REALfolderItemStruct* NewFolderItem(const std::string& path) {
+  Object* object = NewInstanceOf("FolderItem");
+  if (auto* item = dynamic_cast<FolderItem*>(object)) item->path = path;
+  return HandleOf<REALfolderItemStruct>(object);
+}
+
+std::string FolderItemPath(REALfolderItemStruct* item) {
+  auto* live = Live<FolderItem>(item, "FolderItemPath");
+  return live ? live->path : std::string();
 }
 
 std::string ClassName(const void* handle) {

@@ -145,6 +145,11 @@ std::string ClassName(const void* object);
 void* InstanceData(REALobjectStruct* object);
 uint64_t InstanceDataOffset();
 
+// Folder items: a path, one counted reference for the caller; nil when the
+// class is hidden. The host never opens the file.
+REALfolderItemStruct* NewFolderItem(const std::string& path);
+std::string FolderItemPath(REALfolderItemStruct* item);
+
 // Strings: bytes and an encoding. NewString returns one counted reference.
 REALstringStruct* NewString(const std::string& bytes, uint32_t encoding = 0x08000100);
 std::string StringBytes(REALstringStruct* text);
@@ -228,6 +233,7 @@ using OwnedPicture = Owned<REALpictureStruct>;
 using OwnedObject = Owned<REALobjectStruct>;
 using OwnedString = Owned<REALstringStruct>;
 using OwnedMemoryBlock = Owned<REALmemoryBlockStruct>;
+using OwnedFolderItem = Owned<REALfolderItemStruct>;
 using OwnedGraphics = Owned<REALgraphicsStruct>;
 
 }  // namespace qvlhost

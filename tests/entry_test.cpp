@@ -43,14 +43,21 @@ TEST_P(StartUp, SdkVersionAndRouteFollowTheHostVersionAndNothingIsLogged) {
   EXPECT_EQ(host.sdkVersion, CurrentREALControlVersion);
   EXPECT_EQ(host.sdkVersion, qvlhost::RegisteredPluginVersion());
   EXPECT_TRUE(qvlhost::RegisteredClasses().empty());
-  if (host.generatedModules) {  // the modules' contents are the registrar's and the loaded library's tests
-    ASSERT_EQ(2u, qvlhost::RegisteredModules().size());
-    EXPECT_EQ(uint32_t(host.sdkVersion), qvlhost::RegisteredModules()[0]->version);
+  // The mobile module comes first, from 2020.02 on; the modules' contents are
+  // the registrar's and the loaded library's tests.
+  Lines modules, expectedModules;
+  for (const REALmoduleDefinition* module : qvlhost::RegisteredModules()) modules.push_back(module->name);
+  if (!host.hideVersionEntry && host.version >= 2020.02) expectedModules.push_back("iOSPictureQVL");
+  if (host.generatedModules)
+    expectedModules.insert(expectedModules.end(), {"PicturePictureExtensionQVL", "PictureGlobalsQVL"});
+  EXPECT_EQ(expectedModules, modules);
+  for (const REALmoduleDefinition* module : qvlhost::RegisteredModules())
+    EXPECT_EQ(uint32_t(host.sdkVersion), module->version) << module->name;
+  if (host.generatedModules) {
     EXPECT_EQ(0x26u, DebuggingSharedProperties[0].flags);
     EXPECT_TRUE(qvlhost::RegisteredGlobalMethods().empty());
     EXPECT_TRUE(qvlhost::RegisteredClassExtensions().empty());
   } else {
-    EXPECT_TRUE(qvlhost::RegisteredModules().empty());
     EXPECT_EQ(globalMethods.size(), qvlhost::RegisteredGlobalMethods().size());
     EXPECT_THAT(qvlhost::RegisteredClassExtensions(), ::testing::ElementsAre(&pictureClass));
     EXPECT_EQ(uint32_t(host.sdkVersion), pictureClass.version);

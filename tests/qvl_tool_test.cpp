@@ -253,6 +253,44 @@ TEST_F(QvlTool, StringsMemoryBlocksAndExceptionsAsScriptsReadThem) {
   EXPECT_NE(leaking.err.find("leaked"), std::string::npos) << leaking.err;
 }
 
+TEST_F(QvlTool, PictureStringsRoundTripAndTheAlbumRefuses) {
+  const std::string encoded = (work_ / "out.ppic").string(), again = (work_ / "again.ppic").string();
+  ASSERT_EQ(Run({"PicturetoBinaryStringQVL", in_, "-o", encoded}).status, 0);
+  ASSERT_EQ(Run({"BinaryStringtoPictureQVL", "@" + encoded, "-o", out_}).status, 0);
+  ASSERT_EQ(Run({"PicturetoBinaryStringQVL", out_, "-o", again}).status, 0);
+  EXPECT_EQ(FileText(encoded).substr(0, 4), "PPIC");
+  EXPECT_EQ(FileText(again), FileText(encoded));
+  const std::string onePixel = (work_ / "one.png").string();
+  qvlhost::OwnedPicture picture(qvlhost::NewPicture(1, 1));
+  qvlhost::SetPixelRgba(picture, 0, 0, {0x12, 0xAB, 0x07, 255});
+  ASSERT_TRUE(qvlhost::WritePictureFile(picture, onePixel));
+  const std::string refusal = "qvl: PlatformNotSupportedException: iOS only\n";
+  const struct {
+    std::vector<std::string> arguments;
+    int status;
+    std::string out, err;
+  } cases[] = {
+      {{"PicturetoBinaryStringQVL", onePixel},
+       0,
+       "result = 505049430000002b0000000100000001000000200000002800000000000000000000000000000000"
+       "12ab07\n",
+       ""},
+      {{"--host-version", "2020.02", "iOSPictureQVL.WriteImageToSavedPhotosAlbum", in_, "nil"}, 1, "", refusal},
+      {{"--host-version", "2020.02", "VideoAtPathIsCompatibleWithSavedPhotosAlbum", in_}, 1, "", refusal},
+      {{"--host-version", "2020.02", "SaveImageAtPathToSavedPhotosAlbum", "no such file", "nil"}, 1, "", refusal},
+      {{"--host-version", "2020.01", "iOSPictureQVL.WriteImageToSavedPhotosAlbum", in_, "nil"},
+       2,
+       "",
+       "qvl: unknown method iOSPictureQVL.WriteImageToSavedPhotosAlbum (qvl list shows the registered methods)\n"},
+  };
+  for (const auto& c : cases) {
+    ToolRun run = Run(c.arguments);
+    EXPECT_EQ(run.status, c.status) << c.arguments[0];
+    EXPECT_EQ(run.out, c.out) << c.arguments[0];
+    EXPECT_EQ(run.err, c.err) << c.arguments[0];
+  }
+}
+
 TEST_F(QvlTool, ListShowsTheSurfaceByRoute) {
   ToolRun recent = Run({"list"});
   ASSERT_EQ(recent.status, 0) << recent.err;

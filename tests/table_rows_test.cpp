@@ -18,8 +18,10 @@
 #include "filters/tint.h"
 #include "filters/tone.h"
 #include "frame/tables.h"
+#include "mobile/album.h"
 #include "picture/masks.h"
 #include "scroll/scroll.h"
+#include "strings/picture_string.h"
 #include "support/plugin_test.h"
 #include "surface.h"
 #include "waveform/render_samples.h"
@@ -84,7 +86,7 @@ TEST(TableRows, EveryDeclarationTakesAndGivesWhatItsFunctionDoes) {
       EXPECT_EQ((ValueKind{DeclaredType(declaration.result.kind), false}), row.kinds.result) << text;
     }
   }
-  EXPECT_EQ(pictureMethods.size() + globalMethods.size(), rows);
+  EXPECT_EQ(IOSPictureModule.methodCount + pictureMethods.size() + globalMethods.size(), rows);
 }
 
 // A registered function called directly with host values.
@@ -92,8 +94,8 @@ template <class T>
 T Argument(const Value& value) {
   if constexpr (std::is_same_v<T, double>) {
     return value.real;
-  } else if constexpr (std::is_same_v<T, REALpictureStruct*>) {
-    return static_cast<REALpictureStruct*>(value.handle);
+  } else if constexpr (std::is_pointer_v<T>) {
+    return static_cast<T>(value.handle);
   } else {
     static_assert(std::is_integral_v<T>, "no test argument of this type");
     return static_cast<T>(value.integer);
@@ -104,6 +106,8 @@ template <class R>
 Value Result(R result) {
   if constexpr (std::is_same_v<R, REALpictureStruct*>) {
     return Value::Handle(TypeKind::Picture, result);
+  } else if constexpr (std::is_same_v<R, REALstringStruct*>) {
+    return Value::Handle(TypeKind::String, result);
   } else if constexpr (std::is_same_v<R, bool>) {
     return Value::Boolean(result);
   } else if constexpr (std::is_same_v<R, double>) {
@@ -121,7 +125,12 @@ struct Expected {
 
 template <class R, class... A, size_t... I>
 Value CallDirectly(R (*function)(A...), const Values& values, std::index_sequence<I...>) {
-  return Result(function(Argument<A>(values[I])...));
+  if constexpr (std::is_void_v<R>) {
+    function(Argument<A>(values[I])...);
+    return Value();
+  } else {
+    return Result(function(Argument<A>(values[I])...));
+  }
 }
 
 template <class R, class... A>
@@ -179,16 +188,40 @@ const std::vector<Expected>& ExtensionRows() {
 }
 
 const std::vector<Expected>& GlobalRows() {
-  static const std::vector<Expected> rows = {Row("TintPictureQVL", TintPicture),
-                                             Listed("RenderSamplesQVL", RenderSamples)};
+  static const std::vector<Expected> rows = {
+      Row("BinaryStringtoPictureQVL", BinaryStringtoPicture),
+      Row("PicturetoBinaryStringQVL", PicturetoBinaryString),
+      Row("TintPictureQVL", TintPicture),
+      Listed("RenderSamplesQVL", RenderSamples),
+  };
   return rows;
+}
+
+const std::vector<Expected>& MobileRows() {
+  static const std::vector<Expected> rows = {
+      Row("VideoAtPathIsCompatibleWithSavedPhotosAlbum", rbUIVideoAtPathIsCompatibleWithSavedPhotosAlbumS),
+      Row("VideoAtPathIsCompatibleWithSavedPhotosAlbum", rbUIVideoAtPathIsCompatibleWithSavedPhotosAlbumF),
+      Row("WriteImageToSavedPhotosAlbum", rbUIImageWriteToSavedPhotosAlbum),
+      Row("SaveVideoAtPathToSavedPhotosAlbum", rbUISaveVideoAtPathToSavedPhotosAlbumS),
+      Row("SaveVideoAtPathToSavedPhotosAlbum", rbUISaveVideoAtPathToSavedPhotosAlbumF),
+      Row("SaveImageAtPathToSavedPhotosAlbum", rbUISaveImageAtPathToSavedPhotosAlbumS),
+      Row("SaveImageAtPathToSavedPhotosAlbum", rbUISaveImageAtPathToSavedPhotosAlbumF),
+  };
+  return rows;
+}
+
+// The rows an owner of the registered surface stands for.
+const std::vector<Expected>& ExpectedRowsOf(const qvlhost::SurfaceOwner& owner) {
+  if (owner.name == "iOSPictureQVL") return MobileRows();
+  if (owner.name == "PictureGlobalsQVL" || owner.name == "(global)") return GlobalRows();
+  return ExtensionRows();
 }
 
 struct Route {
   const char* name;
   double version;
   qvlhost::Storage storage;
-  std::vector<std::string> owners;  // the extension's owner, then the global methods'
+  std::vector<std::string> owners;  // the mobile module, the extension's owner, then the global methods'
 };
 
 void PrintTo(const Route& route, std::ostream* out) { *out << route.name; }
@@ -216,12 +249,11 @@ TEST_P(RegisteredSurface, RowsReachTheHostInOrderWithTheirFunctions) {
   std::vector<std::string> owners;
   for (const qvlhost::SurfaceOwner& owner : owners_) owners.push_back(owner.name);
   ASSERT_EQ(GetParam().owners, owners);
-  const std::vector<Expected>* expected[] = {&ExtensionRows(), &GlobalRows()};
   for (size_t i = 0; i < owners_.size(); ++i) {
     std::vector<std::pair<std::string, void*>> received, wanted;
     for (const qvlhost::SurfaceMethod& method : owners_[i].methods)
       received.emplace_back(method.Name(), method.function);
-    for (const Expected& row : *expected[i]) wanted.emplace_back(row.name, row.function);
+    for (const Expected& row : ExpectedRowsOf(owners_[i])) wanted.emplace_back(row.name, row.function);
     EXPECT_EQ(wanted, received) << owners[i];
   }
 }
@@ -233,10 +265,17 @@ const int64_t kIntegers[] = {0, 60, 1, 20, 3, 5, 7, 9};
 const double kDoubles[] = {0, 1.5, -20.25, 30.75, -8.5, 17.25, -3.5, 9.0};
 const uint32_t kColours[] = {0, 0x336699, 0xCC8844, 0x10E0A0};
 
-Value ArgumentFor(const qvlhost::Parameter& parameter, size_t position, REALpictureStruct* picture) {
+// Strings are a picture string that decodes; folder items and delegates are nil.
+Value ArgumentFor(const qvlhost::Parameter& parameter, size_t position, REALpictureStruct* picture,
+                  REALstringStruct* text) {
   switch (parameter.type.kind) {
     case TypeKind::Picture:
       return Value::Handle(TypeKind::Picture, picture);
+    case TypeKind::String:
+      return Value::Handle(TypeKind::String, text);
+    case TypeKind::FolderItem:
+    case TypeKind::Object:
+      return Value::Nil(parameter.type.kind);
     case TypeKind::Integer:
       return Value::Integer(kIntegers[position]);
     case TypeKind::Double:
@@ -261,8 +300,24 @@ REALpictureStruct* VariedPicture() {
   return picture;
 }
 
+// The exception a call left pending, as "CLASS: MESSAGE", taken out of the host.
+std::string TakePendingException() {
+  REALobjectStruct* exception = qvlhost::PendingException();
+  if (!exception) return "";
+  const std::string text = qvlhost::ClassName(exception) + ": " + qvlhost::ExceptionMessage(exception);
+  qvlhost::ClearPendingException();
+  return text;
+}
+
 void ExpectSameValue(const Value& byDeclaration, const Value& direct, const std::string& text) {
   ASSERT_EQ(byDeclaration.kind, direct.kind) << text;
+  if (direct.kind == TypeKind::String) {
+    auto* a = static_cast<REALstringStruct*>(byDeclaration.handle);
+    auto* b = static_cast<REALstringStruct*>(direct.handle);
+    ASSERT_TRUE(a && b) << text;
+    EXPECT_EQ(qvlhost::StringBytes(a), qvlhost::StringBytes(b)) << text;
+    return;
+  }
   if (direct.kind != TypeKind::Picture) {
     EXPECT_EQ(byDeclaration.integer, direct.integer) << text;
     EXPECT_EQ(byDeclaration.real, direct.real) << text;
@@ -283,21 +338,24 @@ void ExpectSameValue(const Value& byDeclaration, const Value& direct, const std:
 
 TEST_P(RegisteredSurface, EveryMethodByItsDeclarationGivesWhatItsFunctionGives) {
   qvlhost::OwnedPicture picture(VariedPicture());
-  const std::vector<Expected>* expected[] = {&ExtensionRows(), &GlobalRows()};
-  ASSERT_EQ(2u, owners_.size());
+  qvlhost::OwnedString text(PicturetoBinaryString(picture));
+  ASSERT_EQ(GetParam().owners.size(), owners_.size());
   for (size_t i = 0; i < owners_.size(); ++i) {
-    ASSERT_EQ(expected[i]->size(), owners_[i].methods.size()) << owners_[i].name;
+    const std::vector<Expected>& expected = ExpectedRowsOf(owners_[i]);
+    ASSERT_EQ(expected.size(), owners_[i].methods.size()) << owners_[i].name;
     for (size_t j = 0; j < owners_[i].methods.size(); ++j) {
       const qvlhost::SurfaceMethod& method = owners_[i].methods[j];
-      if (!(*expected[i])[j].direct) continue;
+      if (!expected[j].direct) continue;
       Values arguments;
       for (const qvlhost::Parameter& parameter : method.callForm.parameters)
-        arguments.push_back(ArgumentFor(parameter, arguments.size(), picture));
+        arguments.push_back(ArgumentFor(parameter, arguments.size(), picture, text));
       Values passed = arguments;
       Value byDeclaration;
       std::string error;
       EXPECT_TRUE(qvlhost::CallMethod(method, passed, &byDeclaration, &error)) << error;
-      const Value direct = (*expected[i])[j].direct(arguments);
+      const std::string raisedByDeclaration = TakePendingException();
+      const Value direct = expected[j].direct(arguments);
+      EXPECT_EQ(TakePendingException(), raisedByDeclaration) << method.text;
       ExpectSameValue(byDeclaration, direct, method.text);
       qvlhost::ReleaseValue(byDeclaration);
       qvlhost::ReleaseValue(direct);
@@ -307,9 +365,11 @@ TEST_P(RegisteredSurface, EveryMethodByItsDeclarationGivesWhatItsFunctionGives) 
 
 INSTANTIATE_TEST_SUITE_P(
     Routes, RegisteredSurface,
-    ::testing::Values(
-        Route{"module2024_cg2", 2024.03, qvlhost::Storage::CG(2), {"PicturePictureExtensionQVL", "PictureGlobalsQVL"}},
-        Route{"extension2012_gd", 2012.0, qvlhost::Storage::GD(), {"Picture", "(global)"}}),
+    ::testing::Values(Route{"module2024_cg2",
+                            2024.03,
+                            qvlhost::Storage::CG(2),
+                            {"iOSPictureQVL", "PicturePictureExtensionQVL", "PictureGlobalsQVL"}},
+                      Route{"extension2012_gd", 2012.0, qvlhost::Storage::GD(), {"Picture", "(global)"}}),
     [](const auto& info) { return std::string(info.param.name); });
 
 }  // namespace

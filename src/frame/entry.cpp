@@ -13,6 +13,8 @@
 namespace {
 
 const char kPluginName[] = "Picture";
+// The first host version that knows the mobile target.
+constexpr double kFirstMobileModuleVersion = 2020.02;
 
 double HostVersion(QVLResolver resolver) {
   if (!resolver) return 0.0;
@@ -63,8 +65,10 @@ void WarnOfBlanksInName(const char* name) {
     if (*c == ' ') LogMessageX("%s%s %s", QVL_DEBUG_PREFIX, "Warning: plugin name containts space character", name);
 }
 
-// The Picture extension, then the global methods.
+// The mobile module on hosts that know it, the Picture extension, then the
+// global methods.
 void RegisterTables() {
+  if (rbversion_rbversion >= kFirstMobileModuleVersion) MyREALRegisterModule(&IOSPictureModule);
   MyREALRegisterClassExtension(&pictureClass);
   MyREALRegisterGlobalMethods(globalMethods.data(), int64_t(globalMethods.size()));
 }

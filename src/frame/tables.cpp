@@ -12,8 +12,10 @@
 #include "filters/threshold.h"
 #include "filters/tint.h"
 #include "filters/tone.h"
+#include "mobile/album.h"
 #include "picture/masks.h"
 #include "scroll/scroll.h"
+#include "strings/picture_string.h"
 #include "waveform/render_samples.h"
 
 namespace {
@@ -55,6 +57,12 @@ MethodRow DeprecatedConsoleSafe(Function function, const char* declaration) {
   row.definition.attributeCount = 1;
   row.definition.attributes = DeprecatedAttributes;
   return row;
+}
+
+// A row of the mobile module, for the mobile target only.
+template <class Function>
+MethodRow MobileOnly(Function function, const char* declaration) {
+  return MethodRow{Method(Fn(function), declaration, iosTarget), KindsOf(function)};
 }
 
 template <size_t N>
@@ -203,6 +211,8 @@ const std::array kPictureMethodRows = {
 };
 
 const std::array kGlobalMethodRows = {
+    DeprecatedConsoleSafe(BinaryStringtoPicture, "BinaryStringtoPictureQVL(data as String) as Picture"),
+    DeprecatedConsoleSafe(PicturetoBinaryString, "PicturetoBinaryStringQVL(p as picture) as string"),
     ConsoleSafe(TintPicture, "TintPictureQVL(source as picture, GreyBase as color, SepiaBase as color) as picture"),
     ConsoleSafe(RenderSamples,
                 "RenderSamplesQVL(Samples as memoryblock, SampleCount as integer, Smooth as integer, Width as integer, "
@@ -236,7 +246,24 @@ const std::array kPictureSepiaProperties = {
 
 const std::array<MethodRow, 0> kPictureSepiaMethodRows{};
 
-const std::array<MethodRow, 0> kIOSSharedMethodRows{};
+const std::array kIOSSharedMethodRows = {
+    MobileOnly(rbUIVideoAtPathIsCompatibleWithSavedPhotosAlbumS,
+               "VideoAtPathIsCompatibleWithSavedPhotosAlbum(VideoPath as String) as Boolean"),
+    MobileOnly(rbUIVideoAtPathIsCompatibleWithSavedPhotosAlbumF,
+               "VideoAtPathIsCompatibleWithSavedPhotosAlbum(VideoFile as FolderItem) as Boolean"),
+    MobileOnly(rbUIImageWriteToSavedPhotosAlbum,
+               "WriteImageToSavedPhotosAlbum(Pic as Picture, CompletionDelegate as ImageSaveCompletedQVL)"),
+    MobileOnly(rbUISaveVideoAtPathToSavedPhotosAlbumS,
+               "SaveVideoAtPathToSavedPhotosAlbum(VideoPath as String, CompletionDelegate as VideoSaveCompletedQVL)"),
+    MobileOnly(rbUISaveVideoAtPathToSavedPhotosAlbumF,
+               "SaveVideoAtPathToSavedPhotosAlbum(VideoFile as FolderItem, CompletionDelegate as "
+               "VideoSaveCompletedQVL)"),
+    MobileOnly(rbUISaveImageAtPathToSavedPhotosAlbumS,
+               "SaveImageAtPathToSavedPhotosAlbum(ImagePath as String, CompletionDelegate as ImageSaveCompletedQVL)"),
+    MobileOnly(rbUISaveImageAtPathToSavedPhotosAlbumF,
+               "SaveImageAtPathToSavedPhotosAlbum(ImageFile as FolderItem, CompletionDelegate as "
+               "ImageSaveCompletedQVL)"),
+};
 
 REALproperty DebuggingRecord() { return DebuggingProperty(kQVLPropertyMarker | scopePublic | consoleTarget); }
 REALproperty IOSDebuggingRecord() { return DebuggingProperty(kQVLPropertyMarker | scopePublic | iosTarget); }

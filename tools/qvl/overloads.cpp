@@ -27,6 +27,11 @@ bool IntegralBetween(const Literal& literal, int64_t low, int64_t high) {
   return literal.kind == Literal::Number && literal.integral && literal.integer >= low && literal.integer <= high;
 }
 
+bool PathExists(const std::string& path) {
+  struct stat status;
+  return stat(path.c_str(), &status) == 0;
+}
+
 // How well a text stands for a parameter: kNoFit, or higher for a closer kind.
 int FitScore(const std::string& text, const Parameter& parameter) {
   Literal literal;
@@ -51,6 +56,9 @@ int FitScore(const std::string& text, const Parameter& parameter) {
     case TypeKind::MemoryBlock:
       if (literal.kind == Literal::Nil) return 2;
       return isLiteral ? kNoFit : 1;
+    case TypeKind::FolderItem:  // a path; one that names something prefers this overload to a String
+      if (literal.kind == Literal::Nil) return 2;
+      return PathExists(text) ? 2 : 1;
     default:
       return literal.kind == Literal::Nil ? 2 : kNoFit;
   }
@@ -197,6 +205,9 @@ bool ArgumentValue(const std::string& text, const Parameter& parameter, const Co
       return PictureArgument(text, line, value, error);
     case TypeKind::MemoryBlock:
       return MemoryBlockArgument(text, value, error);
+    case TypeKind::FolderItem:
+      *value = Value::Handle(TypeKind::FolderItem, qvlhost::NewFolderItem(text));
+      return true;
     default:
       *error = "no value for " + parameter.name;
       return false;

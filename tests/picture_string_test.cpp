@@ -1,0 +1,219 @@
+// The binary picture string: the header byte for byte, round trips in every
+// layout, the length check as the reader's only test, and a header that
+// promises more than the string holds read without leaving the string.
+#include "strings/picture_string.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <climits>
+#include <string>
+#include <vector>
+
+#include "binding/globals.h"
+#include "registrationclient/registration_check.h"
+#include "support/plugin_test.h"
+
+extern "C" void REALPluginMain(QVLResolver resolver);
+
+namespace {
+
+using qvlhost::OwnedPicture;
+using qvlhost::OwnedString;
+using qvlhost::Rgba;
+using ::testing::Contains;
+
+std::string BigEndian(uint32_t value) { return {char(value >> 24), char(value >> 16), char(value >> 8), char(value)}; }
+
+struct Header {
+  int64_t width, height;
+  int64_t offset = 40;
+  uint32_t depth = 32;
+  std::string reserved = std::string(16, '\0');
+};
+
+// A string with this header, the pixel bytes after it and the length field
+// set to the whole length plus lengthError.
+std::string PictureString(const Header& h, const std::string& pixels, int64_t lengthError = 0) {
+  const std::string fields = BigEndian(uint32_t(h.width)) + BigEndian(uint32_t(h.height)) + BigEndian(h.depth) +
+                             BigEndian(uint32_t(h.offset)) + h.reserved;
+  return "PPIC" + BigEndian(uint32_t(int64_t(8 + fields.size() + pixels.size()) + lengthError)) + fields + pixels;
+}
+
+// Decodes the bytes as a host string of unknown encoding.
+REALpictureStruct* Decode(const std::string& bytes) {
+  OwnedString text(qvlhost::NewString(bytes, 0xFFFF));
+  return BinaryStringtoPicture(text);
+}
+
+std::string Encode(REALpictureStruct* picture) {
+  OwnedString text(PicturetoBinaryString(picture));
+  return text ? qvlhost::StringBytes(text) : "<nil>";
+}
+
+// Every pixel's channels as stored, row by row.
+std::vector<Rgba> StoredChannels(REALpictureStruct* picture) {
+  std::vector<Rgba> colours;
+  for (int64_t y = 0; y < qvlhost::PictureHeight(picture); ++y)
+    for (int64_t x = 0; x < qvlhost::PictureWidth(picture); ++x) colours.push_back(qvlhost::PixelRgba(picture, x, y));
+  return colours;
+}
+
+// R, G, B byte triples as opaque channels.
+std::vector<Rgba> Opaque(const std::string& rgb) {
+  std::vector<Rgba> colours;
+  for (size_t i = 0; i + 2 < rgb.size(); i += 3)
+    colours.push_back({uint8_t(rgb[i]), uint8_t(rgb[i + 1]), uint8_t(rgb[i + 2]), 255});
+  return colours;
+}
+
+using PictureStringTest = PluginTest;
+using PictureStringLayoutTest = LayoutTest;
+
+TEST_F(PictureStringTest, OnePixelIs43BytesWithTheBigEndianHeader) {
+  OwnedPicture picture(qvlhost::NewPicture(1, 1));
+  qvlhost::SetPixelRgba(picture, 0, 0, {0x80, 0x41, 0xC2, 255});
+  OwnedString text(PicturetoBinaryString(picture));
+  ASSERT_NE(nullptr, text.get());
+  const std::string expected = std::string("PPIC\0\0\0\x2B\0\0\0\x01\0\0\0\x01\0\0\0\x20\0\0\0\x28", 24) +
+                               std::string(16, '\0') + "\x80\x41\xC2";
+  EXPECT_EQ(expected, qvlhost::StringBytes(text));
+  EXPECT_EQ(0xFFFFu, qvlhost::StringEncoding(text));
+  EXPECT_EQ("<nil>", Encode(nullptr));
+}
+
+// Sizes with a tail after the blocks of four pixels, and one below a block.
+TEST_P(PictureStringLayoutTest, RoundTripKeepsTheStoredColoursAndGivesAnOpaquePictureWithoutMask) {
+  const int64_t checks = RegistrationCheckCalls();
+  for (const auto& size : {std::pair<int64_t, int64_t>{13, 3}, {3, 2}, {8, 1}}) {
+    const auto [width, height] = size;
+    OwnedPicture source(qvlhost::NewAlphaPicture(width, height));
+    for (int64_t y = 0; y < height; ++y)
+      for (int64_t x = 0; x < width; ++x)
+        qvlhost::SetPixelColour(
+            source, x, y, {uint8_t(x * 19 + y), uint8_t(250 - x * 7), uint8_t(y * 90 + 3), uint8_t(x % 2 ? 255 : 128)});
+    OwnedPicture mask(qvlhost::NewPicture(width, height));
+    qvlhost::SetPictureMask(source, mask);
+    const std::string bytes = Encode(source);
+    ASSERT_EQ(size_t(40 + width * height * 3), bytes.size());
+    EXPECT_EQ(PictureString({width, height}, bytes.substr(40)), bytes);
+    // Colours as they stand in the pixel: premultiplied where the layout is.
+    std::vector<Rgba> stored = StoredChannels(source);
+    for (Rgba& colour : stored) colour.a = 255;
+    EXPECT_EQ(stored, Opaque(bytes.substr(40)));
+    OwnedPicture back(Decode(bytes));
+    ASSERT_NE(nullptr, back.get());
+    EXPECT_EQ(width, qvlhost::PictureWidth(back));
+    EXPECT_EQ(height, qvlhost::PictureHeight(back));
+    EXPECT_EQ(nullptr, qvlhost::PictureMask(back));
+    EXPECT_EQ(stored, StoredChannels(back));
+  }
+  EXPECT_EQ(checks, RegistrationCheckCalls());
+}
+
+TEST_F(PictureStringTest, OnlyTheMagicAndTheLengthFieldAreChecked) {
+  const std::string twoPixels = "\x01\x02\x03\xF1\xF2\xF3";
+  const std::string junk = "\xEE\xEE\xEE\xEE\xEE\xEE\xEE\xEE";
+  const struct {
+    const char* what;
+    std::string bytes;
+    bool decodes;
+  } cases[] = {
+      {"empty", "", false},
+      {"seven bytes", std::string("PPIC\0\0\0", 7), false},
+      {"wrong magic", "PPIc" + PictureString({2, 1}, twoPixels).substr(4), false},
+      {"length field one more", PictureString({2, 1}, twoPixels, 1), false},
+      {"length field one less", PictureString({2, 1}, twoPixels, -1), false},
+      {"height 0", PictureString({2, 0}, twoPixels), false},
+      {"negative width", PictureString({-2, 1}, twoPixels), false},
+      {"width 32768", PictureString({32768, 1}, twoPixels), false},
+      {"height 32768", PictureString({1, 32768}, twoPixels), false},
+      {"depth 7", PictureString({2, 1, 40, 7}, twoPixels), true},
+      {"reserved bytes set", PictureString({2, 1, 40, 32, std::string(16, '\xAB')}, twoPixels), true},
+      {"offset 48", PictureString({2, 1, 48}, junk + twoPixels), true},
+  };
+  for (const auto& c : cases) {
+    OwnedPicture picture(Decode(c.bytes));
+    ASSERT_EQ(c.decodes, picture.get() != nullptr) << c.what;
+    if (c.decodes) {
+      EXPECT_EQ(Opaque(twoPixels), StoredChannels(picture)) << c.what;
+    }
+  }
+}
+
+TEST_F(PictureStringTest, WidthZeroIsTurnedAwayByTheWriter) {
+  DebuggingEnabled = true;
+  qvlhost::LogCapture log;
+  OwnedPicture picture(Decode(PictureString({0, 1}, "")));
+  EXPECT_EQ(nullptr, picture.get());
+  EXPECT_THAT(log.Lines(), Contains("QVL Debug: width < 1"));
+}
+
+// The header is trusted beyond its length field; what it points at outside
+// the string reads as 0, so those pixels come out opaque black.
+TEST_F(PictureStringTest, PixelsOutsideTheStringReadAsZero) {
+  const std::string black(3, '\0');
+  const std::string five = "\x11\x22\x33\x44\x55";
+  const struct {
+    const char* what;
+    std::string bytes;
+    std::string expected;  // R, G, B of every pixel
+  } cases[] = {
+      {"promises more than it holds", PictureString({3, 2}, five), five + std::string(13, '\0')},
+      {"offset past the end", PictureString({2, 1, 1000}, five), black + black},
+      {"offset at the end", PictureString({2, 1, 45}, five), black + black},
+      {"offset INT32_MAX", PictureString({2, 2, INT32_MAX}, five), std::string(12, '\0')},
+      {"offset INT32_MIN", PictureString({2, 2, INT32_MIN}, five), std::string(12, '\0')},
+      {"negative offset", PictureString({3, 1, -4}, five), std::string("\0\0\0\0PPIC\0", 9)},
+      // Strings shorter than their header: the fields beyond read as 0.
+      {"16 bytes, offset read as 0", "PPIC" + BigEndian(16) + BigEndian(1) + BigEndian(1), "PPI"},
+      {"23 bytes, offset 256",
+       "PPIC" + BigEndian(23) + BigEndian(1) + BigEndian(1) + BigEndian(32) + std::string("\0\0\x01", 3), black},
+  };
+  for (const auto& c : cases) {
+    OwnedPicture picture(Decode(c.bytes));
+    ASSERT_NE(nullptr, picture.get()) << c.what;
+    EXPECT_EQ(Opaque(c.expected), StoredChannels(picture)) << c.what;
+  }
+  for (const int64_t size : {8, 12, 15}) {  // width or height read as 0
+    std::string bytes = "PPIC" + BigEndian(uint32_t(size)) + BigEndian(1);
+    bytes.resize(size_t(size), '\0');
+    OwnedPicture picture(Decode(bytes));
+    EXPECT_EQ(nullptr, picture.get()) << size;
+  }
+}
+
+// The global methods as the host received them, one by one or in their module.
+std::vector<const REALmethodDefinition*> RegisteredGlobals() {
+  std::vector<const REALmethodDefinition*> rows;
+  for (const REALmoduleDefinition* module : qvlhost::RegisteredModules())
+    if (std::string(module->name) == "PictureGlobalsQVL")
+      for (uint64_t i = 0; i < module->methodCount; ++i) rows.push_back(&module->methods[i]);
+  for (const REALmethodDefinition* method : qvlhost::RegisteredGlobalMethods()) rows.push_back(method);
+  return rows;
+}
+
+std::string AttributesOf(const REALmethodDefinition* method) {
+  std::string text;
+  for (uint64_t i = 0; i < method->attributeCount; ++i)
+    text += std::string(method->attributes[i].name) + "=" + method->attributes[i].value + ";";
+  return text;
+}
+
+TEST_F(PictureStringTest, BothComeFirstAmongTheGlobalsDeprecatedForPNGOnEitherRoute) {
+  for (const double version : {2024.03, 2012.0}) {
+    config_.version = version;
+    qvlhost::Reset(config_);
+    REALPluginMain(qvlhost::Resolver());
+    const std::vector<const REALmethodDefinition*> rows = RegisteredGlobals();
+    ASSERT_LE(3u, rows.size()) << version;
+    EXPECT_STREQ("BinaryStringtoPictureQVL(data as String) as Picture", rows[0]->declaration);
+    EXPECT_STREQ("PicturetoBinaryStringQVL(p as picture) as string", rows[1]->declaration);
+    for (size_t i = 0; i < rows.size(); ++i)
+      EXPECT_EQ(i < 2 ? "Deprecated=\"PNG format\";" : "", AttributesOf(rows[i])) << rows[i]->declaration;
+  }
+}
+
+QVL_INSTANTIATE_LAYOUTS(PictureStringLayoutTest);
+
+}  // namespace
