@@ -13,6 +13,7 @@
 #include "analysis/counting.h"
 #include "analysis/search.h"
 #include "analysis/uniformity.h"
+#include "filters/colour_replacement.h"
 #include "filters/invert.h"
 #include "filters/threshold.h"
 #include "filters/tint.h"
@@ -166,6 +167,9 @@ const std::vector<Expected>& ExtensionRows() {
       Row("InvertGrayQVL", InvertGrayPicture2),
       Row("CountColorQVL", CountColorQVL),
       Listed("CountColorsQVL", CountColorsQVL),
+      Listed("TransformColorsQVL", TransformColorsQVL),
+      Row("ReplaceColorQVL", ReplaceColorQVL),
+      Row("ExtractColorQVL", ExtractColorQVL),
       Row("ChangeSaturationQVL", SaturationPicture),
       Listed("FindPictureQVL", FindPicture),
       Row("isWhiteQVL", isWhite2),

@@ -8,6 +8,7 @@
 #include "analysis/search.h"
 #include "analysis/uniformity.h"
 #include "binding/diagnostics.h"
+#include "filters/colour_replacement.h"
 #include "filters/invert.h"
 #include "filters/threshold.h"
 #include "filters/tint.h"
@@ -188,6 +189,13 @@ const std::array kPictureMethodRows = {
     ConsoleSafe(CountColorsQVL,
                 "CountColorsQVL(byref red as memoryblock, byref blue as memoryblock, byref green "
                 "as memoryblock, byref count as integer)"),
+    ConsoleSafe(TransformColorsQVL,
+                "TransformColorsQVL(red as memoryblock, blue as memoryblock, green as memoryblock, dest as picture = "
+                "nil) as picture"),
+    ConsoleSafe(ReplaceColorQVL, "ReplaceColorQVL(SearchColor as color, ReplaceWithColor as color) as picture"),
+    ConsoleSafe(ExtractColorQVL,
+                "ExtractColorQVL(SearchColor as color, ReplaceWithColor as color, BackGroundColor as color) as "
+                "picture"),
     ConsoleSafe(SaturationPicture, "ChangeSaturationQVL(Amount as integer) as picture"),
     ConsoleSafe(FindPicture,
                 "FindPictureQVL(pic as picture, byref x as integer, byref y as integer, StartX as "
