@@ -13,7 +13,10 @@
 #include "analysis/counting.h"
 #include "analysis/search.h"
 #include "analysis/uniformity.h"
+#include "filters/channels.h"
+#include "filters/colour_replacement.h"
 #include "filters/invert.h"
+#include "filters/mask_extraction.h"
 #include "filters/threshold.h"
 #include "filters/tint.h"
 #include "filters/tone.h"
@@ -173,9 +176,19 @@ const std::vector<Expected>& ExtensionRows() {
       Row("InvertQVL", InvertPicture2),
       Row("InvertGrayQVL", InvertGrayPicture),
       Row("InvertGrayQVL", InvertGrayPicture2),
+      Row("ExtractColorRectangleMaskQVL", ExtractColorRectangleMaskQVL),
+      Row("ExtractColorRectangleMaskQVL", ExtractColorRectangleMaskQVL2),
+      Listed("EmbeddedMaskQVL", SetEmbededMask),
+      Row("EmbeddedMaskQVL", GetEmbededMask),
       Row("CountColorQVL", CountColorQVL),
       Listed("CountColorsQVL", CountColorsQVL),
+      Listed("TransformColorsQVL", TransformColorsQVL),
+      Row("ReplaceColorQVL", ReplaceColorQVL),
+      Row("ExtractColorQVL", ExtractColorQVL),
       Row("ChangeSaturationQVL", SaturationPicture),
+      Row("ReplaceRedChannelQVL", ReplaceRedChannel),
+      Row("ReplaceGreenChannelQVL", ReplaceGreenChannel),
+      Row("ReplaceBlueChannelQVL", ReplaceBlueChannel),
       Listed("FindPictureQVL", FindPicture),
       Row("isWhiteQVL", isWhite2),
       Row("isWhiteQVL", isWhite),
@@ -191,6 +204,8 @@ const std::vector<Expected>& GlobalRows() {
   static const std::vector<Expected> rows = {
       Row("BinaryStringtoPictureQVL", BinaryStringtoPicture),
       Row("PicturetoBinaryStringQVL", PicturetoBinaryString),
+      Row("CombinePicturesQVL", CombinePicturesQVL),
+      Row("MergePictureQVL", MergePicture),
       Row("TintPictureQVL", TintPicture),
       Listed("RenderSamplesQVL", RenderSamples),
   };

@@ -78,7 +78,9 @@ VectorRow<Kernel> VectorRowOf(const Kernel& kernel, VectorLevel level) {
   }
 }
 
-enum class RegistrationCheckAt { First, AfterAcquire };
+// Where the frame calls the registration check: first of all, once the
+// source is acquired, or once the writer is made.
+enum class RegistrationCheckAt { First, AfterAcquire, AfterWriter };
 
 // The writer takes the reader's picture kind (an alpha channel where the
 // source has one), or is a plain new picture of the reader's size.
@@ -169,6 +171,7 @@ REALpictureStruct* RunFilterFrame(REALpictureStruct* pic, FrameVariant variant, 
     const bool made = variant.writerFrom == WriterFrom::Reader ? writer.NewPictureWriter(reader)
                                                                : writer.NewPictureWriter(reader.Width, height);
     if (made) {
+      if (variant.checkAt == RegistrationCheckAt::AfterWriter) RegistrationCheck();
       SkipRows(writer, reader, area.top, height);
       WalkArea(writer, reader, area, kernel);
       result = writer.RenderPictureWriter();
@@ -191,3 +194,39 @@ struct ColourKernel {
 
 template <class ColourRule>
 ColourKernel(ColourRule) -> ColourKernel<ColourRule>;
+
+// Calls body(LayoutTag<L>{}...) with the layout of each editor, in order.
+template <class Body>
+inline void WithLayoutsOf(Body&& body) {
+  body();
+}
+
+template <class Body, class... Editors>
+inline void WithLayoutsOf(Body&& body, const PictureEditor& first, const Editors&... rest) {
+  WithLayout(first.pictureType, [&](auto tag) { WithLayoutsOf([&](auto... tags) { body(tag, tags...); }, rest...); });
+}
+
+// Several sources walked in step with a writer made by size, each read by
+// its own layout: the writer's rows and columns, a row of every source to a
+// row of the writer. The kernel's rule over one row is
+//
+//   template <PixelLayout D, PixelLayout... S>
+//   void PixelRow(uint32_t* destination, const uint32_t*... sources, int64_t width) const;
+//
+// with one source row per reader, in the order given. Every source holds at
+// least the writer's width. At the end of a row the writer steps first, then
+// the readers in order.
+template <class Kernel, class... Readers>
+void WalkInStep(PictureWriter& writer, const Kernel& kernel, Readers&... readers) {
+  const int64_t width = writer.Width, rows = writer.Height;
+  WithLayoutsOf(
+      [&](auto destination, auto... sources) {
+        for (int64_t row = 0; row < rows; ++row) {
+          kernel.template PixelRow<decltype(destination)::value, decltype(sources)::value...>(writer.base,
+                                                                                              readers.base..., width);
+          StepRow(writer);
+          (StepRow(readers), ...);
+        }
+      },
+      writer, readers...);
+}

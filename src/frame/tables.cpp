@@ -8,7 +8,10 @@
 #include "analysis/search.h"
 #include "analysis/uniformity.h"
 #include "binding/diagnostics.h"
+#include "filters/channels.h"
+#include "filters/colour_replacement.h"
 #include "filters/invert.h"
+#include "filters/mask_extraction.h"
 #include "filters/threshold.h"
 #include "filters/tint.h"
 #include "filters/tone.h"
@@ -48,6 +51,15 @@ REALmethodDefinition Method(void* function, const char* declaration, uint32_t fl
 template <class Function>
 MethodRow ConsoleSafe(Function function, const char* declaration) {
   return MethodRow{Method(Fn(function), declaration, consoleSafeMark), KindsOf(function)};
+}
+
+// A row whose method is also assignable: the host calls the setter for an
+// assignment, with the same arguments and the assigned value last.
+template <class Function, class Setter>
+MethodRow ConsoleSafeAssignable(Function function, Setter setter, const char* declaration) {
+  MethodRow row = ConsoleSafe(function, declaration);
+  row.definition.setter = Fn(setter);
+  return row;
 }
 
 // Rows 0 and 1 of the global methods, the picture-string pair.
@@ -192,11 +204,26 @@ const std::array kPictureMethodRows = {
     ConsoleSafe(InvertGrayPicture,
                 "InvertGrayQVL(left as integer,top as integer,width as integer,height as integer) as picture"),
     ConsoleSafe(InvertGrayPicture2, "InvertGrayQVL as picture"),
+    ConsoleSafe(ExtractColorRectangleMaskQVL,
+                "ExtractColorRectangleMaskQVL(left as integer,top as integer,width as integer,height as integer) as "
+                "picture"),
+    ConsoleSafe(ExtractColorRectangleMaskQVL2, "ExtractColorRectangleMaskQVL as picture"),
+    ConsoleSafeAssignable(GetEmbededMask, SetEmbededMask, "EmbeddedMaskQVL(swap as boolean) as picture"),
     ConsoleSafe(CountColorQVL, "CountColorQVL(col as color) as integer"),
     ConsoleSafe(CountColorsQVL,
                 "CountColorsQVL(byref red as memoryblock, byref blue as memoryblock, byref green "
                 "as memoryblock, byref count as integer)"),
+    ConsoleSafe(TransformColorsQVL,
+                "TransformColorsQVL(red as memoryblock, blue as memoryblock, green as memoryblock, dest as picture = "
+                "nil) as picture"),
+    ConsoleSafe(ReplaceColorQVL, "ReplaceColorQVL(SearchColor as color, ReplaceWithColor as color) as picture"),
+    ConsoleSafe(ExtractColorQVL,
+                "ExtractColorQVL(SearchColor as color, ReplaceWithColor as color, BackGroundColor as color) as "
+                "picture"),
     ConsoleSafe(SaturationPicture, "ChangeSaturationQVL(Amount as integer) as picture"),
+    ConsoleSafe(ReplaceRedChannel, "ReplaceRedChannelQVL(RedChannel as picture) as picture"),
+    ConsoleSafe(ReplaceGreenChannel, "ReplaceGreenChannelQVL(GreenChannel as picture) as picture"),
+    ConsoleSafe(ReplaceBlueChannel, "ReplaceBlueChannelQVL(BlueChannel as picture) as picture"),
     ConsoleSafe(FindPicture,
                 "FindPictureQVL(pic as picture, byref x as integer, byref y as integer, StartX as "
                 "Integer = 0, StartY as Integer = 0, Tolerance as Integer = 3) as boolean"),
@@ -213,6 +240,8 @@ const std::array kPictureMethodRows = {
 const std::array kGlobalMethodRows = {
     DeprecatedConsoleSafe(BinaryStringtoPicture, "BinaryStringtoPictureQVL(data as String) as Picture"),
     DeprecatedConsoleSafe(PicturetoBinaryString, "PicturetoBinaryStringQVL(p as picture) as string"),
+    ConsoleSafe(CombinePicturesQVL, "CombinePicturesQVL(red as picture, blue as picture, green as picture) as picture"),
+    ConsoleSafe(MergePicture, "MergePictureQVL(source1 as picture, source2 as picture) as picture"),
     ConsoleSafe(TintPicture, "TintPictureQVL(source as picture, GreyBase as color, SepiaBase as color) as picture"),
     ConsoleSafe(RenderSamples,
                 "RenderSamplesQVL(Samples as memoryblock, SampleCount as integer, Smooth as integer, Width as integer, "

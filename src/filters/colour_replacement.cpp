@@ -1,0 +1,169 @@
+// Colour replacement on the filter frame: exact-colour kernels with their
+// stored words prepared per row, and the channel tables of
+// TransformColorsQVL, which may write into a picture the caller hands in.
+#include "filters/colour_replacement.h"
+
+#include <algorithm>
+#include <cstring>
+
+#include "binding/adapters.h"
+#include "binding/diagnostics.h"
+#include "binding/exceptions.h"
+#include "binding/wrappers.h"
+#include "filters/filter_frame.h"
+
+namespace {
+
+constexpr uint32_t RedOf(uint32_t colour) { return (colour >> 16) & 0xFF; }
+constexpr uint32_t GreenOf(uint32_t colour) { return (colour >> 8) & 0xFF; }
+constexpr uint32_t BlueOf(uint32_t colour) { return colour & 0xFF; }
+
+template <PixelLayout D>
+uint32_t OpaqueWordOf(uint32_t colour) {
+  return OpaquePixel<D>(RedOf(colour), GreenOf(colour), BlueOf(colour));
+}
+
+// The search colour, compared with a pixel's stored R, G and B.
+struct SearchedColour {
+  uint32_t r, g, b;
+
+  explicit SearchedColour(uint32_t colour) : r(RedOf(colour)), g(GreenOf(colour)), b(BlueOf(colour)) {}
+  bool Matches(const Channels& c) const { return ((c.r ^ r) | (c.g ^ g) | (c.b ^ b)) == 0; }
+};
+
+struct ReplaceKernel {
+  SearchedColour search;
+  uint32_t replacement;
+
+  template <PixelLayout S, PixelLayout D>
+  void PixelRow(const uint32_t* source, uint32_t* destination, int64_t width) const {
+    if constexpr (D != PixelLayout::Unknown) {
+      const uint32_t replacementWord = OpaqueWordOf<D>(replacement);
+      for (int64_t column = 0; column < width; ++column) {
+        const Channels c = ReadAt<S>(source, column);
+        destination[column] = search.Matches(c) ? replacementWord : OpaquePixel<D>(c.r, c.g, c.b);
+      }
+    }
+  }
+};
+
+struct ExtractKernel {
+  SearchedColour search;
+  uint32_t replacement, background;
+
+  template <PixelLayout S, PixelLayout D>
+  void PixelRow(const uint32_t* source, uint32_t* destination, int64_t width) const {
+    if constexpr (D != PixelLayout::Unknown) {
+      const uint32_t replacementWord = OpaqueWordOf<D>(replacement), backgroundWord = OpaqueWordOf<D>(background);
+      for (int64_t column = 0; column < width; ++column) {
+        destination[column] = search.Matches(ReadAt<S>(source, column)) ? replacementWord : backgroundWord;
+      }
+    }
+  }
+};
+
+constexpr int64_t kTableEntries = 256;
+
+// A channel table copied out of its memory block; entries the block does not
+// hold are 0, so a short block is never read past its end.
+struct ChannelTable {
+  uint8_t entries[kTableEntries] = {};
+
+  explicit ChannelTable(const rbData& block) {
+    const int64_t held = std::clamp<int64_t>(block.size, 0, kTableEntries);
+    if (held > 0) std::memcpy(entries, block.data, static_cast<size_t>(held));
+  }
+};
+
+struct TableKernel {
+  ChannelTable red, green, blue;
+
+  // A source or destination of unknown layout walks no pixel.
+  template <PixelLayout S, PixelLayout D>
+  void PixelRow(const uint32_t* source, uint32_t* destination, int64_t width) const {
+    if (S == PixelLayout::Unknown) return;
+    MapRowOpaque<S, D>(source, destination, width, [this](Channels c) {
+      return Channels{red.entries[c.r], green.entries[c.g], blue.entries[c.b], 0};
+    });
+  }
+};
+
+// The first nil handle raises; true when all are there.
+bool TransformHandlesPresent(REALpictureStruct* pic, REALmemoryBlockStruct* red, REALmemoryBlockStruct* green,
+                             REALmemoryBlockStruct* blue) {
+  const struct {
+    const void* handle;
+    const char* message;
+  } handles[] = {{pic, "picture is nil"},
+                 {red, "red memoryblock is nil"},
+                 {green, "green memoryblock is nil"},
+                 {blue, "blue memoryblock is nil"}};
+  for (const auto& entry : handles) {
+    if (!entry.handle) {
+      RaiseException("NilObjectException", entry.message);
+      return false;
+    }
+  }
+  return true;
+}
+
+int64_t PropertyOrZero(REALpictureStruct* pic, const char* name) {
+  int64_t value = 0;
+  if (!REALGetPropValueInteger(pic, name, &value)) value = 0;
+  return value;
+}
+
+// Binds the writer to dest where dest holds the source's size and can be
+// acquired; otherwise to a new picture of that size.
+bool BindTransformWriter(PictureWriter& writer, REALpictureStruct* dest, int64_t width, int64_t height) {
+  TraceWord("NewPictureWriter with destination picture");
+  TracePointer("pic", dest);
+  TraceInt64("width", width);
+  TraceInt64("height", height);
+  if (dest) {
+    const int64_t destWidth = PropertyOrZero(dest, "Width"), destHeight = PropertyOrZero(dest, "Height");
+    TraceInt64("w", destWidth, width);
+    TraceInt64("h", destHeight, height);
+    if (destWidth >= width && destHeight >= height) {
+      TracePointer("reuse picture", dest);
+      if (writer.GetPictureEditor(dest, false, true)) return true;
+    }
+  }
+  TraceWord("Create new picture");
+  return writer.NewPictureWriter(width, height);
+}
+
+}  // namespace
+
+REALpictureStruct* ReplaceColorQVL(REALpictureStruct* pic, uint32_t SearchColor, uint32_t ReplaceWithColor) {
+  return RunFilterFrame(pic, {RegistrationCheckAt::First},
+                        ReplaceKernel{SearchedColour(SearchColor), ReplaceWithColor});
+}
+
+REALpictureStruct* ExtractColorQVL(REALpictureStruct* pic, uint32_t SearchColor, uint32_t ReplaceWithColor,
+                                   uint32_t BackGroundColor) {
+  return RunFilterFrame(pic, {RegistrationCheckAt::First, WriterFrom::Size},
+                        ExtractKernel{SearchedColour(SearchColor), ReplaceWithColor, BackGroundColor});
+}
+
+REALpictureStruct* TransformColorsQVL(REALpictureStruct* pic, REALmemoryBlockStruct* red, REALmemoryBlockStruct* blue,
+                                      REALmemoryBlockStruct* green, REALpictureStruct* dest) {
+  RegistrationCheck();
+  if (!TransformHandlesPresent(pic, red, green, blue)) return nullptr;
+  const rbData redBlock(red, 0, 0), greenBlock(green, 0, 0), blueBlock(blue, 0, 0);
+  if (!redBlock.data || !greenBlock.data || !blueBlock.data) return nullptr;
+  const TableKernel kernel{ChannelTable(redBlock), ChannelTable(greenBlock), ChannelTable(blueBlock)};
+  PictureReader reader(pic);
+  if (!reader.picture) return nullptr;
+  const int64_t width = reader.Width, height = reader.Height;
+  REALpictureStruct* result = nullptr;
+  {
+    PictureWriter writer;
+    if (BindTransformWriter(writer, dest, width, height)) {
+      WalkArea(writer, reader, WholePicture(width, height), kernel);
+      result = writer.RenderPictureWriter();
+    }
+    reader.clear();
+  }
+  return result;
+}

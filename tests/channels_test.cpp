@@ -1,0 +1,189 @@
+// Channel composition: which channel comes from which picture (with the
+// crossed order of CombinePicturesQVL), the size rules, nil handling and the
+// place of the registration check, in every layout and across layouts.
+#include "filters/channels.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstdint>
+#include <functional>
+
+#include "registrationclient/registration_check.h"
+#include "support/every_pixel.h"
+#include "support/painted_picture.h"
+#include "support/plugin_test.h"
+
+namespace {
+
+using qvlhost::OwnedPicture;
+using qvlhost::Rgba;
+
+uint8_t Byte(int64_t value) { return static_cast<uint8_t>(value); }
+
+// Distinct pictures by seed; with an alpha channel the alpha varies too,
+// so that a rule that let it through would show.
+REALpictureStruct* Varied(int64_t width, int64_t height, int seed, bool alpha = false) {
+  REALpictureStruct* picture = alpha ? qvlhost::NewAlphaPicture(width, height) : qvlhost::NewPicture(width, height);
+  for (int64_t y = 0; y < height; ++y)
+    for (int64_t x = 0; x < width; ++x)
+      qvlhost::SetPixelRgba(
+          picture, x, y,
+          {Byte(x * 13 + seed), Byte(y * 29 + seed * 3), Byte(x * y + seed * 7), Byte(alpha ? 255 - x * 9 : 255)});
+  return picture;
+}
+
+Rgba At(REALpictureStruct* picture, int64_t x, int64_t y) { return qvlhost::PixelRgba(picture, x, y); }
+
+// Every pixel of the result against rule(x, y).
+template <class Rule>
+void ExpectPixels(REALpictureStruct* result, int64_t width, int64_t height, Rule rule) {
+  ASSERT_NE(nullptr, result);
+  ASSERT_EQ(width, qvlhost::PictureWidth(result));
+  ASSERT_EQ(height, qvlhost::PictureHeight(result));
+  EXPECT_FALSE(qvlhost::HasAlphaChannel(result));
+  int64_t misses = 0;
+  for (int64_t y = 0; y < height; ++y)
+    for (int64_t x = 0; x < width; ++x) misses += !(At(result, x, y) == rule(x, y));
+  EXPECT_EQ(0, misses);
+}
+
+using Replacer = REALpictureStruct* (*)(REALpictureStruct*, REALpictureStruct*);
+
+struct ReplacerCase {
+  Replacer function;
+  int channel;  // 0 red, 1 green, 2 blue
+};
+
+const ReplacerCase kReplacers[] = {{ReplaceRedChannel, 0}, {ReplaceGreenChannel, 1}, {ReplaceBlueChannel, 2}};
+
+uint8_t ChannelOf(Rgba c, int channel) { return channel == 0 ? c.r : channel == 1 ? c.g : c.b; }
+
+using ChannelComposition = LayoutTest;
+
+// The channel picture gives its channel of the same name; a larger one
+// gives its top-left part. Alpha of either source never reaches the result.
+TEST_P(ChannelComposition, ReplacersTakeTheirChannelFromTheChannelPicture) {
+  OwnedPicture picture(Varied(11, 5, 1, true)), larger(Varied(13, 6, 2, true));
+  for (const ReplacerCase& c : kReplacers) {
+    OwnedPicture result(c.function(picture, larger));
+    ExpectPixels(result, 11, 5, [&](int64_t x, int64_t y) {
+      Rgba want = At(picture, x, y), from = At(larger, x, y);
+      (c.channel == 0 ? want.r : c.channel == 1 ? want.g : want.b) = ChannelOf(from, c.channel);
+      return Rgba{want.r, want.g, want.b, 255};
+    });
+    OwnedPicture itself(c.function(picture, picture));
+    ExpectPixels(itself, 11, 5, [&](int64_t x, int64_t y) {
+      const Rgba in = At(picture, x, y);
+      return Rgba{in.r, in.g, in.b, 255};
+    });
+  }
+}
+
+TEST_P(ChannelComposition, CombineTakesBlueSecondAndGreenThird) {
+  OwnedPicture red(Varied(9, 4, 1)), blue(Varied(9, 4, 2)), green(Varied(9, 4, 3));
+  OwnedPicture result(CombinePicturesQVL(red, blue, green));
+  ExpectPixels(result, 9, 4, [&](int64_t x, int64_t y) {
+    return Rgba{At(red, x, y).r, At(green, x, y).g, At(blue, x, y).b, 255};
+  });
+}
+
+TEST_P(ChannelComposition, MergeTakesTheLargerOfEachChannel) {
+  OwnedPicture a(Varied(10, 3, 5, true)), b(Varied(10, 3, 40));
+  OwnedPicture merged(MergePicture(a, b));
+  ExpectPixels(merged, 10, 3, [&](int64_t x, int64_t y) {
+    const Rgba p = At(a, x, y), q = At(b, x, y);
+    return Rgba{std::max(p.r, q.r), std::max(p.g, q.g), std::max(p.b, q.b), 255};
+  });
+  OwnedPicture left(SolidPicture(1, 1, {10, 200, 30, 255})), right(SolidPicture(1, 1, {20, 100, 40, 255}));
+  OwnedPicture example(MergePicture(left, right));
+  ExpectPixels(example, 1, 1, [](int64_t, int64_t) { return Rgba{20, 200, 40, 255}; });
+}
+
+QVL_INSTANTIATE_LAYOUTS(ChannelComposition);
+
+class ChannelCompositionRules : public PluginTest {};
+
+// Three pictures of different layouts, each read by its own.
+TEST_F(ChannelCompositionRules, SourcesOfDifferentLayouts) {
+  auto in = [](uint32_t alphaInfo, int seed) {
+    qvlhost::CurrentConfig().storage = qvlhost::Storage::CG(alphaInfo);
+    return Varied(7, 3, seed);
+  };
+  OwnedPicture red(in(1, 1)), blue(in(4, 2)), green(in(6, 3));
+  OwnedPicture result(CombinePicturesQVL(red, blue, green));
+  ExpectPixels(result, 7, 3, [&](int64_t x, int64_t y) {
+    return Rgba{At(red, x, y).r, At(green, x, y).g, At(blue, x, y).b, 255};
+  });
+  OwnedPicture merged(MergePicture(red, green));
+  ExpectPixels(merged, 7, 3, [&](int64_t x, int64_t y) {
+    const Rgba p = At(red, x, y), q = At(green, x, y);
+    return Rgba{std::max(p.r, q.r), std::max(p.g, q.g), std::max(p.b, q.b), 255};
+  });
+}
+
+// Only the channel pictures of the replacers may be larger; a smaller one is
+// refused everywhere, and so is a larger one where sizes must be equal.
+TEST_F(ChannelCompositionRules, SizeRules) {
+  OwnedPicture picture(Varied(6, 6, 1)), taller(Varied(6, 7, 2)), shorter(Varied(6, 5, 3)), narrower(Varied(5, 6, 4)),
+      bigger(Varied(7, 7, 5));
+  for (const ReplacerCase& c : kReplacers) {
+    OwnedPicture accepted(c.function(picture, taller));
+    EXPECT_NE(nullptr, accepted.get());
+    EXPECT_EQ(nullptr, c.function(picture, shorter));
+    EXPECT_EQ(nullptr, c.function(picture, narrower));
+  }
+  const std::function<REALpictureStruct*(REALpictureStruct*)> strict[] = {
+      [&](REALpictureStruct* other) { return CombinePicturesQVL(picture, picture, other); },
+      [&](REALpictureStruct* other) { return CombinePicturesQVL(picture, other, picture); },
+      [&](REALpictureStruct* other) { return CombinePicturesQVL(other, picture, picture); },
+      [&](REALpictureStruct* other) { return MergePicture(picture, other); },
+      [&](REALpictureStruct* other) { return MergePicture(other, picture); },
+  };
+  for (const auto& call : strict) {
+    for (REALpictureStruct* other : {taller.get(), shorter.get(), narrower.get(), bigger.get()})
+      EXPECT_EQ(nullptr, call(other));
+  }
+}
+
+TEST_F(ChannelCompositionRules, NilChannelPictureRaisesAfterTheCheck) {
+  expectException_ = true;
+  OwnedPicture picture(Varied(2, 2, 1));
+  for (const ReplacerCase& c : kReplacers) {
+    const int64_t checks = RegistrationCheckCalls();
+    EXPECT_EQ(nullptr, c.function(picture, nullptr));
+    EXPECT_EQ(checks + 1, RegistrationCheckCalls());
+    REALobjectStruct* exception = qvlhost::PendingException();
+    ASSERT_NE(nullptr, exception);
+    EXPECT_EQ("NilObjectException", qvlhost::ClassName(exception));
+    EXPECT_EQ("The channel picture is nil.", qvlhost::ExceptionMessage(exception));
+    qvlhost::ClearPendingException();
+  }
+}
+
+// Other nil pictures give nil quietly; MergePicture's nil test comes before
+// its registration check, CombinePicturesQVL's after.
+TEST_F(ChannelCompositionRules, OtherNilPicturesGiveNilQuietly) {
+  OwnedPicture picture(Varied(2, 2, 1));
+  struct Case {
+    std::function<REALpictureStruct*()> call;
+    int64_t checks;
+  } cases[] = {
+      {[&] { return ReplaceRedChannel(nullptr, picture); }, 1},
+      {[&] { return CombinePicturesQVL(picture, nullptr, picture); }, 1},
+      {[&] { return CombinePicturesQVL(nullptr, picture, picture); }, 1},
+      {[&] { return MergePicture(picture, nullptr); }, 0},
+      {[&] { return MergePicture(nullptr, picture); }, 0},
+  };
+  for (const Case& c : cases) {
+    const int64_t before = RegistrationCheckCalls();
+    EXPECT_EQ(nullptr, c.call());
+    EXPECT_EQ(before + c.checks, RegistrationCheckCalls());
+    EXPECT_EQ(nullptr, qvlhost::PendingException());
+  }
+  const int64_t before = RegistrationCheckCalls();
+  OwnedPicture merged(MergePicture(picture, picture));
+  EXPECT_EQ(before + 1, RegistrationCheckCalls());
+}
+
+}  // namespace
