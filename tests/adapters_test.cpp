@@ -31,7 +31,6 @@ TEST_F(AdapterTest, BuildUnicodeStringNormalisesEncodings) {
   } cases[] = {
       {"abc", kREALTextEncodingMacRoman, 2024.03, "abc", kREALTextEncodingASCII},
       {"ab\x80", kREALTextEncodingMacRoman, 2024.03, "ab\x80", kREALTextEncodingMacRoman},
-      {"\xE9", kREALTextEncodingISOLatin1, 2024.03, "\xE9", kREALTextEncodingISOLatin1},
       {"abc", kREALTextEncodingWindowsLatin1, 2011.04, "abc", kREALTextEncodingASCII},
       {"\xFF", kREALTextEncodingUnknown, 2011.04, "\xFF", kREALTextEncodingUnknown},
       {"\xC3\xA9", kREALTextEncodingUTF8, 2024.03, "\xC3\xA9", kREALTextEncodingUTF8},

@@ -1,19 +1,16 @@
-// The rows of the analysis and scroll methods in the built library, on both
-// registration routes: a call through the host by each row's parsed
-// declaration gives what the statically linked function gives.
+// The analysis rows with ByRef and memory block parameters in the built
+// library, on both registration routes: a call through the host by each row's
+// parsed declaration gives what the statically linked function gives.
 #include <gtest/gtest.h>
 
 #include <cstdint>
 #include <cstring>
-#include <functional>
 #include <string>
 #include <vector>
 
 #include "analysis/counting.h"
 #include "analysis/search.h"
-#include "analysis/uniformity.h"
 #include "plugin_loader.h"
-#include "scroll/scroll.h"
 #include "support/painted_picture.h"
 #include "support/plugin_test.h"
 #include "surface.h"
@@ -68,37 +65,6 @@ Rgba SampleColour(int64_t x, int64_t y) {
 
 REALpictureStruct* Sample() { return PaintedPicture(7, 5, SampleColour); }
 
-// Answers: the host's result value against the direct call's.
-TEST_P(AnalysisDeclarations, AnswersAreTheDirectOnes) {
-  OwnedPicture p(Sample());
-  const struct {
-    const char* name;
-    std::vector<Value> arguments;
-    std::function<double()> direct;
-  } cases[] = {
-      {"isWhiteQVL", {Of(p)}, [&] { return isWhite2(p); }},
-      {"isWhiteQVL", {Of(p), Int(-2), Int(4), Int(-1), Int(-1)}, [&] { return isWhite(p, -2, 4, -1, -1); }},
-      {"isBlackQVL", {Of(p)}, [&] { return isBlack2(p); }},
-      {"isBlackQVL", {Of(p), Int(0), Int(0), Int(1), Int(1)}, [&] { return isBlack(p, 0, 0, 1, 1); }},
-      {"isGrayQVL", {Of(p), Int(60)}, [&] { return isGray2(p, 60); }},
-      {"isGrayQVL", {Of(p), Int(0), Int(0), Int(0), Int(3), Int(-1)}, [&] { return isGray(p, 0, 0, 0, 3, -1); }},
-      {"ColornessQVL", {Of(p)}, [&] { return ColornessQVL(p, 10); }},
-      {"ColornessQVL", {Of(p), Int(45)}, [&] { return ColornessQVL(p, 45); }},
-      {"CountColorQVL", {Of(p), Value::Color(0xFFFFFF)}, [&] { return CountColorQVL(p, 0xFFFFFF); }},
-      {"ScrollVerticalQVL",
-       {Of(nullptr), Int(2), Value::Boolean(true), Value::Boolean(false)},
-       [] { return ScrollVerticalQVL(nullptr, 2, true, false); }},
-      {"ScrollHorizontalQVL",
-       {Of(nullptr), Int(2), Value::Boolean(true), Value::Boolean(false)},
-       [] { return ScrollHorizontalQVL(nullptr, 2, true, false); }},
-  };
-  for (auto c : cases) {
-    const Value result = Call(c.name, c.arguments);
-    EXPECT_EQ(result.kind == TypeKind::Double ? result.real : double(result.integer), c.direct())
-        << c.name << " with " << c.arguments.size() << " arguments";
-  }
-}
-
 TEST_P(AnalysisDeclarations, ByRefResultsAreTheDirectOnes) {
   OwnedPicture picture(Sample());
   std::vector<Value> blocks = {Of(picture), Value::Nil(TypeKind::MemoryBlock), Value::Nil(TypeKind::MemoryBlock),
@@ -124,25 +90,6 @@ TEST_P(AnalysisDeclarations, ByRefResultsAreTheDirectOnes) {
     EXPECT_EQ(found.integer, FindPicture(picture, needle, &x, &y, startX, 0, 3));
     EXPECT_EQ(arguments[2].integer, x);
     EXPECT_EQ(arguments[3].integer, y);
-  }
-}
-
-TEST_P(AnalysisDeclarations, ScrollsGiveTheDirectPictures) {
-  for (bool wrap : {false, true}) {
-    OwnedPicture called(Sample()), direct(Sample());
-    std::vector<Value> arguments = {Of(called), Int(2), Int(-1), Value::Boolean(wrap), Value::Boolean(false)};
-    EXPECT_EQ(Call("ScrollQVL", arguments).integer, ScrollQVL(direct, 2, -1, wrap, false));
-    arguments = {Of(called), Int(1), Value::Boolean(wrap), Value::Boolean(true)};
-    EXPECT_EQ(Call("ScrollVerticalQVL", arguments).integer, ScrollVerticalQVL(direct, 1, wrap, true));
-    arguments = {Of(called), Int(-3), Value::Boolean(wrap), Value::Boolean(true)};
-    EXPECT_EQ(Call("ScrollHorizontalQVL", arguments).integer, ScrollHorizontalQVL(direct, -3, wrap, true));
-    int64_t differences = 0;
-    for (int64_t y = 0; y < 5; ++y) {
-      for (int64_t x = 0; x < 7; ++x)
-        differences += qvlhost::PixelWord(called, x, y) != qvlhost::PixelWord(direct, x, y);
-      differences += qvlhost::RowPadding(called, y) != qvlhost::RowPadding(direct, y);
-    }
-    EXPECT_EQ(differences, 0);
   }
 }
 

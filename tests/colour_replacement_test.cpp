@@ -73,14 +73,6 @@ TEST_P(ColourReplacement, ExactMatchesOfStoredBytes) {
   }
 }
 
-TEST_P(ColourReplacement, ReplacingAColourByItselfCopiesOpaque) {
-  OwnedPicture source(VariedPicture(19, 3));
-  const Rgba first = qvlhost::PixelRgba(source, 0, 0);
-  const uint32_t colour = uint32_t(first.r) << 16 | uint32_t(first.g) << 8 | first.b;
-  OwnedPicture result(ReplaceColorQVL(source, colour, colour));
-  ExpectEveryPixel(source, result, [](Rgba in) { return Opaque(in); });
-}
-
 // Each channel goes through the table of its own name, whatever the order of
 // the arguments: red, blue, green.
 TEST_P(ColourReplacement, TablesInTheCrossedOrder) {

@@ -53,6 +53,11 @@ Cells Square(int64_t left, int64_t top, int64_t right, int64_t bottom) {
   return cells;
 }
 
+Cells Union(Cells a, const Cells& b) {
+  a.insert(b.begin(), b.end());
+  return a;
+}
+
 Cells Ring() {
   Cells ring = Square(2, 2, 6, 5);
   for (const auto& inner : Square(3, 3, 5, 4)) ring.erase(inner);
@@ -79,11 +84,7 @@ TEST_P(MaskExtraction, RectanglesOfTheGroups) {
        0,
        -1,
        -1,
-       [] {
-         Cells u = Square(1, 1, 2, 2);
-         for (const auto& c : Square(2, 3, 3, 4)) u.insert(c);
-         return u;
-       }()},
+       Union(Square(1, 1, 2, 2), Square(2, 3, 3, 4))},
       {"width 0", {{4, 3}}, 0, 0, 0, -1, {}},
       {"top offset", {{5, 0}, {5, 8}}, 0, 3, 10, 7, {{5, 3}}},
       {"negative left", {{3, 1}, {6, 1}}, -5, 0, 10, -1, {{3, 1}}},

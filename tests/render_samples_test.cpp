@@ -84,13 +84,10 @@ std::vector<Span> BodyOf(REALpictureStruct* picture) {
 }
 
 bool SamePixels(REALpictureStruct* a, REALpictureStruct* b) {
-  if (qvlhost::PictureWidth(a) != qvlhost::PictureWidth(b) || qvlhost::PictureHeight(a) != qvlhost::PictureHeight(b)) {
-    return false;
-  }
-  for (int64_t y = 0; y < qvlhost::PictureHeight(a); ++y) {
-    for (int64_t x = 0; x < qvlhost::PictureWidth(a); ++x) {
-      if (qvlhost::PixelWord(a, x, y) != qvlhost::PixelWord(b, x, y)) return false;
-    }
+  const int64_t width = qvlhost::PictureWidth(a), height = qvlhost::PictureHeight(a);
+  if (width != qvlhost::PictureWidth(b) || height != qvlhost::PictureHeight(b)) return false;
+  for (int64_t i = 0; i < width * height; ++i) {
+    if (qvlhost::PixelWord(a, i % width, i / width) != qvlhost::PixelWord(b, i % width, i / width)) return false;
   }
   return true;
 }
@@ -352,19 +349,18 @@ constexpr const char* kMemory = "Failed to allocate memory.";
 constexpr const char* kPicture = "Failed to allocate picture.";
 INSTANTIATE_TEST_SUITE_P(
     Cases, RenderRefusals,
-    testing::Values(
-        Refusal{"NilBlock", {}, 0, 0, 0, 8, "NilObjectException", "memoryblock is nil", false},
-        Refusal{"NoColumns", {}, 0, 0, 0, 8, "OutOfMemoryException", kPicture, false},
-        // Floats counted from the size: 3, 6, 9 bytes at -3 bytes a sample.
-        Refusal{"MinusOneColumn", {1, 2, 3}, 0, 0, 0, -32, "OutOfMemoryException", kPicture, false},
-        Refusal{"MinusTwoColumns", {1, 2, 3, 4, 5, 6}, 0, 0, 0, -32, "OutOfMemoryException", kPicture, false},
-        Refusal{"MinusThreeColumns", std::vector<uint8_t>(9), 0, 0, 0, -32, "OutOfMemoryException", kMemory, false},
-        Refusal{"TooWide", kFourBytes, 0, 32768, 10, 8, "OutOfMemoryException", kPicture, false},
-        Refusal{"TooHigh", kFourBytes, 0, 0, 32768, 8, "OutOfMemoryException", kPicture, false},
-        Refusal{"WidestAndHighest", kFourBytes, 0, 32767, 2, 8, nullptr, nullptr, true},
-        Refusal{"UnknownFormat", kFourBytes, 4, 4, 10, 12, nullptr, nullptr, false},
-        Refusal{"NoBytesPerSample", kFourBytes, 0, 0, 10, -10, nullptr, nullptr, false},
-        Refusal{"NoBytesPerSampleGivenWidth", kFourBytes, 0, 5, 10, 0, nullptr, nullptr, false}),
+    testing::Values(Refusal{"NilBlock", {}, 0, 0, 0, 8, "NilObjectException", "memoryblock is nil", false},
+                    Refusal{"NoColumns", {}, 0, 0, 0, 8, "OutOfMemoryException", kPicture, false},
+                    // Floats counted from the size: 3 and 9 bytes at -3 bytes a sample.
+                    Refusal{"MinusOneColumn", {1, 2, 3}, 0, 0, 0, -32, "OutOfMemoryException", kPicture, false},
+                    Refusal{"MinusThreeColumns", std::vector<uint8_t>(9), 0, 0, 0, -32, "OutOfMemoryException", kMemory,
+                            false},
+                    Refusal{"TooWide", kFourBytes, 0, 32768, 10, 8, "OutOfMemoryException", kPicture, false},
+                    Refusal{"TooHigh", kFourBytes, 0, 0, 32768, 8, "OutOfMemoryException", kPicture, false},
+                    Refusal{"WidestAndHighest", kFourBytes, 0, 32767, 2, 8, nullptr, nullptr, true},
+                    Refusal{"UnknownFormat", kFourBytes, 4, 4, 10, 12, nullptr, nullptr, false},
+                    Refusal{"NoBytesPerSample", kFourBytes, 0, 0, 10, -10, nullptr, nullptr, false},
+                    Refusal{"NoBytesPerSampleGivenWidth", kFourBytes, 0, 5, 10, 0, nullptr, nullptr, false}),
     [](const testing::TestParamInfo<Refusal>& info) { return std::string(info.param.name); });
 
 // A block over no memory gives no data; a wide outline without a graphics

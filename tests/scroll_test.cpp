@@ -132,36 +132,6 @@ TEST_P(Scroll, EveryDistanceFollowsTheRules) {
   }
 }
 
-// Rows A, B, C and a row P, Q, R, by the first pixel of each.
-TEST_P(Scroll, RowsAndColumnsMoveAsStated) {
-  auto rows = [](REALpictureStruct* picture) {
-    std::vector<uint32_t> firsts;
-    for (int64_t y = 0; y < 3; ++y) firsts.push_back(qvlhost::PixelWord(picture, 0, y));
-    return firsts;
-  };
-  const uint32_t a = 0xA5000101, b = 0xA5000201, c = 0xA5000301;
-  const struct {
-    int64_t delta;
-    bool wrap;
-    std::vector<uint32_t> rows;
-  } vertical[] = {
-      {1, false, {kWhite, a, b}}, {-1, false, {b, c, kWhite}}, {1, true, {c, a, b}},
-      {2, true, {b, c, a}},       {3, true, {a, b, c}},        {-3, false, {kWhite, kWhite, kWhite}},
-  };
-  for (const auto& v : vertical) {
-    OwnedPicture picture(NumberedPicture(2, 3));
-    EXPECT_TRUE(ScrollVerticalQVL(picture, v.delta, v.wrap, false));
-    EXPECT_EQ(rows(picture), v.rows) << v.delta << (v.wrap ? " wrap" : "");
-  }
-  OwnedPicture left(NumberedPicture(3, 1)), right(NumberedPicture(3, 1));
-  ScrollHorizontalQVL(left, -1, false, false);
-  ScrollHorizontalQVL(right, 1, true, false);
-  EXPECT_EQ(Snapshot(left).Word(0, 0), 0xA5000102u);
-  EXPECT_EQ(Snapshot(left).Word(2, 0), kWhite);
-  EXPECT_EQ(Snapshot(right).Word(0, 0), 0xA5000103u);
-  EXPECT_EQ(Snapshot(right).Word(1, 0), 0xA5000101u);
-}
-
 // Rows P, Q, R and S, T, U moved right by one without wrap: a unit is two
 // pixels, so row 0 moves by two and pushes P, Q, R over the end of its
 // pixels; row 1 then starts with what was pushed into it.
