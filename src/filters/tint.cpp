@@ -113,36 +113,48 @@ HWY_BEFORE_NAMESPACE();
 namespace {
 namespace HWY_NAMESPACE {
 
-// As many pixels a block as the target has double lanes, each channel
-// converted to double exactly, multiplied and added in the order of the rule
-// with every operation rounded on its own (nothing is fused), cut toward zero
-// and limited to 255.
+// The scalar target, which no level uses, has no halves of vectors.
+#if HWY_TARGET != HWY_SCALAR
+// As many pixels a block as the target has 32-bit lanes, each half of them
+// in double lanes: each channel converted to double exactly, multiplied and
+// added in the order of the rule with every operation rounded on its own
+// (nothing is fused), cut toward zero; the halves are joined back before the
+// limit to 255, so that all integer work runs at the full width.
 template <PixelLayout S, PixelLayout D>
 int64_t TintVectorRow(const uint32_t* source, uint32_t* destination, int64_t width, const TintKernel& kernel) {
-  const hn::ScalableTag<double> df;
-  const hn::Rebind<uint32_t, decltype(df)> du;
-  const hn::Rebind<int32_t, decltype(df)> di;
-  const int64_t lanes = static_cast<int64_t>(hn::Lanes(df));
+  const hn::ScalableTag<int32_t> di;
+  const hn::Half<decltype(di)> dh;
+  const hn::Repartition<double, decltype(di)> df;
+  const hn::RebindToUnsigned<decltype(di)> du;
+  const int64_t lanes = static_cast<int64_t>(hn::Lanes(di));
   const auto weightRed = hn::Set(df, kernel.weight.red), weightGreen = hn::Set(df, kernel.weight.green),
              weightBlue = hn::Set(df, kernel.weight.blue);
   const auto tintRed = hn::Set(df, kernel.tint.red), tintGreen = hn::Set(df, kernel.tint.green),
              tintBlue = hn::Set(df, kernel.tint.blue);
   const auto limit = hn::Set(di, 255);
-  const auto asDouble = [&](auto channel) { return hn::PromoteTo(df, hn::BitCast(di, channel)); };
-  const auto channelOf = [&](auto grey, auto tint) {
-    return hn::BitCast(du, hn::Min(hn::DemoteTo(di, hn::Mul(grey, tint)), limit));
+  const auto greyOf = [&](auto red, auto green, auto blue) {
+    return hn::Add(hn::Add(hn::Mul(hn::PromoteTo(df, red), weightRed), hn::Mul(hn::PromoteTo(df, green), weightGreen)),
+                   hn::Mul(hn::PromoteTo(df, blue), weightBlue));
+  };
+  const auto channelOf = [&](auto greyLow, auto greyHigh, auto tint) {
+    const auto cut =
+        hn::Combine(di, hn::DemoteTo(dh, hn::Mul(greyHigh, tint)), hn::DemoteTo(dh, hn::Mul(greyLow, tint)));
+    return hn::BitCast(du, hn::Min(cut, limit));
   };
   int64_t column = 0;
   for (; column + lanes <= width; column += lanes) {
     const auto words = hn::LoadU(du, source + column);
-    const auto grey = hn::Add(
-        hn::Add(hn::Mul(asDouble(RedOf<S>(words)), weightRed), hn::Mul(asDouble(GreenOf<S>(words)), weightGreen)),
-        hn::Mul(asDouble(BlueOf<S>(words)), weightBlue));
-    const auto out = OpaqueWords<D>(channelOf(grey, tintRed), channelOf(grey, tintGreen), channelOf(grey, tintBlue));
+    const auto red = hn::BitCast(di, RedOf<S>(words)), green = hn::BitCast(di, GreenOf<S>(words)),
+               blue = hn::BitCast(di, BlueOf<S>(words));
+    const auto greyLow = greyOf(hn::LowerHalf(dh, red), hn::LowerHalf(dh, green), hn::LowerHalf(dh, blue));
+    const auto greyHigh = greyOf(hn::UpperHalf(dh, red), hn::UpperHalf(dh, green), hn::UpperHalf(dh, blue));
+    const auto out = OpaqueWords<D>(channelOf(greyLow, greyHigh, tintRed), channelOf(greyLow, greyHigh, tintGreen),
+                                    channelOf(greyLow, greyHigh, tintBlue));
     hn::StoreU(out, du, destination + column);
   }
   return column;
 }
+#endif
 
 // One channel in 32-bit lanes: d = c - y, the step
 // sign(d) sign(k) min(256, |d| whole + floor(|d| part / 255)), added to y and
