@@ -113,7 +113,8 @@ HWY_BEFORE_NAMESPACE();
 namespace {
 namespace HWY_NAMESPACE {
 
-// The scalar target, which no level uses, has no halves of vectors.
+// The scalar target, which no level uses, has no halves of vectors and no
+// 16-bit lanes in a 32-bit one.
 #if HWY_TARGET != HWY_SCALAR
 // As many pixels a block as the target has 32-bit lanes, each half of them
 // in double lanes: each channel converted to double exactly, multiplied and
@@ -154,46 +155,58 @@ int64_t TintVectorRow(const uint32_t* source, uint32_t* destination, int64_t wid
   }
   return column;
 }
-#endif
-
-// One channel in 32-bit lanes: d = c - y, the step
+// One channel in 16-bit lanes: d = c - y, the step
 // sign(d) sign(k) min(256, |d| whole + floor(|d| part / 255)), added to y and
 // limited to 0..255. floor(x / 255) is (x + (x >> 8) + 1) >> 8 for every x up
-// to 65024, and |d| part is at most 64770.
+// to 65024, and |d| part is at most 64770. The magnitudes are unsigned:
+// |d| whole + floor(|d| part / 255) is at most 255 * 256 + 254 = 65534.
 template <class V>
 HWY_INLINE V SaturatedChannel(V c, V y, V whole, V part, V signOfK) {
   const hn::DFromV<V> d;
+  const hn::RebindToUnsigned<decltype(d)> du;
   const auto difference = hn::Sub(c, y);
-  const auto distance = hn::Abs(difference);
-  const auto scaled = hn::Mul(distance, part);
-  const auto fraction = hn::ShiftRight<8>(hn::Add(hn::Add(scaled, hn::ShiftRight<8>(scaled)), hn::Set(d, 1)));
-  const auto step = hn::Min(hn::Add(hn::Mul(distance, whole), fraction), hn::Set(d, 256));
+  const auto distance = hn::BitCast(du, hn::Abs(difference));
+  const auto scaled = hn::Mul(distance, hn::BitCast(du, part));
+  const auto fraction = hn::ShiftRight<8>(hn::Add(hn::Add(scaled, hn::ShiftRight<8>(scaled)), hn::Set(du, 1)));
+  const auto magnitude = hn::Add(hn::Mul(distance, hn::BitCast(du, whole)), fraction);
+  const auto step = hn::BitCast(d, hn::Min(magnitude, hn::Set(du, 256)));
   // Negative where the signs of d and k differ; a step of d = 0 is 0.
   const auto signed_ = hn::IfThenElse(hn::Xor(difference, signOfK) < hn::Zero(d), hn::Neg(step), step);
   return hn::Min(hn::Max(hn::Add(y, signed_), hn::Zero(d)), hn::Set(d, 255));
 }
 
+// Two blocks of as many pixels as the target has 32-bit lanes at once: each
+// channel of the first block in the low 16 bits of a word, of the second in
+// the high 16 bits, worked on in 16-bit lanes.
 template <PixelLayout S, PixelLayout D>
 int64_t SaturationVectorRow(const uint32_t* source, uint32_t* destination, int64_t width,
                             const SaturationKernel& kernel) {
   const hn::ScalableTag<uint32_t> du;
-  const hn::RebindToSigned<decltype(du)> d;
-  const int64_t lanes = static_cast<int64_t>(hn::Lanes(d));
-  const auto whole = hn::Set(d, kernel.whole), part = hn::Set(d, kernel.part);
-  const auto signOfK = hn::Set(d, kernel.negative ? -1 : 0);
+  const hn::Repartition<int16_t, decltype(du)> d;
+  const int64_t lanes = static_cast<int64_t>(hn::Lanes(du));
+  const auto whole = hn::Set(d, static_cast<int16_t>(kernel.whole)),
+             part = hn::Set(d, static_cast<int16_t>(kernel.part));
+  const auto signOfK = hn::Set(d, static_cast<int16_t>(kernel.negative ? -1 : 0));
+  const auto paired = [&](auto first, auto second) { return hn::BitCast(d, hn::Or(first, hn::ShiftLeft<16>(second))); };
+  const auto firstOf = [&](auto channel) { return hn::And(hn::BitCast(du, channel), hn::Set(du, 0xFFFF)); };
+  const auto secondOf = [&](auto channel) { return hn::ShiftRight<16>(hn::BitCast(du, channel)); };
   int64_t column = 0;
-  for (; column + lanes <= width; column += lanes) {
-    const auto words = hn::LoadU(du, source + column);
-    const auto red = hn::BitCast(d, RedOf<S>(words)), green = hn::BitCast(d, GreenOf<S>(words)),
-               blue = hn::BitCast(d, BlueOf<S>(words));
+  for (; column + 2 * lanes <= width; column += 2 * lanes) {
+    const auto first = hn::LoadU(du, source + column), second = hn::LoadU(du, source + column + lanes);
+    const auto red = paired(RedOf<S>(first), RedOf<S>(second)), green = paired(GreenOf<S>(first), GreenOf<S>(second)),
+               blue = paired(BlueOf<S>(first), BlueOf<S>(second));
     const auto y = hn::ShiftRight<2>(hn::Add(hn::Add(red, blue), hn::Add(green, green)));
-    const auto out =
-        OpaqueWords<D>(SaturatedChannel(red, y, whole, part, signOfK), SaturatedChannel(green, y, whole, part, signOfK),
-                       SaturatedChannel(blue, y, whole, part, signOfK));
-    hn::StoreU(hn::BitCast(du, out), du, destination + column);
+    const auto outRed = SaturatedChannel(red, y, whole, part, signOfK),
+               outGreen = SaturatedChannel(green, y, whole, part, signOfK),
+               outBlue = SaturatedChannel(blue, y, whole, part, signOfK);
+    hn::StoreU(OpaqueWords<D>(firstOf(outRed), firstOf(outGreen), firstOf(outBlue)), du, destination + column);
+    hn::StoreU(OpaqueWords<D>(secondOf(outRed), secondOf(outGreen), secondOf(outBlue)), du,
+               destination + column + lanes);
   }
   return column;
 }
+
+#endif
 
 }  // namespace HWY_NAMESPACE
 }  // namespace
