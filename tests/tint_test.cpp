@@ -116,16 +116,19 @@ TEST_P(TintAndSaturation, SaturationFollowsThePerPixelRule) {
   }
   OwnedPicture source(PictureOf(pixels, 250));
   const int64_t twoTo31 = int64_t{1} << 31;
-  for (int64_t amount :
-       {int64_t{0}, int64_t{100}, int64_t{-300}, int64_t{65024}, int64_t{65025}, int64_t{-65534}, int64_t{-65535},
-        twoTo31 - 511, twoTo31 - 510, -twoTo31 + 1, -twoTo31, INT64_MAX / 255, INT64_MAX, INT64_MIN}) {
-    SCOPED_TRACE("amount " + std::to_string(amount));
-    OwnedPicture result(SaturationPicture(source, amount));
-    ExpectEveryPixel(source, result, [amount](Rgba p) {
-      const int y = (p.r + p.b + 2 * p.g) >> 2;
-      return Opaque(SaturationReference(p.r, y, amount), SaturationReference(p.g, y, amount),
-                    SaturationReference(p.b, y, amount));
-    });
+  for (VectorLevel level : kEveryVectorLevel) {
+    CapVectorLevel(level);
+    for (int64_t amount :
+         {int64_t{0}, int64_t{100}, int64_t{-300}, int64_t{65024}, int64_t{65025}, int64_t{-65534}, int64_t{-65535},
+          twoTo31 - 511, twoTo31 - 510, -twoTo31 + 1, -twoTo31, INT64_MAX / 255, INT64_MAX, INT64_MIN}) {
+      SCOPED_TRACE("amount " + std::to_string(amount) + ", rows " + std::to_string(static_cast<int>(level)));
+      OwnedPicture result(SaturationPicture(source, amount));
+      ExpectEveryPixel(source, result, [amount](Rgba p) {
+        const int y = (p.r + p.b + 2 * p.g) >> 2;
+        return Opaque(SaturationReference(p.r, y, amount), SaturationReference(p.g, y, amount),
+                      SaturationReference(p.b, y, amount));
+      });
+    }
   }
 }
 

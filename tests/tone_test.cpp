@@ -181,19 +181,23 @@ TEST_P(ToneFilters, NilPictureGivesNilAfterTheCheck) {
 
 QVL_INSTANTIATE_LAYOUTS(ToneFilters);
 
-// A result made in another Core Graphics layout than its source.
+// A result made in another Core Graphics layout than its source, over two
+// blocks of the widest rows and a part of one.
 class ToneAcrossLayouts : public PluginTest {};
 
 TEST_F(ToneAcrossLayouts, ChannelsMoveWithTheLayout) {
+  constexpr int kWidth = 2 * 16 + 5;
   for (auto [from, to] : {std::pair<uint32_t, uint32_t>{1, 2}, {4, 3}}) {
     qvlhost::CurrentConfig().storage = qvlhost::Storage::CG(from);
-    OwnedPicture source(qvlhost::NewPicture(1, 1));
-    qvlhost::SetPixelRgba(source, 0, 0, {10, 100, 200, 7});
+    OwnedPicture source(qvlhost::NewPicture(kWidth, 1));
+    for (int x = 0; x < kWidth; ++x) qvlhost::SetPixelRgba(source, x, 0, {uint8_t(10 + x), 100, 200, 7});
     qvlhost::CurrentConfig().storage = qvlhost::Storage::CG(to);
     OwnedPicture result(TransformPicture3(source, 2, 1, 0, 0, 1, -300));
     ASSERT_NE(result.get(), nullptr);
     EXPECT_EQ(qvlhost::PictureStorage(result).alphaInfo, to);
-    EXPECT_EQ(qvlhost::PixelRgba(result, 0, 0), (qvlhost::Rgba{21, 200, 0, 255}));
+    for (int x = 0; x < kWidth; ++x) {
+      EXPECT_EQ(qvlhost::PixelRgba(result, x, 0), (qvlhost::Rgba{uint8_t(21 + 2 * x), 200, 0, 255})) << "at " << x;
+    }
   }
 }
 

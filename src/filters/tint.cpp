@@ -113,75 +113,100 @@ HWY_BEFORE_NAMESPACE();
 namespace {
 namespace HWY_NAMESPACE {
 
-// As many pixels a block as the target has double lanes, each channel
-// converted to double exactly, multiplied and added in the order of the rule
-// with every operation rounded on its own (nothing is fused), cut toward zero
-// and limited to 255.
+// The scalar target, which no level uses, has no halves of vectors and no
+// 16-bit lanes in a 32-bit one.
+#if HWY_TARGET != HWY_SCALAR
+// As many pixels a block as the target has 32-bit lanes, each half of them
+// in double lanes: each channel converted to double exactly, multiplied and
+// added in the order of the rule with every operation rounded on its own
+// (nothing is fused), cut toward zero; the halves are joined back before the
+// limit to 255, so that all integer work runs at the full width.
 template <PixelLayout S, PixelLayout D>
 int64_t TintVectorRow(const uint32_t* source, uint32_t* destination, int64_t width, const TintKernel& kernel) {
-  const hn::ScalableTag<double> df;
-  const hn::Rebind<uint32_t, decltype(df)> du;
-  const hn::Rebind<int32_t, decltype(df)> di;
-  const int64_t lanes = static_cast<int64_t>(hn::Lanes(df));
+  const hn::ScalableTag<int32_t> di;
+  const hn::Half<decltype(di)> dh;
+  const hn::Repartition<double, decltype(di)> df;
+  const hn::RebindToUnsigned<decltype(di)> du;
+  const int64_t lanes = static_cast<int64_t>(hn::Lanes(di));
   const auto weightRed = hn::Set(df, kernel.weight.red), weightGreen = hn::Set(df, kernel.weight.green),
              weightBlue = hn::Set(df, kernel.weight.blue);
   const auto tintRed = hn::Set(df, kernel.tint.red), tintGreen = hn::Set(df, kernel.tint.green),
              tintBlue = hn::Set(df, kernel.tint.blue);
   const auto limit = hn::Set(di, 255);
-  const auto asDouble = [&](auto channel) { return hn::PromoteTo(df, hn::BitCast(di, channel)); };
-  const auto channelOf = [&](auto grey, auto tint) {
-    return hn::BitCast(du, hn::Min(hn::DemoteTo(di, hn::Mul(grey, tint)), limit));
+  const auto greyOf = [&](auto red, auto green, auto blue) {
+    return hn::Add(hn::Add(hn::Mul(hn::PromoteTo(df, red), weightRed), hn::Mul(hn::PromoteTo(df, green), weightGreen)),
+                   hn::Mul(hn::PromoteTo(df, blue), weightBlue));
+  };
+  const auto channelOf = [&](auto greyLow, auto greyHigh, auto tint) {
+    const auto cut =
+        hn::Combine(di, hn::DemoteTo(dh, hn::Mul(greyHigh, tint)), hn::DemoteTo(dh, hn::Mul(greyLow, tint)));
+    return hn::BitCast(du, hn::Min(cut, limit));
   };
   int64_t column = 0;
   for (; column + lanes <= width; column += lanes) {
     const auto words = hn::LoadU(du, source + column);
-    const auto grey = hn::Add(
-        hn::Add(hn::Mul(asDouble(RedOf<S>(words)), weightRed), hn::Mul(asDouble(GreenOf<S>(words)), weightGreen)),
-        hn::Mul(asDouble(BlueOf<S>(words)), weightBlue));
-    const auto out = OpaqueWords<D>(channelOf(grey, tintRed), channelOf(grey, tintGreen), channelOf(grey, tintBlue));
+    const auto red = hn::BitCast(di, RedOf<S>(words)), green = hn::BitCast(di, GreenOf<S>(words)),
+               blue = hn::BitCast(di, BlueOf<S>(words));
+    const auto greyLow = greyOf(hn::LowerHalf(dh, red), hn::LowerHalf(dh, green), hn::LowerHalf(dh, blue));
+    const auto greyHigh = greyOf(hn::UpperHalf(dh, red), hn::UpperHalf(dh, green), hn::UpperHalf(dh, blue));
+    const auto out = OpaqueWords<D>(channelOf(greyLow, greyHigh, tintRed), channelOf(greyLow, greyHigh, tintGreen),
+                                    channelOf(greyLow, greyHigh, tintBlue));
     hn::StoreU(out, du, destination + column);
   }
   return column;
 }
-
-// One channel in 32-bit lanes: d = c - y, the step
+// One channel in 16-bit lanes: d = c - y, the step
 // sign(d) sign(k) min(256, |d| whole + floor(|d| part / 255)), added to y and
 // limited to 0..255. floor(x / 255) is (x + (x >> 8) + 1) >> 8 for every x up
-// to 65024, and |d| part is at most 64770.
+// to 65024, and |d| part is at most 64770. The magnitudes are unsigned:
+// |d| whole + floor(|d| part / 255) is at most 255 * 256 + 254 = 65534.
 template <class V>
 HWY_INLINE V SaturatedChannel(V c, V y, V whole, V part, V signOfK) {
   const hn::DFromV<V> d;
+  const hn::RebindToUnsigned<decltype(d)> du;
   const auto difference = hn::Sub(c, y);
-  const auto distance = hn::Abs(difference);
-  const auto scaled = hn::Mul(distance, part);
-  const auto fraction = hn::ShiftRight<8>(hn::Add(hn::Add(scaled, hn::ShiftRight<8>(scaled)), hn::Set(d, 1)));
-  const auto step = hn::Min(hn::Add(hn::Mul(distance, whole), fraction), hn::Set(d, 256));
+  const auto distance = hn::BitCast(du, hn::Abs(difference));
+  const auto scaled = hn::Mul(distance, hn::BitCast(du, part));
+  const auto fraction = hn::ShiftRight<8>(hn::Add(hn::Add(scaled, hn::ShiftRight<8>(scaled)), hn::Set(du, 1)));
+  const auto magnitude = hn::Add(hn::Mul(distance, hn::BitCast(du, whole)), fraction);
+  const auto step = hn::BitCast(d, hn::Min(magnitude, hn::Set(du, 256)));
   // Negative where the signs of d and k differ; a step of d = 0 is 0.
   const auto signed_ = hn::IfThenElse(hn::Xor(difference, signOfK) < hn::Zero(d), hn::Neg(step), step);
   return hn::Min(hn::Max(hn::Add(y, signed_), hn::Zero(d)), hn::Set(d, 255));
 }
 
+// Two blocks of as many pixels as the target has 32-bit lanes at once: each
+// channel of the first block in the low 16 bits of a word, of the second in
+// the high 16 bits, worked on in 16-bit lanes.
 template <PixelLayout S, PixelLayout D>
 int64_t SaturationVectorRow(const uint32_t* source, uint32_t* destination, int64_t width,
                             const SaturationKernel& kernel) {
   const hn::ScalableTag<uint32_t> du;
-  const hn::RebindToSigned<decltype(du)> d;
-  const int64_t lanes = static_cast<int64_t>(hn::Lanes(d));
-  const auto whole = hn::Set(d, kernel.whole), part = hn::Set(d, kernel.part);
-  const auto signOfK = hn::Set(d, kernel.negative ? -1 : 0);
+  const hn::Repartition<int16_t, decltype(du)> d;
+  const int64_t lanes = static_cast<int64_t>(hn::Lanes(du));
+  const auto whole = hn::Set(d, static_cast<int16_t>(kernel.whole)),
+             part = hn::Set(d, static_cast<int16_t>(kernel.part));
+  const auto signOfK = hn::Set(d, static_cast<int16_t>(kernel.negative ? -1 : 0));
+  const auto paired = [&](auto first, auto second) { return hn::BitCast(d, hn::Or(first, hn::ShiftLeft<16>(second))); };
+  const auto firstOf = [&](auto channel) { return hn::And(hn::BitCast(du, channel), hn::Set(du, 0xFFFF)); };
+  const auto secondOf = [&](auto channel) { return hn::ShiftRight<16>(hn::BitCast(du, channel)); };
   int64_t column = 0;
-  for (; column + lanes <= width; column += lanes) {
-    const auto words = hn::LoadU(du, source + column);
-    const auto red = hn::BitCast(d, RedOf<S>(words)), green = hn::BitCast(d, GreenOf<S>(words)),
-               blue = hn::BitCast(d, BlueOf<S>(words));
+  for (; column + 2 * lanes <= width; column += 2 * lanes) {
+    const auto first = hn::LoadU(du, source + column), second = hn::LoadU(du, source + column + lanes);
+    const auto red = paired(RedOf<S>(first), RedOf<S>(second)), green = paired(GreenOf<S>(first), GreenOf<S>(second)),
+               blue = paired(BlueOf<S>(first), BlueOf<S>(second));
     const auto y = hn::ShiftRight<2>(hn::Add(hn::Add(red, blue), hn::Add(green, green)));
-    const auto out =
-        OpaqueWords<D>(SaturatedChannel(red, y, whole, part, signOfK), SaturatedChannel(green, y, whole, part, signOfK),
-                       SaturatedChannel(blue, y, whole, part, signOfK));
-    hn::StoreU(hn::BitCast(du, out), du, destination + column);
+    const auto outRed = SaturatedChannel(red, y, whole, part, signOfK),
+               outGreen = SaturatedChannel(green, y, whole, part, signOfK),
+               outBlue = SaturatedChannel(blue, y, whole, part, signOfK);
+    hn::StoreU(OpaqueWords<D>(firstOf(outRed), firstOf(outGreen), firstOf(outBlue)), du, destination + column);
+    hn::StoreU(OpaqueWords<D>(secondOf(outRed), secondOf(outGreen), secondOf(outBlue)), du,
+               destination + column + lanes);
   }
   return column;
 }
+
+#endif
 
 }  // namespace HWY_NAMESPACE
 }  // namespace

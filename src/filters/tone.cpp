@@ -1,12 +1,22 @@
-// Tone filters: the transfer tables and the rule per pixel. The rule is
-// three table look-ups; vector rows would have to gather them, which on
-// the processor measured is slower than the rule itself, so there are none.
+// Tone filters: the transfer tables, the rule per pixel (three table
+// look-ups) and vector rows that look the tables up in registers.
+// This source includes itself once per target through foreach_target.h,
+// so these lines stay in this order.
+// clang-format off
+#include "filters/vector_rows.h"
+
+#undef HWY_TARGET_INCLUDE
+#define HWY_TARGET_INCLUDE "filters/tone.cpp"
+#include "hwy/foreach_target.h"  // IWYU pragma: keep
+#include "hwy/highway.h"
+
 #include "filters/tone.h"
+// clang-format on
 
 #include <array>
 
-#include "filters/filter_frame.h"
-
+#ifndef QVL_FILTERS_TONE_KERNELS
+#define QVL_FILTERS_TONE_KERNELS
 namespace {
 
 // Whether the processor's truncating conversion saturates a double that
@@ -128,6 +138,19 @@ struct ForEachLayout {
   }
 };
 
+// A channel's table as 64 words, entry v in byte v % 4 (bits 8 (v % 4) up)
+// of word v / 4, for the vector rows to hold in registers.
+using WordTable = std::array<uint32_t, 64>;
+
+WordTable WordsOf(const ToneTable& table) {
+  WordTable words;
+  for (int w = 0; w < 64; ++w) {
+    words[w] = uint32_t{table[4 * w]} | uint32_t{table[4 * w + 1]} << 8 | uint32_t{table[4 * w + 2]} << 16 |
+               uint32_t{table[4 * w + 3]} << 24;
+  }
+  return words;
+}
+
 template <PixelLayout S, PixelLayout D>
 inline void ToneRow(const uint32_t* source, uint32_t* destination, int64_t width, const PlacedTables& placed) {
   if (D == PixelLayout::Unknown) return;
@@ -138,20 +161,132 @@ inline void ToneRow(const uint32_t* source, uint32_t* destination, int64_t width
 }
 
 // What a tone filter's rows read: the placed tables for each destination
-// layout.
+// layout, and the channel tables as words for the vector rows.
 struct ToneKernel {
   ForEachLayout<PlacedTables> placed;
+  WordTable red, green, blue;
 
   template <PixelLayout S, PixelLayout D>
   void PixelRow(const uint32_t* source, uint32_t* destination, int64_t width) const {
     ToneRow<S, D>(source, destination, width, placed.For<D>());
   }
+
+  template <PixelLayout S, PixelLayout D>
+  VectorRow<ToneKernel> VectorRowAt(VectorLevel level) const;
 };
+
+}  // namespace
+#endif
+
+#include "filters/layout_rows-inl.h"
+
+HWY_BEFORE_NAMESPACE();
+namespace {
+namespace HWY_NAMESPACE {
+
+// A table of 64 words takes this many registers of 32-bit lanes.
+template <class D>
+constexpr size_t kTableRegisters = 64 / hn::MaxLanes(D());
+
+// Each lane shifted right by `bits`, or left by -bits.
+template <int bits, class V>
+HWY_INLINE V ShiftedBy(V words) {
+  if constexpr (bits >= 0) {
+    return hn::ShiftRight<bits>(words);
+  } else {
+    return hn::ShiftLeft<-bits>(words);
+  }
+}
+
+// The entry at lane index `lane` of the registers first..first + count - 1
+// of a table, picked by the bits of v / 4 above the lane index: a tree of
+// selections, halves first.
+template <size_t first, size_t count, class D, class V, class I>
+HWY_INLINE V Picked(D d, V value, I lane, const V* table) {
+  if constexpr (count == 1) {
+    return hn::TableLookupLanes(table[first], lane);
+  } else {
+    constexpr size_t half = count / 2;
+    const auto upper = hn::TestBit(value, hn::Set(d, static_cast<uint32_t>(hn::MaxLanes(d) * half)));
+    return hn::IfThenElse(upper, Picked<first + half, half>(d, value, lane, table),
+                          Picked<first, half>(d, value, lane, table));
+  }
+}
+
+// The table entry of the channel at bit `shift` of each word, placed at bit
+// `place` of an otherwise zero lane. With N lanes, entry v lies in register
+// v / 4N, lane v / 4 % N, byte v % 4: the registers are permuted by the lane
+// index, the bits of v above it pick among them, and a shift left by
+// 24 - 8 (v % 4) brings the byte to the top of the lane.
+template <int shift, int place, class D, class V>
+HWY_INLINE V LookedUp(D d, V words, const V (&table)[kTableRegisters<D>]) {
+  // v / 4 and, above it, the bits of other channels, which nothing reads.
+  const auto value = ShiftedBy<shift + 2>(words);
+  const auto lane = hn::IndicesFromVec(d, hn::And(value, hn::Set(d, hn::MaxLanes(d) - 1)));
+  const auto entry = Picked<0, kTableRegisters<D>>(d, value, lane, table);
+  const auto top = entry << hn::AndNot(ShiftedBy<shift - 3>(words), hn::Set(d, 24));
+  if constexpr (place == 0) {
+    return hn::ShiftRight<24>(top);
+  } else if constexpr (place == 24) {
+    return hn::And(top, hn::Set(d, 0xFF000000u));
+  } else {
+    return hn::And(hn::ShiftRight<24 - place>(top), hn::Set(d, 0xFFu << place));
+  }
+}
+
+template <class D>
+HWY_INLINE void LoadTable(D d, const WordTable& words, hn::Vec<D> (&table)[kTableRegisters<D>]) {
+  for (size_t r = 0; r < kTableRegisters<D>; ++r) table[r] = hn::LoadU(d, words.data() + r * hn::MaxLanes(d));
+}
+
+// Blocks of as many pixels as the target has 32-bit lanes. Only targets of
+// 16 lanes have them: with 8 lanes, picking among 8 registers per channel
+// measured slower than the per-pixel rule, and fewer lanes need more still.
+template <PixelLayout S, PixelLayout D>
+int64_t ToneVectorRow(const uint32_t* source, uint32_t* destination, int64_t width, const ToneKernel& kernel) {
+  const hn::ScalableTag<uint32_t> d;
+  if constexpr (hn::MaxLanes(d) < 16) {
+    return 0;
+  } else {
+    constexpr LayoutDescription from = kLayout<S>, to = kLayout<D>;
+    const int64_t lanes = static_cast<int64_t>(hn::Lanes(d));
+    hn::Vec<decltype(d)> red[kTableRegisters<decltype(d)>], green[kTableRegisters<decltype(d)>],
+        blue[kTableRegisters<decltype(d)>];
+    LoadTable(d, kernel.red, red);
+    LoadTable(d, kernel.green, green);
+    LoadTable(d, kernel.blue, blue);
+    const auto opaque = hn::Set(d, to.opaqueBits);
+    int64_t column = 0;
+    for (; column + lanes <= width; column += lanes) {
+      const auto words = hn::LoadU(d, source + column);
+      const auto out =
+          hn::Or(hn::Or(LookedUp<from.red, to.red>(d, words, red), LookedUp<from.green, to.green>(d, words, green)),
+                 hn::Or(LookedUp<from.blue, to.blue>(d, words, blue), opaque));
+      hn::StoreU(out, d, destination + column);
+    }
+    return column;
+  }
+}
+
+}  // namespace HWY_NAMESPACE
+}  // namespace
+HWY_AFTER_NAMESPACE();
+
+#if HWY_ONCE
+namespace {
+
+template <PixelLayout S, PixelLayout D>
+VectorRow<ToneKernel> ToneKernel::VectorRowAt(VectorLevel level) const {
+  return QVL_VECTOR_ROW(level, ToneVectorRow<S, D>);
+}
 
 REALpictureStruct* RunToneFilter(REALpictureStruct* pic, const ToneTable& red, const ToneTable& green,
                                  const ToneTable& blue) {
   const ToneKernel kernel{{Place<PixelLayout::RGBA>(red, green, blue), Place<PixelLayout::ARGB>(red, green, blue),
-                           Place<PixelLayout::GD>(red, green, blue)}};
+                           Place<PixelLayout::GD>(red, green, blue)},
+                          WordsOf(red),
+                          WordsOf(green),
+                          WordsOf(blue)};
   return RunFilterFrame(pic, {RegistrationCheckAt::First}, kernel);
 }
 
@@ -222,3 +357,4 @@ REALpictureStruct* TransformPicture3(REALpictureStruct* pic, double Ra, double R
                                      double Bb) {
   return RunToneFilter(pic, CustomTable(Ra, Rb), CustomTable(Ra, Gb), CustomTable(Ba, Bb));
 }
+#endif

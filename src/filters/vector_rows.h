@@ -17,6 +17,13 @@
 #define HWY_DISABLE_PCLMUL_AES
 #endif
 
+// Highway is used header-only: its debug checks report through hwy::Abort,
+// which lives in the library, so they stay off in every build. The rows
+// keep the conditions they check (lane indices below the lane count).
+#ifndef HWY_IS_DEBUG_BUILD
+#define HWY_IS_DEBUG_BUILD 0
+#endif
+
 #include "filters/filter_frame.h"
 #include "filters/vector_level.h"
 #include "hwy/detect_targets.h"
