@@ -202,7 +202,12 @@ TEST_F(QvlTool, StoppedRunLeavesNoTemporaryFile) {
   const pid_t child = fork();
   ASSERT_GE(child, 0);
   if (child == 0) {
+#ifdef QVL_TOOL_LAUNCHER
+    execlp(QVL_TOOL_LAUNCHER, QVL_TOOL_LAUNCHER, QVL_TOOL_PATH, "InvertQVL", in_.c_str(), "-o", out_.c_str(),
+           static_cast<char*>(nullptr));
+#else
     execl(QVL_TOOL_PATH, QVL_TOOL_PATH, "InvertQVL", in_.c_str(), "-o", out_.c_str(), static_cast<char*>(nullptr));
+#endif
     _exit(127);
   }
   bool seen = false;
