@@ -42,13 +42,7 @@ struct Route {
 
 class LoadedLibrary : public PluginTest, public testing::WithParamInterface<Route> {
  protected:
-  qvlhost::Config HostConfig() override {
-    qvlhost::Config config = PluginTest::HostConfig();
-    config.version = GetParam().version;
-    config.storage = GetParam().storage;
-    if (config.storage.kind != qvlhost::Storage::CoreGraphics) config.app = qvlhost::AppKind::Console;
-    return config;
-  }
+  qvlhost::Config HostConfig() override { return HostWith(GetParam().version, GetParam().storage); }
 
   void SetUp() override {
     PluginTest::SetUp();

@@ -243,13 +243,7 @@ void PrintTo(const Route& route, std::ostream* out) { *out << route.name; }
 
 class RegisteredSurface : public PluginTest, public ::testing::WithParamInterface<Route> {
  protected:
-  qvlhost::Config HostConfig() override {
-    qvlhost::Config config;
-    config.version = GetParam().version;
-    config.storage = GetParam().storage;
-    if (config.storage.kind != qvlhost::Storage::CoreGraphics) config.app = qvlhost::AppKind::Console;
-    return config;
-  }
+  qvlhost::Config HostConfig() override { return HostWith(GetParam().version, GetParam().storage); }
 
   void SetUp() override {
     PluginTest::SetUp();

@@ -40,6 +40,17 @@ inline int64_t JournalCount(const std::string& entry) { return CountOf(qvlhost::
 // row code the processor has against the same rule.
 inline constexpr const auto& kEveryVectorLevel = kVectorLevels;
 
+// A host of this version whose new pictures have this storage. gd storage is
+// what console applications have; a desktop host settles on Core Graphics
+// and never looks at gd.
+inline qvlhost::Config HostWith(double version, qvlhost::Storage storage) {
+  qvlhost::Config config;
+  config.version = version;
+  config.storage = storage;
+  if (storage.kind != qvlhost::Storage::CoreGraphics) config.app = qvlhost::AppKind::Console;
+  return config;
+}
+
 class PluginTest : public ::testing::Test {
  protected:
   // The host configuration of the test; override to change it.
