@@ -22,6 +22,7 @@ constexpr int kRepetitions = 15;
 
 const BenchLayout* gCurrentLayout = nullptr;
 REALpictureStruct* gSources[2] = {nullptr, nullptr};
+std::vector<std::pair<std::string, REALpictureStruct*>> gLayoutPictures;
 
 // A cheap deterministic hash of a pixel position.
 uint32_t Noise(int64_t x, int64_t y) {
@@ -202,6 +203,7 @@ void UseLayout(const BenchLayout& layout) {
   // benchmarks change form between layouts, so they start from the state at load.
   RestoreLoadState();
   ForgetEntryPoints();
+  gLayoutPictures.clear();  // the previous host and its pictures are gone
   gResolver = qvlhost::Resolver();
   rbversion_rbversion = config.version;
   gCurrentLayout = &layout;
@@ -213,6 +215,15 @@ void UseLayout(const BenchLayout& layout) {
 const BenchLayout& CurrentLayout() { return gCurrentLayout ? *gCurrentLayout : BenchLayouts().front(); }
 
 REALpictureStruct* SourcePicture(SourceKind kind) { return gSources[kind == SourceKind::Alpha ? 1 : 0]; }
+
+REALpictureStruct* LayoutPicture(const std::string& name, const std::function<REALpictureStruct*()>& make) {
+  for (const auto& [made, picture] : gLayoutPictures) {
+    if (made == name) return picture;
+  }
+  REALpictureStruct* picture = make();
+  if (picture) gLayoutPictures.emplace_back(name, picture);
+  return picture;
+}
 
 LockedRows::LockedRows(REALpictureStruct* picture) {
   REALpictureDescription description{};
@@ -268,7 +279,7 @@ void RegisterBenchmarks() {
         Register(name, [&layout, &measure](benchmark::State& state) { RunAlone(state, layout, measure); });
         continue;
       }
-      const Measure* floor = FindMeasure(FloorName(measure.source));
+      const Measure* floor = FindMeasure(measure.floor.empty() ? FloorName(measure.source) : measure.floor);
       const Measure* reference = FindMeasure(measure.reference);
       if (!floor) continue;
       Register(name, [&layout, &measure, floor, reference](benchmark::State& state) {

@@ -33,6 +33,12 @@ void UseLayout(const BenchLayout& layout);
 const BenchLayout& CurrentLayout();
 REALpictureStruct* SourcePicture(SourceKind kind);
 
+// A further picture that measures of the current layout share (a second
+// operand, a needle, a picture with particular content): made by `make` on
+// first use in a layout and kept until the layout changes, when the host
+// that held it is reset.
+REALpictureStruct* LayoutPicture(const std::string& name, const std::function<REALpictureStruct*()>& make);
+
 // A picture's pixel rows, reached through the host's picture description,
 // which stays locked while the object lives.
 class LockedRows {
@@ -71,6 +77,7 @@ struct Measure {
   SourceKind source;
   std::string reference;  // operations: the OpenCV reference doing the same work, if any
   MeasureRun run;
+  std::string floor = {};  // operations: the floor they are held to; empty for FloorName(source)
 };
 
 // The OpenCV references that operations are compared with.
