@@ -74,25 +74,15 @@ bench: deps
 	cmake --build $(BENCH_BUILD) -j $(JOBS)
 	$(BENCH_BUILD)/bench/qvl_bench $(BENCH_ARGS)
 
-# ARM64=1 adds the Linux ARM64 library from the cross build.
-package: deps $(if $(ARM64),arm64-deps)
+# The Linux x86-64 library and, cross-built, the Linux ARM64 one.
+package: deps arm64-deps
 	cmake -S . -B $(BUILD) -DCMAKE_BUILD_TYPE=Release $(CMAKE_ARGS) >/dev/null
 	cmake --build $(BUILD) -j $(JOBS) --target PictureQVL
-ifneq ($(ARM64),)
 	$(ARM64_CONFIGURE)
 	cmake --build $(ARM64_BUILD) -j $(JOBS) --target PictureQVL
-endif
-	rm -rf $(BUILD)/package PictureQVL.xojo_plugin
-	@platform=$$(case "$$(uname -s)/$$(uname -m)" in \
-	  Linux/x86_64) echo "Linux X86 64bit";; Linux/aarch64) echo "Linux ARM64";; Darwin/*) echo "Mac Universal";; esac); \
-	if [ -z "$$platform" ]; then echo "package: no Xojo platform for $$(uname -s)/$$(uname -m)" >&2; exit 1; fi; \
-	library=$$(ls $(BUILD)/libPictureQVL.so $(BUILD)/libPictureQVL.dylib 2>/dev/null | head -n 1); \
-	mkdir -p "$(BUILD)/package/PictureQVL/Build Resources/$$platform" && \
-	cp "$$library" "$(BUILD)/package/PictureQVL/Build Resources/$$platform/" && \
-	$(if $(ARM64),mkdir -p "$(BUILD)/package/PictureQVL/Build Resources/Linux ARM64" && \
-	cp $(ARM64_BUILD)/libPictureQVL.so "$(BUILD)/package/PictureQVL/Build Resources/Linux ARM64/" &&) \
-	cd $(BUILD)/package && zip -qr "$(CURDIR)/PictureQVL.xojo_plugin" PictureQVL
-	@echo "Package written to PictureQVL.xojo_plugin"
+	sh tools/package/make_package.sh "$(CURDIR)/PictureQVL.xojo_plugin" \
+	  "Linux X86 64bit" $(BUILD)/libPictureQVL.so nm \
+	  "Linux ARM64" $(ARM64_BUILD)/libPictureQVL.so aarch64-linux-gnu-nm
 
 format:
 	clang-format -i $$(git ls-files '*.cpp' '*.h')
