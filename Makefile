@@ -10,6 +10,10 @@ CMAKE_ARGS ?=
 
 BASE_PACKAGES  = cmake g++ make pkg-config libgd-dev libffi-dev libgtest-dev libgmock-dev libhwy-dev zip
 BENCH_PACKAGES = libbenchmark-dev libopencv-dev
+# The gallery's photographs come from opencv-doc, its spoken sentence from
+# espeak-ng; its browser test runs Chromium.
+GALLERY_PACKAGES = python3 opencv-doc espeak-ng
+PHOTOS = /usr/share/doc/opencv-doc/examples/data
 # The cross build for Linux ARM64: Debian's aarch64 toolchain, the arm64
 # multiarch libraries and qemu-user to run what it builds.
 ARM64_PACKAGES = cmake make pkg-config binutils g++-aarch64-linux-gnu qemu-user \
@@ -33,7 +37,7 @@ define install_missing
 	fi
 endef
 
-.PHONY: deps arm64-deps build demo test test-asan test-arm64 bench package clean format
+.PHONY: deps arm64-deps build demo test test-asan test-arm64 bench gallery test-gallery package clean format
 
 deps:
 	$(call install_missing,$(BASE_PACKAGES))
@@ -73,6 +77,17 @@ bench: deps
 	cmake -S . -B $(BENCH_BUILD) -DCMAKE_BUILD_TYPE=Release -DQVL_BENCH=ON $(CMAKE_ARGS) >/dev/null
 	cmake --build $(BENCH_BUILD) -j $(JOBS)
 	$(BENCH_BUILD)/bench/qvl_bench $(BENCH_ARGS)
+
+gallery: build
+	$(call install_missing,$(GALLERY_PACKAGES))
+	@mkdir -p out
+	espeak-ng -w out/speech.wav "PictureQVL draws the waveform of this sentence."
+	python3 tools/gallery/gallery.py --qvl $(BUILD)/qvl --photos $(PHOTOS) --speech out/speech.wav \
+	  --lut samples/warm.cube --out out/gallery
+
+test-gallery: gallery
+	$(call install_missing,chromium)
+	python3 tests/gallery/browser_test.py out/gallery $(BUILD)/qvl out/gallery/screenshot.png
 
 # The Linux x86-64 library and, cross-built, the Linux ARM64 one.
 package: deps arm64-deps
