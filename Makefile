@@ -8,7 +8,7 @@ ARM64_BUILD ?= build-arm64
 JOBS       ?= $(shell nproc)
 CMAKE_ARGS ?=
 
-BASE_PACKAGES  = cmake g++ make pkg-config libgd-dev libffi-dev libgtest-dev libgmock-dev libhwy-dev zip
+BASE_PACKAGES  = cmake g++ make pkg-config libgd-dev libffi-dev libgtest-dev libgmock-dev libhwy-dev zip python3
 BENCH_PACKAGES = libbenchmark-dev libopencv-dev
 # The gallery's photographs come from opencv-doc, its spoken sentence from
 # espeak-ng; its browser test runs Chromium.
