@@ -153,9 +153,10 @@ class Gallery:
             parts.append('<section id="s%d"><h2>%s</h2>' % (index, html.escape(section["title"])))
             if section["text"]:
                 parts.append("<p>%s</p>" % html.escape(section["text"]))
+            parts.append('<div class="cards">')
             for entry in section["entries"]:
                 parts += self.render_entry(entry)
-            parts.append("</section>")
+            parts.append("</div></section>")
         parts.append(PAGE_TAIL)
         with open(self.path("index.html"), "w", encoding="utf-8") as page:
             page.write("\n".join(parts))
@@ -174,12 +175,13 @@ def histogram_svg(title, counts):
 PAGE_HEAD = """<!DOCTYPE html>
 <html lang="en"><head><meta charset="utf-8"><title>PictureQVL gallery</title>
 <style>
-body{font:15px/1.4 system-ui,sans-serif;margin:2em;max-width:1400px;color:#222}
-nav{margin-bottom:1em}article{border-top:1px solid #ccc;padding:.6em 0}
+body{font:15px/1.4 system-ui,sans-serif;margin:2em;color:#222}
+nav{margin-bottom:1em}.cards{display:grid;grid-template-columns:repeat(auto-fill,minmax(600px,1fr));gap:1em}
+article{border:1px solid #ccc;border-radius:6px;padding:.6em}
 h3.declaration{font:600 14px ui-monospace,monospace;margin:.2em 0}
 pre{background:#f4f4f4;padding:.4em;white-space:pre-wrap;word-break:break-all;font-size:13px}
 .row{display:flex;flex-wrap:wrap;gap:1em;align-items:flex-start}
-figure{margin:0}figure img{max-width:256px;max-height:256px;border:1px solid #ddd;background:
+figure{margin:0}figure img{max-width:180px;max-height:180px;border:1px solid #ddd;background:
 repeating-conic-gradient(#ddd 0 25%,#fff 0 50%) 0 0/16px 16px}
 figcaption{font-size:12px;color:#555}.note{margin:.2em 0}.chart svg{background:#fafafa;fill:#345}
 </style></head><body>
