@@ -13,6 +13,8 @@
 #include "filters/threshold.h"
 #include "frame/tables.h"
 #include "plugin_loader.h"
+#include "support/every_pixel.h"
+#include "support/painted_picture.h"
 #include "support/plugin_test.h"
 #include "surface.h"
 
@@ -51,8 +53,7 @@ class LoadedLibrary : public PluginTest, public testing::WithParamInterface<Rout
   }
 };
 
-// Every record of the real tables is registered and readable on both routes;
-// the qvl tool's listing shows the owners and declarations by route.
+// Every record of the real tables is registered and readable on both routes.
 TEST_P(LoadedLibrary, HostVersionChoosesModuleOrClassExtension) {
   size_t records = 0;  // one method record per function and per setter of the extension's rows
   for (const REALmethodDefinition& row : pictureMethods) records += (row.function ? 1 : 0) + (row.setter ? 1 : 0);
@@ -67,20 +68,6 @@ TEST_P(LoadedLibrary, HostVersionChoosesModuleOrClassExtension) {
   }
 }
 
-// Colours, alpha and a few exact threshold edges in one picture.
-REALpictureStruct* MixedPicture() {
-  REALpictureStruct* picture = qvlhost::NewAlphaPicture(37, 5);
-  for (int64_t y = 0; y < 5; ++y) {
-    for (int64_t x = 0; x < 37; ++x) {
-      auto level = static_cast<uint8_t>(x * 7);
-      qvlhost::SetPixelColour(picture, x, y,
-                              qvlhost::Rgba{static_cast<uint8_t>(255 - level), level, static_cast<uint8_t>(y * 60),
-                                            static_cast<uint8_t>(y == 4 ? 255 : 40 + 50 * y)});
-    }
-  }
-  return picture;
-}
-
 TEST_P(LoadedLibrary, ThresholdByDeclarationGivesTheDirectCallsPicture) {
   std::vector<qvlhost::SurfaceMethod> found = qvlhost::FindMethods("ThresholdQVL");
   ASSERT_EQ(found.size(), 1u);
@@ -93,43 +80,23 @@ TEST_P(LoadedLibrary, ThresholdByDeclarationGivesTheDirectCallsPicture) {
     return static_cast<REALpictureStruct*>(result.handle);
   };
   OwnedPicture sample(qvlhost::ReadPictureFile(QVL_SOURCE_DIR "/samples/gradient.png"));
-  OwnedPicture mixed(MixedPicture());
-  ASSERT_NE(sample.get(), nullptr);
-  for (REALpictureStruct* source : {sample.get(), mixed.get()}) {
-    for (int64_t threshold : {-5, 0, 128, 1000}) {
+  OwnedPicture varied(VariedAlphaPicture(37, 5));
+  for (REALpictureStruct* source : {sample.get(), varied.get()}) {
+    for (int64_t threshold : {-5, 128, 1000}) {
       SCOPED_TRACE("threshold " + std::to_string(threshold));
-      OwnedPicture actual(callByDeclaration(source, threshold));
-      OwnedPicture expected(ThresholdQVL(source, threshold));
-      ASSERT_TRUE(actual && expected);
-      ASSERT_EQ(qvlhost::PictureWidth(actual), qvlhost::PictureWidth(expected));
-      ASSERT_EQ(qvlhost::PictureHeight(actual), qvlhost::PictureHeight(expected));
-      EXPECT_EQ(qvlhost::HasAlphaChannel(actual), qvlhost::HasAlphaChannel(expected));
-      EXPECT_EQ(qvlhost::PictureStorage(actual).Name(), qvlhost::PictureStorage(expected).Name());
-      int64_t differences = 0;
-      for (int64_t y = 0; y < qvlhost::PictureHeight(expected); ++y) {
-        for (int64_t x = 0; x < qvlhost::PictureWidth(expected); ++x) {
-          differences += qvlhost::PixelWord(actual, x, y) != qvlhost::PixelWord(expected, x, y);
-        }
-      }
-      EXPECT_EQ(differences, 0);
+      OwnedPicture actual(callByDeclaration(source, threshold)), expected(ThresholdQVL(source, threshold));
+      ExpectSamePicture(actual, expected);
     }
   }
   EXPECT_EQ(callByDeclaration(nullptr, 128), nullptr);
 }
 
-// One Core Graphics layout and gd on each route.
-std::vector<Route> Routes() {
-  const std::vector<qvlhost::Storage> layouts = qvlhost::Storage::SevenLayouts();
-  auto module = [](qvlhost::Storage storage) {
-    return Route{"module2024", 2024.03, "PicturePictureExtensionQVL", qvlhost::OwnerKind::Module, storage};
-  };
-  auto extension = [](qvlhost::Storage storage) {
-    return Route{"extension2012", 2012.0, "Picture", qvlhost::OwnerKind::ClassExtension, storage};
-  };
-  return {module(layouts.front()), module(layouts.back()), extension(layouts[3]), extension(layouts.back())};
-}
-
-INSTANTIATE_TEST_SUITE_P(RoutesAndLayouts, LoadedLibrary, testing::ValuesIn(Routes()),
+// A Core Graphics layout on one route, gd on the other.
+INSTANTIATE_TEST_SUITE_P(RoutesAndLayouts, LoadedLibrary,
+                         testing::Values(Route{"module2024", 2024.03, "PicturePictureExtensionQVL",
+                                               qvlhost::OwnerKind::Module, qvlhost::Storage::CG(1)},
+                                         Route{"extension2012", 2012.0, "Picture", qvlhost::OwnerKind::ClassExtension,
+                                               qvlhost::Storage::GD()}),
                          [](const testing::TestParamInfo<Route>& info) {
                            return std::string(info.param.name) + "_" + info.param.storage.Name();
                          });
