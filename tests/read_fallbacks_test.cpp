@@ -9,6 +9,7 @@
 
 #include "filters/threshold.h"
 #include "picture/fallbacks.h"
+#include "support/every_pixel.h"
 #include "support/plugin_test.h"
 
 namespace {
@@ -17,6 +18,7 @@ using qvlhost::OwnedPicture;
 using qvlhost::Rgba;
 using qvlhost::Storage;
 using ::testing::Contains;
+using Lines = std::vector<std::string>;
 
 constexpr const char* kDrawDouble =
     "DrawPicture(Image as Picture, x as Double, y as Double, w as Double, h as Double, sx as Double = 0, sy as "
@@ -32,50 +34,35 @@ constexpr const char* kMaskSetter = "Mask(assigns newMask As Picture)";
 // 100 turns the first two black and the rest white.
 REALpictureStruct* Ramp(int64_t width, int64_t height, uint8_t alpha = 255) {
   REALpictureStruct* pic = alpha == 255 ? qvlhost::NewPicture(width, height) : qvlhost::NewAlphaPicture(width, height);
-  for (int64_t y = 0; y < height; ++y) {
-    for (int64_t x = 0; x < width; ++x) {
-      const auto level = uint8_t(x * 60 % 256);
-      qvlhost::SetPixelColour(pic, x, y, Rgba{uint8_t(200 - y), level, level, alpha});
-    }
-  }
+  for (int64_t y = 0; y < height; ++y)
+    for (int64_t x = 0; x < width; ++x)
+      qvlhost::SetPixelColour(pic, x, y, Rgba{uint8_t(200 - y), uint8_t(x * 60), uint8_t(x * 60), alpha});
   return pic;
 }
 
 // What ThresholdQVL gives for a plain mutable picture of these pixels.
 void ExpectThresholdOf(REALpictureStruct* expectedSource, REALpictureStruct* result) {
-  OwnedPicture expected(ThresholdQVL(expectedSource, 100));
-  ASSERT_NE(nullptr, result);
-  ASSERT_EQ(qvlhost::PictureWidth(expected), qvlhost::PictureWidth(result));
-  ASSERT_EQ(qvlhost::PictureHeight(expected), qvlhost::PictureHeight(result));
-  for (int64_t y = 0; y < qvlhost::PictureHeight(result); ++y) {
-    for (int64_t x = 0; x < qvlhost::PictureWidth(result); ++x) {
-      ASSERT_EQ(qvlhost::PixelWord(expected, x, y), qvlhost::PixelWord(result, x, y)) << x << "," << y;
-    }
-  }
+  ExpectSamePicture(result, OwnedPicture(ThresholdQVL(expectedSource, 100)));
 }
 
 // Whether `wanted` appears in `names` in this order, other names between.
-bool InOrder(const std::vector<std::string>& names, const std::vector<std::string>& wanted) {
+bool InOrder(const Lines& names, const Lines& wanted) {
   size_t next = 0;
-  for (const std::string& name : names) {
-    if (next < wanted.size() && name == wanted[next]) ++next;
-  }
+  for (const std::string& name : names) next += next < wanted.size() && name == wanted[next];
   return next == wanted.size();
 }
 
 const qvlhost::JournalEntry* FindCall(const std::string& entry) {
-  for (const qvlhost::JournalEntry& call : qvlhost::Journal()) {
+  for (const qvlhost::JournalEntry& call : qvlhost::Journal())
     if (call.entry == entry) return &call;
-  }
   return nullptr;
 }
 
 // How often REALLoadObjectMethod was asked for this declaration.
 int64_t LoadCount(const std::string& declaration) {
   int64_t count = 0;
-  for (const qvlhost::JournalEntry& call : qvlhost::Journal()) {
+  for (const qvlhost::JournalEntry& call : qvlhost::Journal())
     count += call.entry == "REALLoadObjectMethod" && call.detail == "\"" + declaration + "\"";
-  }
   return count;
 }
 
@@ -114,15 +101,13 @@ TEST_F(ReadFallbackTest, HiDPIAndVectorRepresentationsReadThroughBestRepresentat
     qvlhost::SetPixelColour(large, 7, 3, Rgba{0, 0, 0, 255});  // tells the bitmaps apart
     OwnedPicture pic(c.kind == 0 ? qvlhost::NewHiDPIPicture(4, 2, {small, large}) : Vector(4, 2));
     qvlhost::SetPictureKind(pic, c.kind);
-    DebuggingEnabled = true;
-    qvlhost::LogCapture log;
     qvlhost::ClearJournal();
-    OwnedPicture result(ThresholdQVL(pic, 100));
-    DebuggingEnabled = false;
+    OwnedPicture result;
+    const Lines lines = TracedLines([&] { result = OwnedPicture(ThresholdQVL(pic, 100)); });
     const qvlhost::JournalEntry* best = FindCall(kBest);
     EXPECT_EQ(c.asked, best != nullptr);
     EXPECT_EQ(c.asked ? "4, 2, 4" : "", best ? best->detail : "");
-    EXPECT_EQ(c.bestHidden, CountOf(log.Lines(), "QVL Debug: BestRepresentation missing") == 1);
+    EXPECT_EQ(c.bestHidden, CountOf(lines, "QVL Debug: BestRepresentation missing") == 1);
     ASSERT_NE(nullptr, result.get());
     EXPECT_EQ(c.width, qvlhost::PictureWidth(result));
     if (c.kind == 0) ExpectThresholdOf(c.width == 8 ? large : small, result);
@@ -146,12 +131,9 @@ TEST_F(ReadFallbackTest, VectorPictureIsReadThroughADrawnDuplicate) {
     SetVersion(c.version);
     qvlhost::CurrentConfig().hiddenMethods = {c.hidden.begin(), c.hidden.end()};
     OwnedPicture pic(Vector(5, 2));
-    DebuggingEnabled = true;
-    qvlhost::LogCapture log;
     qvlhost::ClearJournal();
-    OwnedPicture result(ThresholdQVL(pic, 100));
-    DebuggingEnabled = false;
-    const std::vector<std::string> lines = log.Lines();
+    OwnedPicture result;
+    const Lines lines = TracedLines([&] { result = OwnedPicture(ThresholdQVL(pic, 100)); });
     EXPECT_TRUE(InOrder(lines, {"QVL Debug: Trying clone....", "QVL Debug: MyREALNewPicture 5, 2, 32",
                                 "QVL Debug: set resoluton to 72, 72"}));
     EXPECT_EQ(c.drawnWith == nullptr, CountOf(lines, "QVL Debug: drawpicture failes?") == 1);
@@ -206,21 +188,18 @@ TEST_F(ReadFallbackTest, DuplicateKeepsAlphaAndDrawsWithoutTheMask) {
       EXPECT_EQ(c.alpha, qvlhost::PixelColour(reader.picture, 1, 1).a);
     }
     EXPECT_EQ(mask.get(), qvlhost::PictureMask(pic));
-    const std::vector<std::string> names = qvlhost::JournalEntryNames();
     if (!c.maskGetter) {
       EXPECT_EQ(0, JournalCount(kMaskSetter));
       EXPECT_EQ(1, JournalCount("PluginNewInstance"));
       continue;
     }
-    EXPECT_TRUE(InOrder(names, {c.maskGetter, kMaskSetter, "newPicture", kDrawDouble, kMaskSetter, "REALUnlockObject",
-                                "REALGetPropValueInteger"}));
-    std::vector<std::string> setterCalls;
-    for (const qvlhost::JournalEntry& call : qvlhost::Journal()) {
+    EXPECT_TRUE(InOrder(qvlhost::JournalEntryNames(), {c.maskGetter, kMaskSetter, "newPicture", kDrawDouble,
+                                                       kMaskSetter, "REALUnlockObject", "REALGetPropValueInteger"}));
+    Lines setterCalls;
+    for (const qvlhost::JournalEntry& call : qvlhost::Journal())
       if (call.entry == kMaskSetter) setterCalls.push_back(call.detail);
-    }
     ASSERT_EQ(2u, setterCalls.size());
-    EXPECT_EQ("nil", setterCalls[0]);
-    EXPECT_NE("nil", setterCalls[1]);
+    EXPECT_TRUE(setterCalls[0] == "nil" && setterCalls[1] != "nil");
   }
 }
 
@@ -265,12 +244,8 @@ TEST_F(ReadFallbackTest, OwnCopyOfGDImagesWithoutDrawPicture) {
   for (const auto& c : cases) {
     OwnedPicture source(Ramp(4, 3)), dest(qvlhost::NewPicture(c.destWidth, 3));
     qvlhost::SetPictureKind(dest, c.destKind);
-    DebuggingEnabled = true;
-    qvlhost::LogCapture log;
     qvlhost::ClearJournal();
-    GraphicsDrawPicture(dest, source, 0, 0, c.destWidth, 3, 0, 0, 4, 3);
-    DebuggingEnabled = false;
-    const std::vector<std::string> lines = log.Lines();
+    const Lines lines = TracedLines([&] { GraphicsDrawPicture(dest, source, 0, 0, c.destWidth, 3, 0, 0, 4, 3); });
     EXPECT_TRUE(
         InOrder(lines, {"QVL Debug: Failed to get DrawPicture function.", "QVL Debug: drawpicture failes?",
                         "QVL Debug: OwnCopy", "QVL Debug: dw " + std::to_string(c.destWidth), "QVL Debug: sw 4"}));
@@ -288,10 +263,10 @@ TEST_F(ReadFallbackTest, OwnCopyOfGDImagesWithoutDrawPicture) {
 TEST_F(ReadFallbackTest, PictureWithoutGraphicsIsLeftAsItIs) {
   OwnedPicture source(Ramp(2, 2));
   qvlhost::OwnedObject empty(qvlhost::NewObject("Picture"));
-  DebuggingEnabled = true;
-  qvlhost::LogCapture log;
-  GraphicsDrawPicture(static_cast<REALpictureStruct*>(empty.get()), source, 0, 0, 2, 2, 0, 0, 2, 2);
-  EXPECT_THAT(log.Lines(), Contains("QVL Debug: Failed to get graphics."));
+  EXPECT_THAT(TracedLines([&] {
+                GraphicsDrawPicture(static_cast<REALpictureStruct*>(empty.get()), source, 0, 0, 2, 2, 0, 0, 2, 2);
+              }),
+              Contains("QVL Debug: Failed to get graphics."));
   EXPECT_EQ(0, JournalCount("REALLoadObjectMethod"));
 }
 
