@@ -103,12 +103,8 @@ class LayoutTest : public PluginTest, public ::testing::WithParamInterface<qvlho
   static constexpr int64_t kRowPadding = 8;
 
   qvlhost::Config HostConfig() override {
-    qvlhost::Config config = PluginTest::HostConfig();
-    config.storage = GetParam();
+    qvlhost::Config config = HostWith(PluginTest::HostConfig().version, GetParam());
     config.extraBytesPerRow = kRowPadding;
-    // gd storage is what console applications have; a desktop host settles
-    // on Core Graphics and never looks at gd.
-    if (config.storage.kind != qvlhost::Storage::CoreGraphics) config.app = qvlhost::AppKind::Console;
     return config;
   }
 };
