@@ -16,6 +16,7 @@ namespace {
 using qvlhost::OwnedMemoryBlock;
 using qvlhost::OwnedPicture;
 using qvlhost::OwnedString;
+using Lines = std::vector<std::string>;
 
 class AdapterTest : public PluginTest {};
 
@@ -38,28 +39,28 @@ TEST_F(AdapterTest, BuildUnicodeStringNormalisesEncodings) {
       {utf16, kREALTextEncodingUnicodeDefault, 2024.03, "h\xC3\xA9", kREALTextEncodingUTF8},
       {utf16, kREALTextEncodingUnicodeDefault, 2011.04, "h\xC3\xA9", kREALTextEncodingUTF8},
   };
-  DebuggingEnabled = true;
   for (const auto& c : cases) {
+    SCOPED_TRACE(c.built);
     rbversion_rbversion = c.version;
     qvlhost::ClearJournal();
-    qvlhost::LogCapture log;
-    OwnedString built(REALBuildUnicodeString(c.bytes.data(), int64_t(c.bytes.size()), c.encoding));
+    OwnedString built;
+    const Lines lines = TracedLines(
+        [&] { built = OwnedString(REALBuildUnicodeString(c.bytes.data(), int64_t(c.bytes.size()), c.encoding)); });
     EXPECT_EQ(c.built, qvlhost::StringBytes(built));
-    EXPECT_EQ(c.builtEncoding, qvlhost::StringEncoding(built)) << c.built;
-    EXPECT_EQ(1, JournalCount(c.version >= 2012 ? "REALBuildStringWithEncoding" : "REALBuildString")) << c.built;
-    bool unknown = c.encoding == kREALTextEncodingUTF32;
-    EXPECT_EQ(unknown, CountOf(log.Lines(), "QVL Debug: Unknown encoding in REALBuildUnicodeString 201326848") == 1);
+    EXPECT_EQ(c.builtEncoding, qvlhost::StringEncoding(built));
+    EXPECT_EQ(1, JournalCount(c.version >= 2012 ? "REALBuildStringWithEncoding" : "REALBuildString"));
+    EXPECT_EQ(c.encoding == kREALTextEncodingUTF32,
+              CountOf(lines, "QVL Debug: Unknown encoding in REALBuildUnicodeString 201326848") == 1);
   }
 }
 
 TEST_F(AdapterTest, BuildUnicodeStringRefusesOrRaisesAtTheLimits) {
   const char bytes[] = "abc";
-  DebuggingEnabled = true;
-  qvlhost::LogCapture log;
-  EXPECT_EQ(nullptr, REALBuildUnicodeString(nullptr, 3, kREALTextEncodingUTF8));
-  EXPECT_EQ(nullptr, REALBuildUnicodeString(bytes, 0, kREALTextEncodingUTF8));
-  EXPECT_EQ(nullptr, REALBuildUnicodeString(bytes, 2147483648, kREALTextEncodingUTF8));
-  EXPECT_EQ(1, CountOf(log.Lines(), "QVL Debug: Count too big for REALBuildUnicodeString."));
+  const Lines lines = TracedLines([&] {
+    for (auto [text, count] : {std::pair{static_cast<const char*>(nullptr), 3L}, {bytes, 0L}, {bytes, 2147483648L}})
+      EXPECT_EQ(nullptr, REALBuildUnicodeString(text, count, kREALTextEncodingUTF8)) << count;
+  });
+  EXPECT_EQ(1, CountOf(lines, "QVL Debug: Count too big for REALBuildUnicodeString."));
   EXPECT_EQ(0, JournalCount("REALBuildStringWithEncoding"));
   // The largest count reaches the host, whose allocator gives up: the
   // host's failure result comes back as nil, with nothing pending.
@@ -98,11 +99,11 @@ TEST_F(AdapterTest, DataViewsStringsAndBlocks) {
 TEST_F(AdapterTest, DataOfAStringWithoutBytesHasNoSize) {
   qvlhost::CurrentConfig().hiddenEntries.insert("StringGetCString");
   OwnedString text(qvlhost::NewString("abc"));
-  DebuggingEnabled = true;
-  qvlhost::LogCapture log;
-  rbData view(text.get());
-  EXPECT_TRUE(view.data == nullptr && view.size == 0);
-  EXPECT_EQ(1, CountOf(log.Lines(), "QVL Debug: data is NULL, so size fixed to zero."));
+  const Lines lines = TracedLines([&] {
+    rbData view(text.get());
+    EXPECT_TRUE(view.data == nullptr && view.size == 0);
+  });
+  EXPECT_EQ(1, CountOf(lines, "QVL Debug: data is NULL, so size fixed to zero."));
 }
 
 struct TextCase {
@@ -135,22 +136,21 @@ TEST_P(TextTest, GetUTF8ByEncoding) {
       {"\x8E", kREALTextEncodingUnknown, "\xC3\xA9", false, true, "REALBuildUnicodeString failed"},
       {"abc", 0x7777, "", false, true, "REALGetStringData failed."},
   };
-  DebuggingEnabled = true;
   for (const TextCase& c : cases) {
+    SCOPED_TRACE(c.utf8);
     OwnedString text(qvlhost::NewString(c.bytes, c.encoding));
     qvlhost::ClearJournal();
-    qvlhost::LogCapture log;
-    {
+    const Lines lines = TracedLines([&] {
       rbText view(text.get());
       const char* utf8 = view.GetUTF8();
-      EXPECT_EQ(c.utf8, utf8) << c.utf8;
+      EXPECT_EQ(c.utf8, utf8);
       EXPECT_EQ(utf8, view.GetUTF8());
-      EXPECT_EQ(c.ownBytes, utf8 == HostEntry<QVLStringGetCStringFn>("StringGetCString")(text)) << c.utf8;
-      EXPECT_EQ(c.ownBytes, JournalCount("PluginGetStringData") == 0) << c.utf8;
-      EXPECT_EQ(c.failed, view.failed) << c.utf8;
-      EXPECT_EQ(c.word ? 1 : 0, CountOf(log.Lines(), std::string("QVL Debug: ") + (c.word ? c.word : ""))) << c.utf8;
-    }
-    EXPECT_EQ(1, qvlhost::ReferenceCount(text)) << c.utf8;
+      EXPECT_EQ(c.ownBytes, utf8 == HostEntry<QVLStringGetCStringFn>("StringGetCString")(text));
+      EXPECT_EQ(c.ownBytes, JournalCount("PluginGetStringData") == 0);
+      EXPECT_EQ(c.failed, view.failed);
+    });
+    EXPECT_EQ(c.word ? 1 : 0, CountOf(lines, std::string("QVL Debug: ") + (c.word ? c.word : "")));
+    EXPECT_EQ(1, qvlhost::ReferenceCount(text));
   }
 }
 
@@ -158,49 +158,39 @@ INSTANTIATE_TEST_SUITE_P(StringData, TextTest, ::testing::Values(true, false),
                          [](const auto& info) { return info.param ? "Terminated" : "Unterminated"; });
 
 TEST_F(AdapterTest, NilTextIsEmptyAndCheckWordsReportOverwrites) {
-  DebuggingEnabled = true;
   qvlhost::LogCapture log;
-  {
-    rbText nil(nullptr);
-    EXPECT_EQ(EmptyBuffer, nil.GetUTF8());
-    EXPECT_EQ(rbText::kPureASCII, nil.state);
-    nil.check1 = 5;
+  for (bool debugging : {true, false}) {
+    DebuggingEnabled = debugging;
+    rbText first(nullptr), second(nullptr);
+    EXPECT_EQ(EmptyBuffer, first.GetUTF8());
+    EXPECT_EQ(rbText::kPureASCII, first.state);
+    first.check1 = 5;
+    second.check2 = 6;
   }
-  {
-    rbText nil(nullptr);
-    nil.check2 = 6;
-  }
-  DebuggingEnabled = false;
-  {
-    rbText nil(nullptr);
-    nil.check1 = 7;
-  }
-  EXPECT_EQ(
-      (std::vector<std::string>{"QVL Debug: Check1 in rbText invalid 5", "QVL Debug: Check2 in rbText invalid 6"}),
-      log.Lines());
+  EXPECT_EQ((Lines{"QVL Debug: Check2 in rbText invalid 6", "QVL Debug: Check1 in rbText invalid 5"}), log.Lines());
   EXPECT_TRUE(qvlhost::Journal().empty());
 }
 
 struct MemoryBlockCase {
   int64_t size;
   bool handler;
-  const char* hiddenMethod;
-  const char* hiddenClass;
+  const char *hiddenMethod, *hiddenClass;
   int64_t madeSize;         // -1: no block
-  const char* leftPending;  // the exception left pending, or null
+  const char* leftPending;  // the exception class left pending
 };
 
 TEST_F(AdapterTest, NewMemoryBlockUnderTheExceptionHandler) {
   const MemoryBlockCase cases[] = {
-      {16, true, nullptr, nullptr, 16, nullptr},
-      {65, true, nullptr, nullptr, -1, nullptr},
-      {-1, true, nullptr, nullptr, 0, nullptr},
-      {16, false, nullptr, nullptr, 16, nullptr},
+      {16, true, nullptr, nullptr, 16, ""},
+      {65, true, nullptr, nullptr, -1, ""},
+      {-1, true, nullptr, nullptr, 0, ""},
+      {16, false, nullptr, nullptr, 16, ""},
       {65, false, nullptr, nullptr, -1, "OutOfMemoryException"},
-      {16, true, "Constructor(bytes as Integer)", nullptr, -1, nullptr},
-      {16, true, nullptr, "MemoryBlock", -1, nullptr},
+      {16, true, "Constructor(bytes as Integer)", nullptr, -1, ""},
+      {16, true, nullptr, "MemoryBlock", -1, ""},
   };
   for (const MemoryBlockCase& c : cases) {
+    SCOPED_TRACE(c.size);
     qvlhost::Config config = config_;
     config.maxMemoryBlockBytes = 64;
     if (!c.handler) config.hiddenEntries.insert("PluginCallFunctionWithExceptionHandler");
@@ -208,13 +198,12 @@ TEST_F(AdapterTest, NewMemoryBlockUnderTheExceptionHandler) {
     if (c.hiddenClass) config.hiddenClasses.insert(c.hiddenClass);
     qvlhost::Reset(config);
     OwnedMemoryBlock block(REALNewMemoryBlock(c.size));
-    EXPECT_EQ(c.madeSize, block ? qvlhost::MemoryBlockSize(block) : -1) << c.size;
-    EXPECT_EQ(c.handler ? 1 : 0, JournalCount("PluginCallFunctionWithExceptionHandler")) << c.size;
-    REALobjectStruct* pending = qvlhost::PendingException();
-    EXPECT_EQ(c.leftPending ? c.leftPending : "", pending ? qvlhost::ClassName(pending) : "") << c.size;
-    qvlhost::ClearPendingException();
+    EXPECT_EQ(c.madeSize, block ? qvlhost::MemoryBlockSize(block) : -1);
+    EXPECT_EQ(c.handler ? 1 : 0, JournalCount("PluginCallFunctionWithExceptionHandler"));
+    const std::string pending = TakePendingException();
+    EXPECT_EQ(c.leftPending, pending.substr(0, pending.find(':')));
     block.reset();
-    EXPECT_EQ("", qvlhost::BalanceProblems()) << c.size;
+    EXPECT_EQ("", qvlhost::BalanceProblems());
   }
 }
 
@@ -250,8 +239,8 @@ TEST_F(AdapterTest, GuardsGiveBackOnEveryPathOut) {
     EXPECT_TRUE(object == nullptr && text == nullptr && onlyString == nullptr) << throws;
     EXPECT_EQ(0, qvlhost::DescriptionLockCount(pic)) << throws;
     EXPECT_EQ(1, qvlhost::ReferenceCount(kept)) << throws;
-    EXPECT_EQ((std::vector<std::string>{"REALLockPictureDescription", "unlockPictureDescription", "REALUnlockString",
-                                        "REALUnlockObject", "REALUnlockString"}),
+    EXPECT_EQ((Lines{"REALLockPictureDescription", "unlockPictureDescription", "REALUnlockString", "REALUnlockObject",
+                     "REALUnlockString"}),
               qvlhost::JournalEntryNames())
         << throws;
   }

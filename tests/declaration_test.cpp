@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "call.h"
@@ -24,12 +25,7 @@ Declaration Parsed(const std::string& text) {
 }
 
 TEST(Declaration, NameParameterTypesAndResult) {
-  const struct {
-    const char* text;
-    const char* name;
-    std::vector<TypeKind> parameters;
-    TypeKind result;
-  } cases[] = {
+  const std::tuple<const char*, const char*, std::vector<TypeKind>, TypeKind> cases[] = {
       {"ThresholdQVL(Threshold as integer) as picture", "ThresholdQVL", {TypeKind::Integer}, TypeKind::Picture},
       {"HasMaskQVL as boolean", "HasMaskQVL", {}, TypeKind::Boolean},
       {"Saved(error as NSErrorQVL, f as FolderItem, c as UInt32)",
@@ -41,13 +37,13 @@ TEST(Declaration, NameParameterTypesAndResult) {
        {TypeKind::String, TypeKind::Color},
        TypeKind::MemoryBlock},
   };
-  for (const auto& c : cases) {
-    Declaration declaration = Parsed(c.text);
+  for (const auto& [text, name, parameters, result] : cases) {
+    Declaration declaration = Parsed(text);
     std::vector<TypeKind> kinds;
     for (const auto& parameter : declaration.parameters) kinds.push_back(parameter.type.kind);
-    EXPECT_EQ(declaration.name, c.name);
-    EXPECT_EQ(kinds, c.parameters) << c.text;
-    EXPECT_EQ(declaration.result.kind, c.result) << c.text;
+    EXPECT_EQ(declaration.name, name);
+    EXPECT_EQ(kinds, parameters) << text;
+    EXPECT_EQ(declaration.result.kind, result) << text;
   }
 }
 
@@ -81,22 +77,19 @@ TEST(Declaration, MalformedDeclarationsAreRefusedWithAReason) {
 }
 
 TEST(Literal, NumbersColoursAndKeywords) {
-  const struct {
-    const char* text;
-    Literal::Kind kind;
-    int64_t integer;  // where integral
-    double real;
-  } cases[] = {{"1.5e2", Literal::Number, 0, 150.0},
-               {"-.5", Literal::Number, 0, -0.5},
-               {"-&h10", Literal::Number, -16, -16.0},
-               {"&c11223344", Literal::Colour, 0x44112233, 0},
-               {"True", Literal::Boolean, 1, 0}};
-  for (const auto& c : cases) {
+  const std::tuple<const char*, Literal::Kind, int64_t, double> cases[] = {
+      // the integer where integral
+      {"1.5e2", Literal::Number, 0, 150.0},
+      {"-.5", Literal::Number, 0, -0.5},
+      {"-&h10", Literal::Number, -16, -16.0},
+      {"&c11223344", Literal::Colour, 0x44112233, 0},
+      {"True", Literal::Boolean, 1, 0}};
+  for (auto [text, kind, integer, real] : cases) {
     Literal literal;
-    ASSERT_TRUE(qvlhost::ParseLiteral(c.text, &literal)) << c.text;
-    EXPECT_EQ(literal.kind, c.kind) << c.text;
-    EXPECT_EQ(literal.integral || c.kind != Literal::Number ? c.integer : 0, literal.integer) << c.text;
-    EXPECT_DOUBLE_EQ(c.real, literal.real) << c.text;
+    ASSERT_TRUE(qvlhost::ParseLiteral(text, &literal)) << text;
+    EXPECT_EQ(literal.kind, kind) << text;
+    EXPECT_EQ(literal.integral || kind != Literal::Number ? integer : 0, literal.integer) << text;
+    EXPECT_DOUBLE_EQ(real, literal.real) << text;
   }
   for (const char* text : {"", "-", "abc", "&cFFF", "&cGG0000", "1.2.3", "--5", "5e", "&h", "99999999999999999999"}) {
     Literal literal;

@@ -5,6 +5,7 @@
 
 #include <cstdlib>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "frame/tables.h"
@@ -111,35 +112,26 @@ TEST_F(PluginTest, AnotherStartUpRegistersWhatTheFirstDid) {
   qvlhost::Reset(config_);
 }
 
-struct DebugCase {
-  const char* value;
-  bool enabled, builtApplication;
-};
-
-class DebugVariable : public PluginTest, public ::testing::WithParamInterface<DebugCase> {
- protected:
-  qvlhost::Config HostConfig() override {
-    qvlhost::Config config;
-    config.builtApplication = GetParam().builtApplication;
-    return config;
-  }
-};
-
 // Only one, "true" or "yes" in any case turn tracing on; a built application never writes the loading line.
-TEST_P(DebugVariable, TurnsTracingOnAndWritesTheLoadingLine) {
-  qvlhost::LogCapture log;
-  setenv("QVLDEBUG", GetParam().value, 1);
-  REALPluginMain(qvlhost::Resolver());
-  unsetenv("QVLDEBUG");
-  EXPECT_EQ(GetParam().enabled, DebuggingEnabled);
-  const Lines loading = {"Loading Picture in Xojo 2024.03 and plugin SDK version 13..."};
-  EXPECT_EQ(GetParam().enabled && !GetParam().builtApplication ? loading : Lines{}, log.Lines());
+TEST_F(PluginTest, DebugVariableTurnsTracingOnAndWritesTheLoadingLine) {
+  const std::tuple<const char*, bool, bool> cases[] = {// QVLDEBUG, tracing, a built application
+                                                       {"YES", true, false}, {"True", true, false}, {"1", true, false},
+                                                       {"2", false, false},  {"on", false, false},  {"", false, false},
+                                                       {"yes", true, true}};
+  for (auto [value, enabled, builtApplication] : cases) {
+    SCOPED_TRACE(value);
+    qvlhost::Config config;
+    config.builtApplication = builtApplication;
+    qvlhost::Reset(config);
+    qvlhost::LogCapture log;
+    setenv("QVLDEBUG", value, 1);
+    REALPluginMain(qvlhost::Resolver());
+    unsetenv("QVLDEBUG");
+    EXPECT_EQ(enabled, DebuggingEnabled);
+    const Lines loading = {"Loading Picture in Xojo 2024.03 and plugin SDK version 13..."};
+    EXPECT_EQ(enabled && !builtApplication ? loading : Lines{}, log.Lines());
+  }
+  qvlhost::Reset(config_);
 }
-
-INSTANTIATE_TEST_SUITE_P(Values, DebugVariable,
-                         ::testing::Values(DebugCase{"YES", true, false}, DebugCase{"True", true, false},
-                                           DebugCase{"1", true, false}, DebugCase{"2", false, false},
-                                           DebugCase{"on", false, false}, DebugCase{"", false, false},
-                                           DebugCase{"yes", true, true}));
 
 }  // namespace

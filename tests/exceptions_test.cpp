@@ -14,19 +14,7 @@ struct NullWhat : std::exception {
   const char* what() const noexcept override { return nullptr; }
 };
 
-class ExceptionBridgeTest : public PluginTest {
- protected:
-  // The class and message of the pending exception, which is then cleared.
-  std::string TakePending() {
-    REALobjectStruct* pending = qvlhost::PendingException();
-    if (!pending) return "nothing pending";
-    EXPECT_EQ(0, qvlhost::ExceptionErrorNumber(pending));
-    std::string text = qvlhost::ClassName(pending) + ": " +
-                       (qvlhost::ExceptionHasMessage(pending) ? qvlhost::ExceptionMessage(pending) : "(nil)");
-    qvlhost::ClearPendingException();
-    return text;
-  }
-};
+using ExceptionBridgeTest = PluginTest;
 
 TEST_F(ExceptionBridgeTest, CaughtExceptionsRaiseTheirHostClass) {
   const struct {
@@ -43,17 +31,19 @@ TEST_F(ExceptionBridgeTest, CaughtExceptionsRaiseTheirHostClass) {
       {[] { throw NullWhat(); }, "RuntimeException: C++ Exception."},
       {[] { throw 7; }, "RuntimeException: Sorry, but there was an unnamed C++ Exception."},
   };
-  DebuggingEnabled = true;
   for (const auto& c : cases) {
-    qvlhost::LogCapture log;
-    REALstringStruct* result = CatchIntoHostException([&]() -> REALstringStruct* {
-      c.fail();
-      return qvlhost::NewString("unreached");
+    SCOPED_TRACE(c.raised);
+    const std::vector<std::string> lines = TracedLines([&] {
+      EXPECT_EQ(nullptr, CatchIntoHostException([&]() -> REALstringStruct* {
+                  c.fail();
+                  return qvlhost::NewString("unreached");
+                }));
     });
-    EXPECT_EQ(nullptr, result);
-    EXPECT_EQ(c.raised, TakePending());
-    bool unnamed = std::string(c.raised).find("unnamed") != std::string::npos;
-    EXPECT_EQ(unnamed ? 1 : 0, CountOf(log.Lines(), "QVL Debug: Unnamed C++ Exception.")) << c.raised;
+    ASSERT_NE(nullptr, qvlhost::PendingException());
+    EXPECT_EQ(0, qvlhost::ExceptionErrorNumber(qvlhost::PendingException()));
+    EXPECT_EQ(c.raised, TakePendingException());
+    const bool unnamed = std::string(c.raised).find("unnamed") != std::string::npos;
+    EXPECT_EQ(unnamed ? 1 : 0, CountOf(lines, "QVL Debug: Unnamed C++ Exception."));
   }
 }
 
@@ -65,7 +55,7 @@ TEST_F(ExceptionBridgeTest, RaiseDegradesOrDropsWhatTheHostLacks) {
   } cases[] = {
       {{}, {}, "picture is nil", "NilObjectException: picture is nil"},
       {{"NilObjectException"}, {}, "picture is nil", "RuntimeException: picture is nil"},
-      {{"NilObjectException", "RuntimeException"}, {}, "picture is nil", "nothing pending"},
+      {{"NilObjectException", "RuntimeException"}, {}, "picture is nil", ""},
       {{}, {}, nullptr, "NilObjectException: (nil)"},
       {{}, {}, "", "NilObjectException: (nil)"},
       {{}, {"Message"}, "picture is nil", "NilObjectException: (nil)"},
@@ -76,7 +66,7 @@ TEST_F(ExceptionBridgeTest, RaiseDegradesOrDropsWhatTheHostLacks) {
     config.failingProperties = c.failingProperties;
     qvlhost::Reset(config);
     RaiseException("NilObjectException", c.message);
-    EXPECT_EQ(c.raised, TakePending());
+    EXPECT_EQ(c.raised, TakePendingException());
     EXPECT_EQ("", qvlhost::BalanceProblems()) << c.raised;
   }
 }
@@ -85,7 +75,7 @@ TEST_F(ExceptionBridgeTest, RaiseDegradesOrDropsWhatTheHostLacks) {
 TEST_F(ExceptionBridgeTest, NothingIsRaisedWithoutTheRaiseEntry) {
   qvlhost::CurrentConfig().hiddenEntries.insert("RuntimeRaiseException");
   RaiseException("NilObjectException", "picture is nil");
-  EXPECT_EQ("nothing pending", TakePending());
+  EXPECT_EQ("", TakePendingException());
   EXPECT_EQ(1, JournalCount("PluginNewInstance"));
 }
 

@@ -52,9 +52,11 @@ TEST_F(HostOutOfMemory, EntriesGiveTheirFailureResult) {
   REALpictureDescription description{};
   const std::string text(2000, 'q');
   std::vector<qvlhost::OwnedObject> kept;  // objects the entries made, given back at the end
-  auto Keep = [&](void* handle) {
+  // Keeps what a call made; true when it made nothing.
+  auto MadeNothing = [&](void* handle) {
     Disarm();
     if (handle) kept.emplace_back(static_cast<REALobjectStruct*>(handle));
+    return handle == nullptr;
   };
   // Looked up before any allocation fails: a look-up that fails finds nothing.
   auto version = HostEntry<QVLGetRBVersionFn>("REALGetRBVersion");
@@ -77,18 +79,8 @@ TEST_F(HostOutOfMemory, EntriesGiveTheirFailureResult) {
     std::function<bool()> call;
   } cases[] = {
       {"REALGetRBVersion", [&] { return version() == 0.0; }},
-      {"newPicture",
-       [&] {
-         REALpictureStruct* made = newPicture(8, 8, 32);
-         Keep(made);
-         return made == nullptr;
-       }},
-      {"PluginNewInstance",
-       [&] {
-         REALobjectStruct* made = newInstance("Picture");
-         Keep(made);
-         return made == nullptr;
-       }},
+      {"newPicture", [&] { return MadeNothing(newPicture(8, 8, 32)); }},
+      {"PluginNewInstance", [&] { return MadeNothing(newInstance("Picture")); }},
       {"REALBuildString",
        [&] {
          REALstringStruct* made = buildString(text.data(), int32_t(text.size()));
@@ -104,12 +96,7 @@ TEST_F(HostOutOfMemory, EntriesGiveTheirFailureResult) {
          if (locked) unlockDescription(picture);
          return !locked;
        }},
-      {"Picture.BestRepresentation",
-       [&] {
-         REALpictureStruct* made = bestRepresentation(vector, 8, 8, 1.0);
-         Keep(made);
-         return made == nullptr;
-       }},
+      {"Picture.BestRepresentation", [&] { return MadeNothing(bestRepresentation(vector, 8, 8, 1.0)); }},
   };
   for (const auto& c : cases) {
     int failures = 0;

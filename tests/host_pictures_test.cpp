@@ -8,6 +8,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <string>
+#include <tuple>
 
 #include "qvl/entry_points.h"
 #include "support/plugin_test.h"
@@ -92,31 +93,29 @@ QVL_INSTANTIATE_LAYOUTS(HostPictureTest);
 using FileAlphaTest = PluginTest;
 
 TEST_F(FileAlphaTest, AlphaChannelExactlyWhenTheFileHasOne) {
-  struct Case {
-    const char* name;
-    bool trueColour, saveAlpha, transparentIndex, hasAlpha;
-  };
-  const Case cases[] = {{"rgb.png", true, false, false, false},        {"rgba.png", true, true, false, true},
-                        {"trns.png", false, false, true, true},        {"palette.png", false, false, false, false},
-                        {"transparent.gif", false, false, true, true}, {"plain.gif", false, false, false, false}};
-  for (const Case& c : cases) {
-    SCOPED_TRACE(c.name);
-    gdImagePtr image = c.trueColour ? gdImageCreateTrueColor(2, 2) : gdImageCreate(2, 2);
-    if (c.saveAlpha) gdImageSaveAlpha(image, 1);
-    if (!c.trueColour) {
+  // A file, whether it is true colour, saves alpha, has a transparent index, and has alpha when read.
+  const std::tuple<std::string, bool, bool, bool, bool> cases[] = {
+      {"rgb.png", true, false, false, false},        {"rgba.png", true, true, false, true},
+      {"trns.png", false, false, true, true},        {"palette.png", false, false, false, false},
+      {"transparent.gif", false, false, true, true}, {"plain.gif", false, false, false, false}};
+  for (const auto& [name, trueColour, saveAlpha, transparentIndex, hasAlpha] : cases) {
+    SCOPED_TRACE(name);
+    gdImagePtr image = trueColour ? gdImageCreateTrueColor(2, 2) : gdImageCreate(2, 2);
+    if (saveAlpha) gdImageSaveAlpha(image, 1);
+    if (!trueColour) {
       int colour = gdImageColorAllocate(image, 1, 2, 3);
-      if (c.transparentIndex) gdImageColorTransparent(image, colour);
+      if (transparentIndex) gdImageColorTransparent(image, colour);
     }
-    std::string path = TempPath(c.name);
+    std::string path = TempPath(name);
     FILE* file = std::fopen(path.c_str(), "wb");
     ASSERT_NE(file, nullptr);
-    std::string(c.name).find(".gif") != std::string::npos ? gdImageGif(image, file) : gdImagePng(image, file);
+    name.find(".gif") != std::string::npos ? gdImageGif(image, file) : gdImagePng(image, file);
     std::fclose(file);
     gdImageDestroy(image);
     OwnedPicture picture(qvlhost::ReadPictureFile(path));
     std::remove(path.c_str());
     ASSERT_TRUE(picture);
-    EXPECT_EQ(c.hasAlpha, qvlhost::HasAlphaChannel(picture));
+    EXPECT_EQ(hasAlpha, qvlhost::HasAlphaChannel(picture));
   }
 }
 

@@ -1,5 +1,5 @@
 // The resolver answers the entry points the plug-in uses and hides what the
-// configuration hides.
+// configuration hides; how the other settings show, the plug-in's tests see.
 #include <gtest/gtest.h>
 
 #include <string>
@@ -14,12 +14,7 @@ class ResolverTest : public PluginTest {
  protected:
   qvlhost::Config HostConfig() override {
     qvlhost::Config config;
-    config.version = 2019.01;
     config.hiddenEntries = {"REALLockObject"};
-    config.hiddenClasses = {"MemoryBlock"};
-    config.app = qvlhost::AppKind::Console;
-    config.failingProperties = {"HorizontalResolution"};
-    config.hiddenMethods = {"Mask(create As Boolean = True) As Picture"};
     return config;
   }
 };
@@ -35,28 +30,6 @@ TEST_F(ResolverTest, AnswersEveryEntryButHiddenAndUnknownOnes) {
     EXPECT_EQ(entry == "REALLockObject", gResolver(entry.c_str()) == nullptr) << entry;
   }
   EXPECT_EQ(nullptr, gResolver("reallockpicturedescription"));
-}
-
-TEST_F(ResolverTest, VersionApplicationClassesPropertiesAndMethodsFollowTheConfiguration) {
-  EXPECT_EQ(2019.01, reinterpret_cast<QVLGetRBVersionFn>(gResolver("REALGetRBVersion"))());
-  auto classRef = reinterpret_cast<REALGetClassRefFn>(gResolver("pluginObjectType"));
-  EXPECT_NE(nullptr, classRef("ConsoleApplication"));
-  EXPECT_EQ(nullptr, classRef("Application"));
-  EXPECT_EQ(nullptr, classRef("MemoryBlock"));
-  EXPECT_EQ(nullptr, reinterpret_cast<REALnewInstanceFn>(gResolver("PluginNewInstance"))("MemoryBlock"));
-  reinterpret_cast<QVLRegisterPluginVersionFn>(gResolver("RegisterPluginVersion"))(15);
-  EXPECT_EQ(15, qvlhost::RegisteredPluginVersion());
-
-  qvlhost::OwnedPicture picture(qvlhost::NewPicture(2, 2));
-  int64_t value = 0;
-  EXPECT_FALSE(
-      REALGetPropValueIntegerFn(gResolver("REALGetPropValueInteger"))(picture, "HorizontalResolution", &value));
-  EXPECT_FALSE(REALSetPropValueIntegerFn(gResolver("REALSetPropValueInteger"))(picture, "HorizontalResolution", 3));
-  EXPECT_TRUE(REALSetPropValueIntegerFn(gResolver("REALSetPropValueInteger"))(picture, "VerticalResolution", 3));
-  EXPECT_EQ(3, qvlhost::VerticalResolution(picture));
-  auto load = REALLoadObjectMethodFn(gResolver("REALLoadObjectMethod"));
-  EXPECT_EQ(nullptr, load(picture, "Mask(create As Boolean = True) As Picture"));
-  EXPECT_NE(nullptr, load(picture, "Mask(assigns newMask As Picture)"));
 }
 
 // With the journal off the host's entries work as before and record nothing.

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <string>
+#include <tuple>
 
 #include "support/plugin_test.h"
 
@@ -23,14 +24,6 @@ class MultiplyTables : public PluginTest {
     ASSERT_EQ(InitedMultiplyTable, 2u);
   }
 };
-
-TEST_F(MultiplyTables, TellingEntries) {
-  const int multiply[][3] = {{0, 255, 0}, {1, 127, 0}, {1, 128, 1}, {128, 128, 64}, {128, 255, 128}, {255, 100, 100}};
-  const int unmultiply[][3] = {{0, 0, 255}, {0, 1, 1},       {1, 0, 127},     {1, 1, 255},    {1, 2, 2},
-                               {2, 1, 191}, {128, 128, 255}, {128, 129, 129}, {255, 100, 100}};
-  for (auto [a, c, value] : multiply) EXPECT_EQ(Multiplied(a, c), value) << a << "," << c;
-  for (auto [a, v, value] : unmultiply) EXPECT_EQ(Unmultiplied(a, v), value) << a << "," << v;
-}
 
 // Multiply is a * c / 255 rounded with halves up, as the closed formula and
 // as the float arithmetic it stands for; unmultiply is the largest straight
@@ -70,25 +63,24 @@ bool Journaled(const std::string& entry) {
 // Above 2020.0 the Mask method answers; at 2020.0, and when the method is
 // missing (which is traced), REALGetPictureMask does.
 TEST_F(PictureMasks, MaskAskedByHostVersion) {
-  const struct {
-    double version;
-    bool methodHidden, viaMethod;
-  } cases[] = {{2020.01, false, true}, {2020.0, false, false}, {2024.03, true, false}};
-  DebuggingEnabled = true;
-  for (const auto& c : cases) {
-    rbversion_rbversion = c.version;
+  const std::tuple<double, bool, bool> cases[] = {// version, the Mask method hidden, asked through it
+                                                  {2020.01, false, true},
+                                                  {2020.0, false, false},
+                                                  {2024.03, true, false}};
+  for (auto [version, methodHidden, viaMethod] : cases) {
+    SCOPED_TRACE(version);
+    rbversion_rbversion = version;
     qvlhost::CurrentConfig().hiddenMethods.clear();
-    if (c.methodHidden) qvlhost::CurrentConfig().hiddenMethods.insert("Mask(create As Boolean = True) As Picture");
-    OwnedPicture picture(qvlhost::NewPicture(3, 2)), mask(qvlhost::NewPicture(3, 2));
+    if (methodHidden) qvlhost::CurrentConfig().hiddenMethods.insert("Mask(create As Boolean = True) As Picture");
+    OwnedPicture picture(qvlhost::NewPicture(3, 2)), mask(qvlhost::NewPicture(3, 2)), got;
     qvlhost::SetPictureMask(picture, mask);
     qvlhost::ClearJournal();
-    qvlhost::LogCapture log;
-    OwnedPicture got(MyREALGetPictureMask(picture, true));
-    EXPECT_EQ(got.get(), mask.get()) << c.version;
-    EXPECT_EQ(Journaled("Mask(create As Boolean"), c.viaMethod) << c.version;
-    EXPECT_EQ(Journaled("REALGetPictureMask"), !c.viaMethod) << c.version;
-    const std::vector<std::string> lines = log.Lines();
-    EXPECT_EQ(CountOf(lines, "QVL Debug: No Mask function!?"), c.methodHidden) << c.version;
+    const std::vector<std::string> lines =
+        TracedLines([&] { got = OwnedPicture(MyREALGetPictureMask(picture, true)); });
+    EXPECT_EQ(got.get(), mask.get());
+    EXPECT_EQ(Journaled("Mask(create As Boolean"), viaMethod);
+    EXPECT_EQ(Journaled("REALGetPictureMask"), !viaMethod);
+    EXPECT_EQ(CountOf(lines, "QVL Debug: No Mask function!?"), methodHidden);
   }
 }
 

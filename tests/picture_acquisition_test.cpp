@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "picture/picture_editor.h"
@@ -16,6 +17,7 @@ using qvlhost::AppKind;
 using qvlhost::OwnedPicture;
 using qvlhost::Storage;
 using ::testing::Contains;
+using Lines = std::vector<std::string>;
 
 class AcquisitionTest : public PluginTest {
  protected:
@@ -41,26 +43,24 @@ TEST_F(AcquisitionTest, PictureKindsDecideWhatCanBeWritten) {
   const char *hiDpi = "HiDPI Image, return false", *vector = "Vector image, return false", *ok = "Mutable Image, ok";
   // A vector picture is read through a duplicate: its own storage is asked
   // for and refused, then the duplicate's is locked.
-  const struct {
-    int64_t kind;
-    bool writing, acquired;
-    const char* word;
-    int64_t locks;
-  } cases[] = {{0, true, false, hiDpi, 0},   {1, true, false, vector, 0},  {3, true, false, vector, 0},
-               {2, true, true, ok, 1},       {7, true, true, nullptr, 1},  {-1, true, true, nullptr, 1},
-               {0, false, true, nullptr, 1}, {1, false, true, nullptr, 2}, {3, false, true, nullptr, 2},
-               {2, false, true, ok, 1}};
-  DebuggingEnabled = true;
+  const std::tuple<int64_t, bool, bool, const char*, int64_t> cases[] = {
+      // kind, writing, acquired, word, locks
+      {0, true, false, hiDpi, 0},   {1, true, false, vector, 0},  {3, true, false, vector, 0},
+      {2, true, true, ok, 1},       {7, true, true, nullptr, 1},  {-1, true, true, nullptr, 1},
+      {0, false, true, nullptr, 1}, {1, false, true, nullptr, 2}, {3, false, true, nullptr, 2},
+      {2, false, true, ok, 1}};
   qvlhost::CurrentConfig().version = rbversion_rbversion = 2015.04;  // below the hosts with a best representation
-  for (const auto& c : cases) {
+  for (auto [kind, writing, acquired, word, locks] : cases) {
+    SCOPED_TRACE(kind);
     OwnedPicture pic(qvlhost::NewPicture(2, 2));
-    qvlhost::SetPictureKind(pic, c.kind);
+    qvlhost::SetPictureKind(pic, kind);
     qvlhost::ClearJournal();
-    qvlhost::LogCapture log;
     PictureEditor editor;
-    EXPECT_EQ(c.acquired, editor.GetPictureEditor(pic, !c.writing, c.writing)) << c.kind;
-    EXPECT_EQ(c.locks, JournalCount("REALLockPictureDescription")) << c.kind;
-    EXPECT_TRUE(!c.word || CountOf(log.Lines(), std::string("QVL Debug: ") + c.word)) << c.kind;
+    bool got = false;
+    const Lines lines = TracedLines([&, w = writing] { got = editor.GetPictureEditor(pic, !w, w); });
+    EXPECT_EQ(acquired, got);
+    EXPECT_EQ(locks, JournalCount("REALLockPictureDescription"));
+    EXPECT_TRUE(!word || CountOf(lines, std::string("QVL Debug: ") + word));
   }
 }
 
@@ -72,31 +72,24 @@ TEST_F(AcquisitionTest, MissingKindEntryCountsAsMutable) {
 }
 
 TEST_F(AcquisitionTest, StorageFormsRefuseWhatTheyCannotWalk) {
-  const struct {
-    AppKind app;
-    Storage storage;
-    uint32_t pictureTypeAfter;
-    const char* word;
-  } cases[] = {
+  const std::tuple<AppKind, Storage, uint32_t, const char*> cases[] = {
+      // and the picture type after, a word
       {AppKind::Desktop, Storage::CG(0), 0, nullptr},
       {AppKind::Desktop, Storage::CG(7), 0, nullptr},
       {AppKind::Desktop, Storage::CG(1, 24), 1, "BitsPerPixel is not 32."},
-      {AppKind::Console, Storage::Palette(), 0, nullptr},
-  };
-  DebuggingEnabled = true;
-  for (const auto& c : cases) {
-    Configure(c.app, c.storage);
+      {AppKind::Console, Storage::Palette(), 0, nullptr}};
+  for (auto [app, storage, pictureTypeAfter, word] : cases) {
+    SCOPED_TRACE(storage.Name());
+    Configure(app, storage);
     OwnedPicture pic(qvlhost::NewPicture(2, 2));
-    qvlhost::LogCapture log;
     PictureEditor editor;
-    EXPECT_FALSE(editor.GetPictureEditor(pic, false, true)) << c.storage.Name();
-    const std::vector<std::string> lines = log.Lines();
-    EXPECT_THAT(lines, Contains("QVL Debug: GetPictureEditor failed")) << c.storage.Name();
-    EXPECT_TRUE(!c.word || CountOf(lines, std::string("QVL Debug: ") + c.word));
-    const bool alphaNamed = std::any_of(
-        lines.begin(), lines.end(), [](const std::string& line) { return line.find("kCGImageAlpha") != line.npos; });
-    EXPECT_EQ(c.pictureTypeAfter != 0, alphaNamed) << c.storage.Name();
-    EXPECT_EQ(c.pictureTypeAfter, editor.pictureType) << c.storage.Name();
+    const Lines lines = TracedLines([&] { EXPECT_FALSE(editor.GetPictureEditor(pic, false, true)); });
+    EXPECT_THAT(lines, Contains("QVL Debug: GetPictureEditor failed"));
+    EXPECT_TRUE(!word || CountOf(lines, std::string("QVL Debug: ") + word));
+    EXPECT_EQ(pictureTypeAfter != 0, std::any_of(lines.begin(), lines.end(), [](const std::string& line) {
+                return line.find("kCGImageAlpha") != line.npos;
+              }));
+    EXPECT_EQ(pictureTypeAfter, editor.pictureType);
     EXPECT_EQ(0, qvlhost::DescriptionLockCount(pic));
     EXPECT_EQ(1, qvlhost::ReferenceCount(pic));
   }
@@ -125,44 +118,40 @@ TEST_P(AcquiredLayoutTest, AcquisitionRecordsSizeLayoutAndProperties) {
 TEST_F(AcquisitionTest, UnreadablePropertiesCountAsFalseAndZero) {
   qvlhost::CurrentConfig().failingProperties = {"HasAlphaChannel", "VerticalResolution"};
   OwnedPicture pic(qvlhost::NewAlphaPicture(2, 2));
-  DebuggingEnabled = true;
-  qvlhost::LogCapture log;
-  PictureReader reader(pic);
-  ASSERT_EQ(pic.get(), reader.picture);
-  EXPECT_FALSE(reader.HasAlphaChannel);
-  EXPECT_EQ(0, reader.VerticalResolution);
-  EXPECT_EQ(72, reader.HorizontalResolution);
-  EXPECT_THAT(log.Lines(), Contains("QVL Debug: HasAlphaChannel property not found."));
+  const Lines lines = TracedLines([&] {
+    PictureReader reader(pic);
+    ASSERT_EQ(pic.get(), reader.picture);
+    EXPECT_FALSE(reader.HasAlphaChannel);
+    EXPECT_EQ(0, reader.VerticalResolution);
+    EXPECT_EQ(72, reader.HorizontalResolution);
+  });
+  EXPECT_THAT(lines, Contains("QVL Debug: HasAlphaChannel property not found."));
 }
 
 // The first acquisition asks the host three times what it runs; the flags it
 // sets stick, and where the host did not say, the other storage form is not tried later.
 TEST_F(AcquisitionTest, ApplicationProbeSetsOneFlagOnce) {
-  const struct {
-    AppKind app;
-    Storage storage;
-    bool desktop;
-  } cases[] = {{AppKind::Desktop, Storage::CG(2), true},
-               {AppKind::Console, Storage::GD(), false},
-               {AppKind::Web, Storage::GD(), false},
-               {AppKind::None, Storage::CG(2), true},
-               {AppKind::None, Storage::GD(), false}};
-  for (const auto& c : cases) {
+  const std::tuple<AppKind, Storage, bool> cases[] = {{AppKind::Desktop, Storage::CG(2), true},
+                                                      {AppKind::Console, Storage::GD(), false},
+                                                      {AppKind::Web, Storage::GD(), false},
+                                                      {AppKind::None, Storage::CG(2), true},
+                                                      {AppKind::None, Storage::GD(), false}};
+  for (auto [app, storage, desktop] : cases) {
     IsConsole = IsDesktop = CheckedApplication = false;
-    Configure(c.app, c.storage);
+    Configure(app, storage);
     OwnedPicture first(qvlhost::NewPicture(2, 2)), second(qvlhost::NewPicture(2, 2));
     qvlhost::ClearJournal();
     PictureEditor editor;
     EXPECT_TRUE(editor.GetPictureEditor(first, true, false));
     EXPECT_EQ(3, JournalCount("pluginObjectType"));
     EXPECT_TRUE(CheckedApplication);
-    EXPECT_EQ(c.desktop, IsDesktop);
-    EXPECT_EQ(!c.desktop, IsConsole);
+    EXPECT_EQ(desktop, IsDesktop);
+    EXPECT_EQ(!desktop, IsConsole);
     qvlhost::ClearJournal();
     EXPECT_TRUE(editor.GetPictureEditor(second, true, false));
     EXPECT_EQ(0, JournalCount("pluginObjectType"));
-    if (c.app != AppKind::None) continue;
-    qvlhost::CurrentConfig().storage = c.desktop ? Storage::GD() : Storage::CG(2);
+    if (app != AppKind::None) continue;
+    qvlhost::CurrentConfig().storage = desktop ? Storage::GD() : Storage::CG(2);
     OwnedPicture later(qvlhost::NewPicture(2, 2));
     qvlhost::ClearJournal();
     EXPECT_FALSE(editor.GetPictureEditor(later, false, true));

@@ -87,21 +87,19 @@ TEST_P(RowTest, RowsAddressTheHostPixelsAndOutsideRowsAreReported) {
 TEST_P(RowTest, WarningsShareALimitOfNineLines) {
   OwnedPicture pic(qvlhost::NewPicture(3, 2));
   PictureReader reader(pic);
-  const struct {
-    bool debugging;
-    int tooSmall, tooBig;
-    int64_t smallLines, bigLines;
-  } cases[] = {{true, 0, 10, 0, 9}, {true, 5, 5, 5, 4}, {true, 12, 1, 9, 0}, {false, 4, 6, 0, 0}};
-  for (const auto& c : cases) {
-    if (reader.pictureType == 8 && c.tooSmall) continue;  // gd counts a row above also as a nil row
+  // Tracing, rows asked above and below the picture, the lines written for each.
+  const std::tuple<bool, int, int, int64_t, int64_t> cases[] = {
+      {true, 0, 10, 0, 9}, {true, 5, 5, 5, 4}, {true, 12, 1, 9, 0}, {false, 4, 6, 0, 0}};
+  for (auto [debugging, tooSmall, tooBig, smallLines, bigLines] : cases) {
+    if (reader.pictureType == 8 && tooSmall) continue;  // gd counts a row above also as a nil row
     reader.warningCount = 0;
-    DebuggingEnabled = c.debugging;
+    DebuggingEnabled = debugging;
     qvlhost::LogCapture log;
-    for (int i = 0; i < c.tooSmall; ++i) reader.GetRow(-7);
-    for (int i = 0; i < c.tooBig; ++i) reader.GetRow(2);
-    EXPECT_EQ(c.smallLines, CountOf(log.Lines(), "QVL Debug: y is too small -7"));
-    EXPECT_EQ(c.bigLines, CountOf(log.Lines(), "y too big: 2 of 2 in GetRow"));
-    EXPECT_EQ(c.tooSmall + c.tooBig, reader.warningCount);
+    for (int i = 0; i < tooSmall; ++i) reader.GetRow(-7);
+    for (int i = 0; i < tooBig; ++i) reader.GetRow(2);
+    EXPECT_EQ(smallLines, CountOf(log.Lines(), "QVL Debug: y is too small -7"));
+    EXPECT_EQ(bigLines, CountOf(log.Lines(), "y too big: 2 of 2 in GetRow"));
+    EXPECT_EQ(tooSmall + tooBig, reader.warningCount);
   }
   DebuggingEnabled = true;
   qvlhost::LogCapture log;

@@ -4,11 +4,13 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "filters/invert.h"
 #include "filters/threshold.h"
 #include "picture/picture_editor.h"
+#include "support/every_pixel.h"
 #include "support/plugin_test.h"
 
 namespace {
@@ -48,24 +50,21 @@ TEST_F(WriterTest, SizeLimitsNameTheFirstSideThatFails) {
 }
 
 TEST_F(WriterTest, AlphaReaderTakesTheConstructorPathWithoutSizeLimit) {
-  const struct {
-    double version;
-    bool alpha;
-    int64_t width;
-    bool made;
-  } cases[] = {
-      {2024.03, true, 40000, true}, {2024.03, false, 40000, false}, {2011.04, true, 10, true},
-      {2011.03, true, 10, false},   {2011.03, false, 10, true},
-  };
-  for (const auto& c : cases) {
-    qvlhost::CurrentConfig().version = rbversion_rbversion = c.version;
-    OwnedPicture source(c.alpha ? qvlhost::NewAlphaPicture(c.width, 1) : qvlhost::NewPicture(c.width, 1));
+  const std::tuple<double, bool, int64_t, bool> cases[] = {// version, alpha, width, made
+                                                           {2024.03, true, 40000, true},
+                                                           {2024.03, false, 40000, false},
+                                                           {2011.04, true, 10, true},
+                                                           {2011.03, true, 10, false},
+                                                           {2011.03, false, 10, true}};
+  for (auto [version, alpha, width, made] : cases) {
+    qvlhost::CurrentConfig().version = rbversion_rbversion = version;
+    OwnedPicture source(alpha ? qvlhost::NewAlphaPicture(width, 1) : qvlhost::NewPicture(width, 1));
     qvlhost::SetResolution(source, 144, 72);
     PictureReader reader(source);
     ASSERT_EQ(source.get(), reader.picture);
     PictureWriter writer;
-    EXPECT_EQ(c.made, writer.NewPictureWriter(reader)) << c.version << " " << c.alpha << " " << c.width;
-    EXPECT_EQ(c.made && c.alpha, writer.HasAlphaChannel);
+    EXPECT_EQ(made, writer.NewPictureWriter(reader)) << version << " " << alpha << " " << width;
+    EXPECT_EQ(made && alpha, writer.HasAlphaChannel);
     EXPECT_EQ(144, writer.HorizontalResolution);  // carried on every path, also after a failure
     EXPECT_EQ(72, writer.VerticalResolution);
   }
@@ -91,19 +90,18 @@ TEST_F(WriterTest, ConstructorPathFailuresGiveNil) {
 }
 
 TEST_F(WriterTest, RenderSetsResolutionsOnlyWhenBothArePositive) {
-  const struct {
-    int64_t horizontal, vertical, expectedHorizontal, expectedVertical;
-  } cases[] = {{0, 0, 96, 96}, {144, 72, 144, 72}, {144, 0, 96, 96}, {0, 300, 96, 96}};
+  const std::tuple<int64_t, int64_t, int64_t, int64_t> cases[] = {
+      {144, 72, 144, 72}, {144, 0, 96, 96}, {0, 300, 96, 96}};  // resolutions of the source, then of the result
   qvlhost::CurrentConfig().newPictureResolution = 96;
-  for (const auto& c : cases) {
+  for (auto [horizontal, vertical, expectedHorizontal, expectedVertical] : cases) {
     OwnedPicture source(qvlhost::NewPicture(3, 3));
-    qvlhost::SetResolution(source, c.horizontal, c.vertical);
+    qvlhost::SetResolution(source, horizontal, vertical);
     PictureReader reader(source);
     PictureWriter writer;
     ASSERT_TRUE(writer.NewPictureWriter(reader));
     OwnedPicture result(writer.RenderPictureWriter());
-    EXPECT_EQ(c.expectedHorizontal, qvlhost::HorizontalResolution(result));
-    EXPECT_EQ(c.expectedVertical, qvlhost::VerticalResolution(result));
+    EXPECT_EQ(expectedHorizontal, qvlhost::HorizontalResolution(result)) << horizontal;
+    EXPECT_EQ(expectedVertical, qvlhost::VerticalResolution(result)) << vertical;
   }
 }
 
@@ -128,38 +126,18 @@ TEST_F(WriterTest, ReferencesPassFromCreatorToWriterToCaller) {
 }
 
 TEST_F(WriterTest, RenderingAnEmptyEditorGivesNilAndStillClears) {
-  DebuggingEnabled = true;
-  qvlhost::LogCapture log;
   PictureEditor editor;
-  EXPECT_EQ(nullptr, editor.RenderPictureWriter());
-  const std::vector<std::string> lines = log.Lines();
+  const std::vector<std::string> lines = TracedLines([&] { EXPECT_EQ(nullptr, editor.RenderPictureWriter()); });
   EXPECT_THAT(lines, Contains(StartsWith("QVL Debug: RenderPictureWriter done ")));
   EXPECT_THAT(lines, Contains("QVL Debug: ClosePictureReader done"));
   EXPECT_TRUE(qvlhost::Journal().empty());
 }
 
-// A host that cannot lock objects: the writer keeps the creator's reference
-// and hands it to the caller, and readers give back none they did not take.
-class WriterWithoutLock : public LayoutTest {
- protected:
-  qvlhost::Config HostConfig() override {
-    qvlhost::Config config = LayoutTest::HostConfig();
-    config.hiddenEntries = {"REALLockObject"};
-    return config;
-  }
-};
-
-std::vector<uint32_t> PixelWords(REALpictureStruct* picture) {
-  std::vector<uint32_t> words;
-  for (int64_t y = 0; y < qvlhost::PictureHeight(picture); ++y) {
-    for (int64_t x = 0; x < qvlhost::PictureWidth(picture); ++x) words.push_back(qvlhost::PixelWord(picture, x, y));
-  }
-  return words;
-}
-
-// Each filter's result is alive, holds the caller's one reference, and has
+// On a host that cannot lock objects the writer keeps the creator's reference
+// and hands it to the caller, and readers give back none they did not take:
+// each filter's result is alive, holds the caller's one reference, and has
 // the pixels that the same filter gives on a host that can lock.
-TEST_P(WriterWithoutLock, FilterResultsStayAliveWithOneReference) {
+TEST_F(WriterTest, FilterResultsWithoutLockStayAliveWithOneReference) {
   const struct {
     const char* name;
     bool alphaSource;
@@ -170,19 +148,17 @@ TEST_P(WriterWithoutLock, FilterResultsStayAliveWithOneReference) {
       {"ThresholdQVL", false, [](REALpictureStruct* pic) { return ThresholdQVL(pic, 128); }},
   };
   for (const auto& c : cases) {
+    SCOPED_TRACE(c.name);
     qvlhost::CurrentConfig().hiddenEntries = {"REALLockObject"};
     OwnedPicture source(c.alphaSource ? qvlhost::NewAlphaPicture(3, 2) : qvlhost::NewPicture(3, 2));
     for (int64_t x = 0; x < 3; ++x) qvlhost::SetPixelColour(source, x, 1, {200, 150, 100, 255});
     OwnedPicture result(c.filter(source));
-    ASSERT_NE(nullptr, result.get()) << c.name;
-    EXPECT_EQ(1, qvlhost::ReferenceCount(result)) << c.name;
-    EXPECT_EQ(1, qvlhost::ReferenceCount(source)) << c.name;
+    ASSERT_NE(nullptr, result.get());
+    EXPECT_EQ(1, qvlhost::ReferenceCount(result));
+    EXPECT_EQ(1, qvlhost::ReferenceCount(source));
     qvlhost::CurrentConfig().hiddenEntries.clear();
-    OwnedPicture locked(c.filter(source));
-    EXPECT_EQ(PixelWords(locked), PixelWords(result)) << c.name;
+    ExpectSamePicture(result, OwnedPicture(c.filter(source)));
   }
 }
-
-QVL_INSTANTIATE_LAYOUTS(WriterWithoutLock);
 
 }  // namespace

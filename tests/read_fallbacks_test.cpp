@@ -5,10 +5,12 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "filters/threshold.h"
 #include "picture/fallbacks.h"
+#include "support/every_pixel.h"
 #include "support/plugin_test.h"
 
 namespace {
@@ -17,6 +19,7 @@ using qvlhost::OwnedPicture;
 using qvlhost::Rgba;
 using qvlhost::Storage;
 using ::testing::Contains;
+using Lines = std::vector<std::string>;
 
 constexpr const char* kDrawDouble =
     "DrawPicture(Image as Picture, x as Double, y as Double, w as Double, h as Double, sx as Double = 0, sy as "
@@ -32,50 +35,35 @@ constexpr const char* kMaskSetter = "Mask(assigns newMask As Picture)";
 // 100 turns the first two black and the rest white.
 REALpictureStruct* Ramp(int64_t width, int64_t height, uint8_t alpha = 255) {
   REALpictureStruct* pic = alpha == 255 ? qvlhost::NewPicture(width, height) : qvlhost::NewAlphaPicture(width, height);
-  for (int64_t y = 0; y < height; ++y) {
-    for (int64_t x = 0; x < width; ++x) {
-      const auto level = uint8_t(x * 60 % 256);
-      qvlhost::SetPixelColour(pic, x, y, Rgba{uint8_t(200 - y), level, level, alpha});
-    }
-  }
+  for (int64_t y = 0; y < height; ++y)
+    for (int64_t x = 0; x < width; ++x)
+      qvlhost::SetPixelColour(pic, x, y, Rgba{uint8_t(200 - y), uint8_t(x * 60), uint8_t(x * 60), alpha});
   return pic;
 }
 
 // What ThresholdQVL gives for a plain mutable picture of these pixels.
 void ExpectThresholdOf(REALpictureStruct* expectedSource, REALpictureStruct* result) {
-  OwnedPicture expected(ThresholdQVL(expectedSource, 100));
-  ASSERT_NE(nullptr, result);
-  ASSERT_EQ(qvlhost::PictureWidth(expected), qvlhost::PictureWidth(result));
-  ASSERT_EQ(qvlhost::PictureHeight(expected), qvlhost::PictureHeight(result));
-  for (int64_t y = 0; y < qvlhost::PictureHeight(result); ++y) {
-    for (int64_t x = 0; x < qvlhost::PictureWidth(result); ++x) {
-      ASSERT_EQ(qvlhost::PixelWord(expected, x, y), qvlhost::PixelWord(result, x, y)) << x << "," << y;
-    }
-  }
+  ExpectSamePicture(result, OwnedPicture(ThresholdQVL(expectedSource, 100)));
 }
 
 // Whether `wanted` appears in `names` in this order, other names between.
-bool InOrder(const std::vector<std::string>& names, const std::vector<std::string>& wanted) {
+bool InOrder(const Lines& names, const Lines& wanted) {
   size_t next = 0;
-  for (const std::string& name : names) {
-    if (next < wanted.size() && name == wanted[next]) ++next;
-  }
+  for (const std::string& name : names) next += next < wanted.size() && name == wanted[next];
   return next == wanted.size();
 }
 
 const qvlhost::JournalEntry* FindCall(const std::string& entry) {
-  for (const qvlhost::JournalEntry& call : qvlhost::Journal()) {
+  for (const qvlhost::JournalEntry& call : qvlhost::Journal())
     if (call.entry == entry) return &call;
-  }
   return nullptr;
 }
 
 // How often REALLoadObjectMethod was asked for this declaration.
 int64_t LoadCount(const std::string& declaration) {
   int64_t count = 0;
-  for (const qvlhost::JournalEntry& call : qvlhost::Journal()) {
+  for (const qvlhost::JournalEntry& call : qvlhost::Journal())
     count += call.entry == "REALLoadObjectMethod" && call.detail == "\"" + declaration + "\"";
-  }
   return count;
 }
 
@@ -95,37 +83,29 @@ class ReadFallbackTest : public PluginTest {
 // own pixels at its size are read. A vector representation is drawn at four
 // times the size.
 TEST_F(ReadFallbackTest, HiDPIAndVectorRepresentationsReadThroughBestRepresentation) {
-  const struct {
-    double version;
-    int64_t kind;
-    bool bestHidden;
-    int64_t width;
-    bool asked;
-  } cases[] = {{2016.0, 0, false, 8, true},
-               {2015.99, 0, false, 4, false},
-               {2016.0, 0, true, 4, false},
-               {2016.0, 3, false, 16, true}};
-  for (const auto& c : cases) {
-    SCOPED_TRACE(c.version);
-    SetVersion(c.version);
+  // Version, picture kind, BestRepresentation hidden, the width read, BestRepresentation asked.
+  const std::tuple<double, int64_t, bool, int64_t, bool> cases[] = {{2016.0, 0, false, 8, true},
+                                                                    {2015.99, 0, false, 4, false},
+                                                                    {2016.0, 0, true, 4, false},
+                                                                    {2016.0, 3, false, 16, true}};
+  for (auto [version, kind, bestHidden, width, asked] : cases) {
+    SCOPED_TRACE(version);
+    SetVersion(version);
     qvlhost::CurrentConfig().hiddenMethods.clear();
-    if (c.bestHidden) qvlhost::CurrentConfig().hiddenMethods.insert(kBest);
+    if (bestHidden) qvlhost::CurrentConfig().hiddenMethods.insert(kBest);
     OwnedPicture small(Ramp(4, 2)), large(Ramp(8, 4));
     qvlhost::SetPixelColour(large, 7, 3, Rgba{0, 0, 0, 255});  // tells the bitmaps apart
-    OwnedPicture pic(c.kind == 0 ? qvlhost::NewHiDPIPicture(4, 2, {small, large}) : Vector(4, 2));
-    qvlhost::SetPictureKind(pic, c.kind);
-    DebuggingEnabled = true;
-    qvlhost::LogCapture log;
+    OwnedPicture pic(kind == 0 ? qvlhost::NewHiDPIPicture(4, 2, {small, large}) : Vector(4, 2));
+    qvlhost::SetPictureKind(pic, kind);
     qvlhost::ClearJournal();
-    OwnedPicture result(ThresholdQVL(pic, 100));
-    DebuggingEnabled = false;
+    OwnedPicture result;
+    const Lines lines = TracedLines([&] { result = OwnedPicture(ThresholdQVL(pic, 100)); });
     const qvlhost::JournalEntry* best = FindCall(kBest);
-    EXPECT_EQ(c.asked, best != nullptr);
-    EXPECT_EQ(c.asked ? "4, 2, 4" : "", best ? best->detail : "");
-    EXPECT_EQ(c.bestHidden, CountOf(log.Lines(), "QVL Debug: BestRepresentation missing") == 1);
+    EXPECT_EQ(asked ? "4, 2, 4" : "-", best ? best->detail : "-");
+    EXPECT_EQ(bestHidden, CountOf(lines, "QVL Debug: BestRepresentation missing") == 1);
     ASSERT_NE(nullptr, result.get());
-    EXPECT_EQ(c.width, qvlhost::PictureWidth(result));
-    if (c.kind == 0) ExpectThresholdOf(c.width == 8 ? large : small, result);
+    EXPECT_EQ(width, qvlhost::PictureWidth(result));
+    if (kind == 0) ExpectThresholdOf(width == 8 ? large : small, result);
   }
 }
 
@@ -133,34 +113,26 @@ TEST_F(ReadFallbackTest, HiDPIAndVectorRepresentationsReadThroughBestRepresentat
 // instead; the Double DrawPicture from 2018.02, the Integer one below, and
 // without a method the own copy, which a Core Graphics source refuses.
 TEST_F(ReadFallbackTest, VectorPictureIsReadThroughADrawnDuplicate) {
-  const struct {
-    double version;
-    std::vector<std::string> hidden;
-    const char* drawnWith;
-  } cases[] = {{2018.02, {}, kDrawDouble},
-               {2018.01, {}, kDrawInteger},
-               {2018.02, {kDrawDouble}, nullptr},
-               {2017.0, {kDrawInteger}, nullptr}};
-  for (const auto& c : cases) {
-    SCOPED_TRACE(c.version);
-    SetVersion(c.version);
-    qvlhost::CurrentConfig().hiddenMethods = {c.hidden.begin(), c.hidden.end()};
+  // The version, and the DrawPicture it draws with; none where that one is hidden.
+  const std::tuple<double, const char*> cases[] = {
+      {2018.02, kDrawDouble}, {2018.01, kDrawInteger}, {2018.02, nullptr}, {2017.0, nullptr}};
+  for (auto [version, drawnWith] : cases) {
+    SCOPED_TRACE(version);
+    SetVersion(version);
+    const bool doubleDeclaration = version >= 2018.02;  // one declaration by the host's version, never the other
+    qvlhost::CurrentConfig().hiddenMethods.clear();
+    if (!drawnWith) qvlhost::CurrentConfig().hiddenMethods.insert(doubleDeclaration ? kDrawDouble : kDrawInteger);
     OwnedPicture pic(Vector(5, 2));
-    DebuggingEnabled = true;
-    qvlhost::LogCapture log;
     qvlhost::ClearJournal();
-    OwnedPicture result(ThresholdQVL(pic, 100));
-    DebuggingEnabled = false;
-    const std::vector<std::string> lines = log.Lines();
+    OwnedPicture result;
+    const Lines lines = TracedLines([&] { result = OwnedPicture(ThresholdQVL(pic, 100)); });
     EXPECT_TRUE(InOrder(lines, {"QVL Debug: Trying clone....", "QVL Debug: MyREALNewPicture 5, 2, 32",
                                 "QVL Debug: set resoluton to 72, 72"}));
-    EXPECT_EQ(c.drawnWith == nullptr, CountOf(lines, "QVL Debug: drawpicture failes?") == 1);
-    // One declaration by the host's version, never the other.
-    const bool doubleDeclaration = c.version >= 2018.02;
+    EXPECT_EQ(drawnWith == nullptr, CountOf(lines, "QVL Debug: drawpicture failes?") == 1);
     EXPECT_EQ(1, LoadCount(doubleDeclaration ? kDrawDouble : kDrawInteger));
     EXPECT_EQ(0, LoadCount(doubleDeclaration ? kDrawInteger : kDrawDouble));
-    if (c.drawnWith) {
-      EXPECT_EQ(1, JournalCount(c.drawnWith));
+    if (drawnWith) {
+      EXPECT_EQ(1, JournalCount(drawnWith));
       EXPECT_EQ(0, JournalCount("PluginNewInstance"));  // no alpha channel asked for
       ExpectThresholdOf(OwnedPicture(Ramp(5, 2)), result);
     } else {
@@ -186,65 +158,55 @@ TEST_F(ReadFallbackTest, AlphaInfoZeroIsReadThroughTheDuplicate) {
 // constructor, and its mask is left on; one without alpha loses its mask for
 // the copy only, through the getter of the host's version.
 TEST_F(ReadFallbackTest, DuplicateKeepsAlphaAndDrawsWithoutTheMask) {
-  const struct {
-    double version;
-    uint8_t alpha;
-    const char* maskGetter;
-  } cases[] = {{2020.0, 255, "REALGetPictureMask"}, {2020.01, 255, kMaskGetter}, {2024.0, 128, nullptr}};
-  for (const auto& c : cases) {
-    SCOPED_TRACE(c.version);
-    SetVersion(c.version);
-    OwnedPicture pic(Vector(3, 2, c.alpha)), mask(qvlhost::NewPicture(3, 2));
+  const std::tuple<double, uint8_t, const char*> cases[] = {
+      {2020.0, 255, "REALGetPictureMask"}, {2020.01, 255, kMaskGetter}, {2024.0, 128, nullptr}};
+  for (auto [version, alpha, maskGetter] : cases) {
+    SCOPED_TRACE(version);
+    SetVersion(version);
+    OwnedPicture pic(Vector(3, 2, alpha)), mask(qvlhost::NewPicture(3, 2));
     qvlhost::SetPictureMask(pic, mask);
     qvlhost::ClearJournal();
     {
       PictureReader reader(pic);
       ASSERT_NE(nullptr, reader.picture);
       EXPECT_NE(pic.get(), reader.picture);
-      EXPECT_EQ(c.alpha != 255, reader.HasAlphaChannel);
+      EXPECT_EQ(alpha != 255, reader.HasAlphaChannel);
       EXPECT_EQ(nullptr, qvlhost::PictureMask(reader.picture));
-      EXPECT_EQ(c.alpha, qvlhost::PixelColour(reader.picture, 1, 1).a);
+      EXPECT_EQ(alpha, qvlhost::PixelColour(reader.picture, 1, 1).a);
     }
     EXPECT_EQ(mask.get(), qvlhost::PictureMask(pic));
-    const std::vector<std::string> names = qvlhost::JournalEntryNames();
-    if (!c.maskGetter) {
+    if (!maskGetter) {
       EXPECT_EQ(0, JournalCount(kMaskSetter));
       EXPECT_EQ(1, JournalCount("PluginNewInstance"));
       continue;
     }
-    EXPECT_TRUE(InOrder(names, {c.maskGetter, kMaskSetter, "newPicture", kDrawDouble, kMaskSetter, "REALUnlockObject",
-                                "REALGetPropValueInteger"}));
-    std::vector<std::string> setterCalls;
-    for (const qvlhost::JournalEntry& call : qvlhost::Journal()) {
+    EXPECT_TRUE(InOrder(qvlhost::JournalEntryNames(), {maskGetter, kMaskSetter, "newPicture", kDrawDouble, kMaskSetter,
+                                                       "REALUnlockObject", "REALGetPropValueInteger"}));
+    Lines setterCalls;
+    for (const qvlhost::JournalEntry& call : qvlhost::Journal())
       if (call.entry == kMaskSetter) setterCalls.push_back(call.detail);
-    }
     ASSERT_EQ(2u, setterCalls.size());
-    EXPECT_EQ("nil", setterCalls[0]);
-    EXPECT_NE("nil", setterCalls[1]);
+    EXPECT_TRUE(setterCalls[0] == "nil" && setterCalls[1] != "nil");
   }
 }
 
 // The source's resolutions go to the duplicate and so to the result, when
 // both read as 1 or more; otherwise the duplicate keeps the host's default.
 TEST_F(ReadFallbackTest, ResolutionsCarriedOrLeftToTheHostDefault) {
-  const struct {
-    int64_t horizontal, vertical;
-    const char* failing;
-    int64_t expectedHorizontal, expectedVertical;
-  } cases[] = {{144, 96, nullptr, 144, 96},
-               {0, 96, nullptr, 300, 300},
-               {144, 0, nullptr, 300, 300},
-               {144, 96, "HorizontalResolution", 300, 300}};
-  for (const auto& c : cases) {
+  // The source's resolutions, whether reading them fails, whether they are carried.
+  const std::tuple<int64_t, int64_t, bool, bool> cases[] = {
+      {144, 96, false, true}, {0, 96, false, false}, {144, 0, false, false}, {144, 96, true, false}};
+  qvlhost::CurrentConfig().newPictureResolution = 300;
+  for (auto [horizontal, vertical, failing, carried] : cases) {
+    SCOPED_TRACE(std::to_string(horizontal) + " " + std::to_string(vertical));
     OwnedPicture pic(Vector(2, 2));
-    qvlhost::SetResolution(pic, c.horizontal, c.vertical);
-    qvlhost::CurrentConfig().newPictureResolution = 300;
+    qvlhost::SetResolution(pic, horizontal, vertical);
     qvlhost::CurrentConfig().failingProperties.clear();
-    if (c.failing) qvlhost::CurrentConfig().failingProperties.insert(c.failing);
+    if (failing) qvlhost::CurrentConfig().failingProperties.insert("HorizontalResolution");
     PictureReader reader(pic);
     ASSERT_NE(nullptr, reader.picture);
-    EXPECT_EQ(c.expectedHorizontal, qvlhost::HorizontalResolution(reader.picture)) << c.horizontal;
-    EXPECT_EQ(c.expectedVertical, qvlhost::VerticalResolution(reader.picture)) << c.vertical;
+    EXPECT_EQ(carried ? horizontal : 300, qvlhost::HorizontalResolution(reader.picture));
+    EXPECT_EQ(carried ? vertical : 300, qvlhost::VerticalResolution(reader.picture));
   }
 }
 
@@ -254,31 +216,25 @@ TEST_F(ReadFallbackTest, ResolutionsCarriedOrLeftToTheHostDefault) {
 TEST_F(ReadFallbackTest, OwnCopyOfGDImagesWithoutDrawPicture) {
   qvlhost::CurrentConfig().storage = Storage::GD();
   qvlhost::CurrentConfig().hiddenMethods = {kDrawDouble};
-  const struct {
-    int64_t destWidth;
-    int64_t destKind;
-    bool copied;
-    const char* word;
-  } cases[] = {{4, 2, true, "copied"},
-               {5, 2, false, nullptr},
-               {4, 1, false, "REALLockPictureDescription failed for destinatiom picture."}};
-  for (const auto& c : cases) {
-    OwnedPicture source(Ramp(4, 3)), dest(qvlhost::NewPicture(c.destWidth, 3));
-    qvlhost::SetPictureKind(dest, c.destKind);
-    DebuggingEnabled = true;
-    qvlhost::LogCapture log;
+  // The destination's width and kind, whether it is copied into, a word traced.
+  const std::tuple<int64_t, int64_t, bool, const char*> cases[] = {
+      {4, 2, true, "copied"},
+      {5, 2, false, nullptr},
+      {4, 1, false, "REALLockPictureDescription failed for destinatiom picture."}};
+  for (auto [destWidth, destKind, copied, word] : cases) {
+    SCOPED_TRACE(destWidth);
+    OwnedPicture source(Ramp(4, 3)), dest(qvlhost::NewPicture(destWidth, 3));
+    qvlhost::SetPictureKind(dest, destKind);
     qvlhost::ClearJournal();
-    GraphicsDrawPicture(dest, source, 0, 0, c.destWidth, 3, 0, 0, 4, 3);
-    DebuggingEnabled = false;
-    const std::vector<std::string> lines = log.Lines();
+    const Lines lines = TracedLines([&, w = destWidth] { GraphicsDrawPicture(dest, source, 0, 0, w, 3, 0, 0, 4, 3); });
     EXPECT_TRUE(
         InOrder(lines, {"QVL Debug: Failed to get DrawPicture function.", "QVL Debug: drawpicture failes?",
-                        "QVL Debug: OwnCopy", "QVL Debug: dw " + std::to_string(c.destWidth), "QVL Debug: sw 4"}));
-    EXPECT_TRUE(!c.word || CountOf(lines, std::string("QVL Debug: ") + c.word) == 1) << c.destWidth;
-    EXPECT_EQ(c.destWidth == 4 ? 1 : 0, qvlhost::CacheClearCount(dest));
-    EXPECT_EQ(c.destWidth == 4 ? 2 : 0, JournalCount("REALLockPictureDescription"));
-    EXPECT_EQ(c.copied, qvlhost::PixelWord(dest, 3, 2) == qvlhost::PixelWord(source, 3, 2)) << c.destWidth;
-    if (c.copied) {
+                        "QVL Debug: OwnCopy", "QVL Debug: dw " + std::to_string(destWidth), "QVL Debug: sw 4"}));
+    EXPECT_TRUE(!word || CountOf(lines, std::string("QVL Debug: ") + word) == 1);
+    EXPECT_EQ(destWidth == 4 ? 1 : 0, qvlhost::CacheClearCount(dest));
+    EXPECT_EQ(destWidth == 4 ? 2 : 0, JournalCount("REALLockPictureDescription"));
+    EXPECT_EQ(copied, qvlhost::PixelWord(dest, 3, 2) == qvlhost::PixelWord(source, 3, 2));
+    if (copied) {
       EXPECT_TRUE(InOrder(lines, {"QVL Debug: sourcep.pictureType 10", "QVL Debug: sourcep.width 4",
                                   "QVL Debug: destp.depth 32", "QVL Debug: copied"}));
     }
@@ -288,10 +244,10 @@ TEST_F(ReadFallbackTest, OwnCopyOfGDImagesWithoutDrawPicture) {
 TEST_F(ReadFallbackTest, PictureWithoutGraphicsIsLeftAsItIs) {
   OwnedPicture source(Ramp(2, 2));
   qvlhost::OwnedObject empty(qvlhost::NewObject("Picture"));
-  DebuggingEnabled = true;
-  qvlhost::LogCapture log;
-  GraphicsDrawPicture(static_cast<REALpictureStruct*>(empty.get()), source, 0, 0, 2, 2, 0, 0, 2, 2);
-  EXPECT_THAT(log.Lines(), Contains("QVL Debug: Failed to get graphics."));
+  EXPECT_THAT(TracedLines([&] {
+                GraphicsDrawPicture(static_cast<REALpictureStruct*>(empty.get()), source, 0, 0, 2, 2, 0, 0, 2, 2);
+              }),
+              Contains("QVL Debug: Failed to get graphics."));
   EXPECT_EQ(0, JournalCount("REALLoadObjectMethod"));
 }
 

@@ -7,6 +7,7 @@
 
 #include <cstdlib>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "frame/tables.h"
@@ -38,24 +39,22 @@ class Registrar : public PluginTest {
 };
 
 TEST_F(Registrar, FlagsFollowTheHostVersionInEveryMemberTable) {
-  const struct {
-    double version;
-    uint32_t before, after;
-  } cases[] = {{2010.028, 0x40000, 0x0}, {2010.029, 0x40000, 0x4}, {2020.01, 0x30C, 0x4},   {2020.01, 0x70C, 0x70C},
-               {2020.02, 0x30C, 0x30C},  {2010.0, 0x40308, 0x4},   {2020.01, 0x40022, 0x26}};
-  for (const auto& c : cases) {
-    StartAt(c.version);
-    REALmethodDefinition methods[2] = {{&fnA, nullptr, "a", c.before}, {&fnB, nullptr, "b", c.before}};
-    REALproperty properties[2] = {{nullptr, "p", "Integer", c.before}, {nullptr, "q", "Integer", c.before}};
+  const std::tuple<double, uint32_t, uint32_t> cases[] = {
+      {2010.028, 0x40000, 0x0}, {2010.029, 0x40000, 0x4}, {2020.01, 0x30C, 0x4},   {2020.01, 0x70C, 0x70C},
+      {2020.02, 0x30C, 0x30C},  {2010.0, 0x40308, 0x4},   {2020.01, 0x40022, 0x26}};
+  for (auto [version, before, after] : cases) {
+    StartAt(version);
+    REALmethodDefinition methods[2] = {{&fnA, nullptr, "a", before}, {&fnB, nullptr, "b", before}};
+    REALproperty properties[2] = {{nullptr, "p", "Integer", before}, {nullptr, "q", "Integer", before}};
     REALclassDefinition d = Class("K", methods, 1);
-    d.flags = c.before;
+    d.flags = before;
     d.sharedMethods = methods + 1;
     d.properties = properties;
     d.sharedProperties = properties + 1;
     d.sharedMethodCount = d.propertyCount = d.sharedPropertyCount = 1;
     FixFlags(&d);
     for (uint32_t flags : {d.flags, methods[0].flags, methods[1].flags, properties[0].flags, properties[1].flags})
-      EXPECT_EQ(c.after, flags) << c.version << " " << c.before;
+      EXPECT_EQ(after, flags) << version << " " << before;
   }
 }
 
@@ -134,23 +133,21 @@ TEST_F(Registrar, ModuleMembersGetDefaultScopeAndTheModuleConsoleTarget) {
 
 TEST_F(Registrar, DeclarationRewrites) {
   const std::string overlong = std::string(1200, 'a') + "(x)", cut = std::string(999, 'a');
-  const struct {
-    const char* declaration;
-    const char* extended;  // the extends rewrite of the declaration
-    const char* assigned;  // its assigns rewrite, null where it gives up
-  } cases[] = {{"ThresholdQVL(Threshold as integer) as picture",
-                "ThresholdQVL(extends ref as Picture, Threshold as integer) as picture",
-                "ThresholdQVL(Threshold as integer, assigns value as picture)"},
-               {"HasMaskQVL as boolean", "HasMaskQVL(extends ref as Picture) as boolean",
-                "HasMaskQVL(assigns value as boolean)"},
-               {"InvertQVL", "InvertQVL(extends ref as Picture)", nullptr},
-               {"", "(extends ref as Picture)", nullptr},
-               {overlong.c_str(), cut.c_str(), cut.c_str()}};
-  for (const auto& c : cases) {
-    char* extended = AddExtendsParameter(c.declaration, "Picture");
-    char* assigned = AddAssignsParameter(c.declaration);
-    EXPECT_STREQ(c.extended, extended);
-    EXPECT_STREQ(c.assigned, assigned);
+  // A declaration, its extends rewrite and its assigns rewrite, null where that gives up.
+  const std::tuple<const char*, const char*, const char*> cases[] = {
+      {"ThresholdQVL(Threshold as integer) as picture",
+       "ThresholdQVL(extends ref as Picture, Threshold as integer) as picture",
+       "ThresholdQVL(Threshold as integer, assigns value as picture)"},
+      {"HasMaskQVL as boolean", "HasMaskQVL(extends ref as Picture) as boolean",
+       "HasMaskQVL(assigns value as boolean)"},
+      {"InvertQVL", "InvertQVL(extends ref as Picture)", nullptr},
+      {"", "(extends ref as Picture)", nullptr},
+      {overlong.c_str(), cut.c_str(), cut.c_str()}};
+  for (auto [declaration, wantedExtended, wantedAssigned] : cases) {
+    char* extended = AddExtendsParameter(declaration, "Picture");
+    char* assigned = AddAssignsParameter(declaration);
+    EXPECT_STREQ(wantedExtended, extended);
+    EXPECT_STREQ(wantedAssigned, assigned);
     std::free(extended);
     std::free(assigned);
   }

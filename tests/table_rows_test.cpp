@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include <functional>
+#include <map>
 #include <string>
 #include <utility>
 #include <vector>
@@ -25,6 +26,8 @@
 #include "picture/masks.h"
 #include "scroll/scroll.h"
 #include "strings/picture_string.h"
+#include "support/every_pixel.h"
+#include "support/painted_picture.h"
 #include "support/plugin_test.h"
 #include "surface.h"
 #include "waveform/render_samples.h"
@@ -41,34 +44,20 @@ using qvlhost::Value;
 using Values = std::vector<Value>;
 
 ValueType DeclaredType(TypeKind kind) {
-  switch (kind) {
-    case TypeKind::Nothing:
-      return ValueType::Nothing;
-    case TypeKind::Integer:
-      return ValueType::Integer;
-    case TypeKind::Int32:
-      return ValueType::Int32;
-    case TypeKind::UInt32:
-    case TypeKind::Color:
-      return ValueType::UInt32;
-    case TypeKind::Boolean:
-      return ValueType::Boolean;
-    case TypeKind::Double:
-      return ValueType::Double;
-    case TypeKind::Single:
-      return ValueType::Single;
-    case TypeKind::String:
-      return ValueType::String;
-    case TypeKind::Picture:
-      return ValueType::Picture;
-    case TypeKind::MemoryBlock:
-      return ValueType::MemoryBlock;
-    case TypeKind::FolderItem:
-      return ValueType::FolderItem;
-    case TypeKind::Object:
-      return ValueType::Object;
-  }
-  return ValueType::Nothing;
+  static const std::map<TypeKind, ValueType> types = {{TypeKind::Nothing, ValueType::Nothing},
+                                                      {TypeKind::Integer, ValueType::Integer},
+                                                      {TypeKind::Int32, ValueType::Int32},
+                                                      {TypeKind::UInt32, ValueType::UInt32},
+                                                      {TypeKind::Color, ValueType::UInt32},
+                                                      {TypeKind::Boolean, ValueType::Boolean},
+                                                      {TypeKind::Double, ValueType::Double},
+                                                      {TypeKind::Single, ValueType::Single},
+                                                      {TypeKind::String, ValueType::String},
+                                                      {TypeKind::Picture, ValueType::Picture},
+                                                      {TypeKind::MemoryBlock, ValueType::MemoryBlock},
+                                                      {TypeKind::FolderItem, ValueType::FolderItem},
+                                                      {TypeKind::Object, ValueType::Object}};
+  return types.at(kind);
 }
 
 TEST(TableRows, EveryDeclarationTakesAndGivesWhatItsFunctionDoes) {
@@ -153,62 +142,58 @@ Expected Listed(const char* name, R (*function)(A...)) {
 
 // The Picture extension and the global methods, in registration order.
 const std::vector<Expected>& ExtensionRows() {
-  static const std::vector<Expected> rows = {
-      Row("ThresholdQVL", ThresholdQVL),
-      Row("ColornessQVL", ColornessQVL),
-      Row("ScrollVerticalQVL", ScrollVerticalQVL),
-      Row("ScrollHorizontalQVL", ScrollHorizontalQVL),
-      Row("ScrollQVL", ScrollQVL),
-      Row("HasMaskQVL", PictureHasMask),
-      Row("ChangeContrastBrightnessAbsoluteQVL", ContrastAbsBrightnessPicture3),
-      Row("ChangeContrastBrightnessLinearQVL", ContrastLinBrightnessPicture3),
-      Row("ChangeContrastBrightnessAbsoluteQVL", ContrastAbsBrightnessPicture1),
-      Row("ChangeContrastBrightnessLinearQVL", ContrastLinBrightnessPicture1),
-      Row("ChangeBrightnessAbsoluteQVL", AbsBrightnessPicture3),
-      Row("ChangeBrightnessLinearQVL", LinBrightnessPicture3),
-      Row("ChangeBrightnessAbsoluteQVL", AbsBrightnessPicture1),
-      Row("ChangeBrightnessLinearQVL", LinBrightnessPicture1),
-      Row("ChangeContrastQVL", ContrastPicture1),
-      Row("ChangeContrastQVL", ContrastPicture3),
-      Row("ChangeCustomQVL", TransformPicture1),
-      Row("ChangeCustomQVL", TransformPicture3),
-      Row("InvertQVL", InvertPicture),
-      Row("InvertQVL", InvertPicture2),
-      Row("InvertGrayQVL", InvertGrayPicture),
-      Row("InvertGrayQVL", InvertGrayPicture2),
-      Row("ExtractColorRectangleMaskQVL", ExtractColorRectangleMaskQVL),
-      Row("ExtractColorRectangleMaskQVL", ExtractColorRectangleMaskQVL2),
-      Listed("EmbeddedMaskQVL", SetEmbededMask),
-      Row("EmbeddedMaskQVL", GetEmbededMask),
-      Row("CountColorQVL", CountColorQVL),
-      Listed("CountColorsQVL", CountColorsQVL),
-      Listed("TransformColorsQVL", TransformColorsQVL),
-      Row("ReplaceColorQVL", ReplaceColorQVL),
-      Row("ExtractColorQVL", ExtractColorQVL),
-      Row("ChangeSaturationQVL", SaturationPicture),
-      Row("ReplaceRedChannelQVL", ReplaceRedChannel),
-      Row("ReplaceGreenChannelQVL", ReplaceGreenChannel),
-      Row("ReplaceBlueChannelQVL", ReplaceBlueChannel),
-      Listed("FindPictureQVL", FindPicture),
-      Row("isWhiteQVL", isWhite2),
-      Row("isWhiteQVL", isWhite),
-      Row("isBlackQVL", isBlack2),
-      Row("isBlackQVL", isBlack),
-      Row("isGrayQVL", isGray2),
-      Row("isGrayQVL", isGray),
-  };
+  static const std::vector<Expected> rows = {Row("ThresholdQVL", ThresholdQVL),
+                                             Row("ColornessQVL", ColornessQVL),
+                                             Row("ScrollVerticalQVL", ScrollVerticalQVL),
+                                             Row("ScrollHorizontalQVL", ScrollHorizontalQVL),
+                                             Row("ScrollQVL", ScrollQVL),
+                                             Row("HasMaskQVL", PictureHasMask),
+                                             Row("ChangeContrastBrightnessAbsoluteQVL", ContrastAbsBrightnessPicture3),
+                                             Row("ChangeContrastBrightnessLinearQVL", ContrastLinBrightnessPicture3),
+                                             Row("ChangeContrastBrightnessAbsoluteQVL", ContrastAbsBrightnessPicture1),
+                                             Row("ChangeContrastBrightnessLinearQVL", ContrastLinBrightnessPicture1),
+                                             Row("ChangeBrightnessAbsoluteQVL", AbsBrightnessPicture3),
+                                             Row("ChangeBrightnessLinearQVL", LinBrightnessPicture3),
+                                             Row("ChangeBrightnessAbsoluteQVL", AbsBrightnessPicture1),
+                                             Row("ChangeBrightnessLinearQVL", LinBrightnessPicture1),
+                                             Row("ChangeContrastQVL", ContrastPicture1),
+                                             Row("ChangeContrastQVL", ContrastPicture3),
+                                             Row("ChangeCustomQVL", TransformPicture1),
+                                             Row("ChangeCustomQVL", TransformPicture3),
+                                             Row("InvertQVL", InvertPicture),
+                                             Row("InvertQVL", InvertPicture2),
+                                             Row("InvertGrayQVL", InvertGrayPicture),
+                                             Row("InvertGrayQVL", InvertGrayPicture2),
+                                             Row("ExtractColorRectangleMaskQVL", ExtractColorRectangleMaskQVL),
+                                             Row("ExtractColorRectangleMaskQVL", ExtractColorRectangleMaskQVL2),
+                                             Listed("EmbeddedMaskQVL", SetEmbededMask),
+                                             Row("EmbeddedMaskQVL", GetEmbededMask),
+                                             Row("CountColorQVL", CountColorQVL),
+                                             Listed("CountColorsQVL", CountColorsQVL),
+                                             Listed("TransformColorsQVL", TransformColorsQVL),
+                                             Row("ReplaceColorQVL", ReplaceColorQVL),
+                                             Row("ExtractColorQVL", ExtractColorQVL),
+                                             Row("ChangeSaturationQVL", SaturationPicture),
+                                             Row("ReplaceRedChannelQVL", ReplaceRedChannel),
+                                             Row("ReplaceGreenChannelQVL", ReplaceGreenChannel),
+                                             Row("ReplaceBlueChannelQVL", ReplaceBlueChannel),
+                                             Listed("FindPictureQVL", FindPicture),
+                                             Row("isWhiteQVL", isWhite2),
+                                             Row("isWhiteQVL", isWhite),
+                                             Row("isBlackQVL", isBlack2),
+                                             Row("isBlackQVL", isBlack),
+                                             Row("isGrayQVL", isGray2),
+                                             Row("isGrayQVL", isGray)};
   return rows;
 }
 
 const std::vector<Expected>& GlobalRows() {
-  static const std::vector<Expected> rows = {
-      Row("BinaryStringtoPictureQVL", BinaryStringtoPicture),
-      Row("PicturetoBinaryStringQVL", PicturetoBinaryString),
-      Row("CombinePicturesQVL", CombinePicturesQVL),
-      Row("MergePictureQVL", MergePicture),
-      Row("TintPictureQVL", TintPicture),
-      Listed("RenderSamplesQVL", RenderSamples),
-  };
+  static const std::vector<Expected> rows = {Row("BinaryStringtoPictureQVL", BinaryStringtoPicture),
+                                             Row("PicturetoBinaryStringQVL", PicturetoBinaryString),
+                                             Row("CombinePicturesQVL", CombinePicturesQVL),
+                                             Row("MergePictureQVL", MergePicture),
+                                             Row("TintPictureQVL", TintPicture),
+                                             Listed("RenderSamplesQVL", RenderSamples)};
   return rows;
 }
 
@@ -220,8 +205,7 @@ const std::vector<Expected>& MobileRows() {
       Row("SaveVideoAtPathToSavedPhotosAlbum", rbUISaveVideoAtPathToSavedPhotosAlbumS),
       Row("SaveVideoAtPathToSavedPhotosAlbum", rbUISaveVideoAtPathToSavedPhotosAlbumF),
       Row("SaveImageAtPathToSavedPhotosAlbum", rbUISaveImageAtPathToSavedPhotosAlbumS),
-      Row("SaveImageAtPathToSavedPhotosAlbum", rbUISaveImageAtPathToSavedPhotosAlbumF),
-  };
+      Row("SaveImageAtPathToSavedPhotosAlbum", rbUISaveImageAtPathToSavedPhotosAlbumF)};
   return rows;
 }
 
@@ -277,45 +261,16 @@ const uint32_t kColours[] = {0, 0x336699, 0xCC8844, 0x10E0A0};
 // Strings are a picture string that decodes; folder items and delegates are nil.
 Value ArgumentFor(const qvlhost::Parameter& parameter, size_t position, REALpictureStruct* picture,
                   REALstringStruct* text) {
-  switch (parameter.type.kind) {
-    case TypeKind::Picture:
-      return Value::Handle(TypeKind::Picture, picture);
-    case TypeKind::String:
-      return Value::Handle(TypeKind::String, text);
-    case TypeKind::FolderItem:
-    case TypeKind::Object:
-      return Value::Nil(parameter.type.kind);
-    case TypeKind::Integer:
-      return Value::Integer(kIntegers[position]);
-    case TypeKind::Double:
-      return Value::Double(kDoubles[position]);
-    case TypeKind::Color:
-      return Value::Color(kColours[position]);
-    case TypeKind::Boolean:
-      return Value::Boolean(position % 2 == 1);
-    default:
-      ADD_FAILURE() << "no test value for " << parameter.name;
-      return Value();
-  }
-}
-
-REALpictureStruct* VariedPicture() {
-  REALpictureStruct* picture = qvlhost::NewAlphaPicture(80, 6);
-  for (int64_t y = 0; y < 6; ++y)
-    for (int64_t x = 0; x < 80; ++x)
-      qvlhost::SetPixelColour(picture, x, y,
-                              qvlhost::Rgba{uint8_t(x * 3), uint8_t(255 - x * 2), uint8_t(y * 40 + x),
-                                            uint8_t(y == 5 ? 255 : 30 + 40 * y)});
-  return picture;
-}
-
-// The exception a call left pending, as "CLASS: MESSAGE", taken out of the host.
-std::string TakePendingException() {
-  REALobjectStruct* exception = qvlhost::PendingException();
-  if (!exception) return "";
-  const std::string text = qvlhost::ClassName(exception) + ": " + qvlhost::ExceptionMessage(exception);
-  qvlhost::ClearPendingException();
-  return text;
+  const TypeKind kind = parameter.type.kind;
+  if (kind == TypeKind::Picture) return Value::Handle(kind, picture);
+  if (kind == TypeKind::String) return Value::Handle(kind, text);
+  if (kind == TypeKind::FolderItem || kind == TypeKind::Object) return Value::Nil(kind);
+  if (kind == TypeKind::Integer) return Value::Integer(kIntegers[position]);
+  if (kind == TypeKind::Double) return Value::Double(kDoubles[position]);
+  if (kind == TypeKind::Color) return Value::Color(kColours[position]);
+  if (kind == TypeKind::Boolean) return Value::Boolean(position % 2 == 1);
+  ADD_FAILURE() << "no test value for " << parameter.name;
+  return Value();
 }
 
 void ExpectSameValue(const Value& byDeclaration, const Value& direct, const std::string& text) {
@@ -332,21 +287,13 @@ void ExpectSameValue(const Value& byDeclaration, const Value& direct, const std:
     EXPECT_EQ(byDeclaration.real, direct.real) << text;
     return;
   }
-  auto* a = static_cast<REALpictureStruct*>(byDeclaration.handle);
-  auto* b = static_cast<REALpictureStruct*>(direct.handle);
-  ASSERT_TRUE(a && b) << text;
-  ASSERT_EQ(qvlhost::PictureWidth(a), qvlhost::PictureWidth(b)) << text;
-  ASSERT_EQ(qvlhost::PictureHeight(a), qvlhost::PictureHeight(b)) << text;
-  EXPECT_EQ(qvlhost::HasAlphaChannel(a), qvlhost::HasAlphaChannel(b)) << text;
-  int64_t differences = 0;
-  for (int64_t y = 0; y < qvlhost::PictureHeight(b); ++y)
-    for (int64_t x = 0; x < qvlhost::PictureWidth(b); ++x)
-      differences += qvlhost::PixelWord(a, x, y) != qvlhost::PixelWord(b, x, y);
-  EXPECT_EQ(0, differences) << text;
+  SCOPED_TRACE(text);
+  ExpectSamePicture(static_cast<REALpictureStruct*>(byDeclaration.handle),
+                    static_cast<REALpictureStruct*>(direct.handle));
 }
 
 TEST_P(RegisteredSurface, EveryMethodByItsDeclarationGivesWhatItsFunctionGives) {
-  qvlhost::OwnedPicture picture(VariedPicture());
+  qvlhost::OwnedPicture picture(VariedAlphaPicture(80, 6));
   qvlhost::OwnedString text(PicturetoBinaryString(picture));
   ASSERT_EQ(GetParam().owners.size(), owners_.size());
   for (size_t i = 0; i < owners_.size(); ++i) {

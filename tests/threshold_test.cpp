@@ -6,10 +6,12 @@
 
 #include <limits>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "picture/picture_editor.h"
 #include "registrationclient/registration_check.h"
+#include "support/painted_picture.h"
 #include "support/plugin_test.h"
 
 namespace {
@@ -28,37 +30,26 @@ uint32_t Word(const Storage& storage, bool white) {
 }
 
 // A picture of 11 columns (one block of eight and a tail) in one colour.
-REALpictureStruct* Filled(Rgba colour) {
-  REALpictureStruct* pic = qvlhost::NewPicture(11, 2);
-  for (int64_t y = 0; y < 2; ++y)
-    for (int64_t x = 0; x < 11; ++x) qvlhost::SetPixelColour(pic, x, y, colour);
-  return pic;
-}
+REALpictureStruct* Filled(Rgba colour) { return SolidPicture(11, 2, colour); }
 
 constexpr int64_t kMin = std::numeric_limits<int64_t>::min();
 constexpr int64_t kMax = std::numeric_limits<int64_t>::max();
 
 TEST_P(ThresholdTest, GreenAndBlueDecideRedTakesNoPart) {
-  const struct {
-    int64_t threshold;
-    Rgba colour;
-    bool white;
-  } cases[] = {
+  const std::tuple<int64_t, Rgba, bool> cases[] = {
+      // threshold, colour, white
       {0, {0, 0, 0, 255}, true},          {-1, {0, 0, 0, 255}, true},          {kMin, {0, 0, 0, 255}, true},
       {256, {255, 255, 255, 255}, false}, {kMax, {255, 255, 255, 255}, false}, {255, {0, 255, 255, 255}, true},
       {1, {255, 0, 0, 255}, false},       {1, {0, 255, 255, 255}, true},       {1, {255, 0, 255, 255}, false},
       {1, {255, 255, 0, 255}, false},     {100, {0, 100, 100, 255}, true},     {100, {255, 99, 100, 255}, false},
-      {100, {255, 100, 99, 255}, false},
-  };
-  for (const auto& c : cases) {
-    OwnedPicture source(Filled(c.colour));
-    OwnedPicture result(ThresholdQVL(source, c.threshold));
+      {100, {255, 100, 99, 255}, false}};
+  for (auto [threshold, colour, white] : cases) {
+    OwnedPicture source(Filled(colour));
+    OwnedPicture result(ThresholdQVL(source, threshold));
     ASSERT_NE(nullptr, result.get());
     for (int64_t y = 0; y < 2; ++y) {
-      for (int64_t x = 0; x < 11; ++x) {
-        ASSERT_EQ(Word(GetParam(), c.white), qvlhost::PixelWord(result, x, y))
-            << c.threshold << " at " << x << "," << y;
-      }
+      for (int64_t x = 0; x < 11; ++x)
+        ASSERT_EQ(Word(GetParam(), white), qvlhost::PixelWord(result, x, y)) << threshold << " at " << x << "," << y;
       EXPECT_EQ(qvlhost::FreshRowPadding(GetParam().kind == Storage::CoreGraphics ? kRowPadding : 0),
                 qvlhost::RowPadding(result, y));
     }
@@ -89,20 +80,19 @@ TEST_P(ThresholdTest, NilAndOversizedSourcesGiveNil) {
 
 TEST_P(ThresholdTest, TracesAppearOnlyWithDebugging) {
   OwnedPicture source(Filled({1, 2, 3, 255}));
-  for (bool debugging : {false, true}) {
-    DebuggingEnabled = debugging;
-    qvlhost::LogCapture log;
-    OwnedPicture result(ThresholdQVL(source, 2));
-    const std::vector<std::string> lines = log.Lines();
-    EXPECT_EQ(!debugging, lines.empty());
-    if (!debugging) continue;
-    ASSERT_GE(lines.size(), 3u);
-    EXPECT_EQ("QVL Debug: PictureEditor", lines[0]);
-    EXPECT_EQ("QVL Debug: neu", lines[1]);
-    EXPECT_EQ(0u, lines[2].rfind("QVL Debug: GetPictureReader ", 0));
-    // The walk's last step asks writer and reader for the row below the picture.
-    EXPECT_EQ(2, CountOf(lines, "y too big: 2 of 2 in GetRow"));
+  auto run = [&] { OwnedPicture result(ThresholdQVL(source, 2)); };
+  {
+    qvlhost::LogCapture quiet;
+    run();
+    EXPECT_TRUE(quiet.Lines().empty());
   }
+  const std::vector<std::string> lines = TracedLines(run);
+  ASSERT_GE(lines.size(), 3u);
+  EXPECT_EQ("QVL Debug: PictureEditor", lines[0]);
+  EXPECT_EQ("QVL Debug: neu", lines[1]);
+  EXPECT_EQ(0u, lines[2].rfind("QVL Debug: GetPictureReader ", 0));
+  // The walk's last step asks writer and reader for the row below the picture.
+  EXPECT_EQ(2, CountOf(lines, "y too big: 2 of 2 in GetRow"));
 }
 
 QVL_INSTANTIATE_LAYOUTS(ThresholdTest);

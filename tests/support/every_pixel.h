@@ -30,3 +30,19 @@ void ExpectEveryPixel(REALpictureStruct* source, REALpictureStruct* result, Rule
   ExpectEveryPixel(source, result, rule,
                    [](REALpictureStruct* picture, int64_t x, int64_t y) { return qvlhost::PixelRgba(picture, x, y); });
 }
+
+// Two pictures alike in size, alpha channel, storage and every pixel word;
+// the first different word is shown with its position.
+inline void ExpectSamePicture(REALpictureStruct* actual, REALpictureStruct* expected) {
+  ASSERT_TRUE(actual && expected);
+  ASSERT_EQ(qvlhost::PictureWidth(expected), qvlhost::PictureWidth(actual));
+  ASSERT_EQ(qvlhost::PictureHeight(expected), qvlhost::PictureHeight(actual));
+  EXPECT_EQ(qvlhost::HasAlphaChannel(expected), qvlhost::HasAlphaChannel(actual));
+  EXPECT_EQ(qvlhost::PictureStorage(expected).Name(), qvlhost::PictureStorage(actual).Name());
+  ExpectEveryPixel(
+      expected, actual, [](qvlhost::Rgba bytes) { return bytes; },
+      [](REALpictureStruct* picture, int64_t x, int64_t y) {  // the word's bytes, low first
+        const uint32_t word = qvlhost::PixelWord(picture, x, y);
+        return qvlhost::Rgba{uint8_t(word), uint8_t(word >> 8), uint8_t(word >> 16), uint8_t(word >> 24)};
+      });
+}

@@ -1,5 +1,4 @@
-// Small host pictures painted pixel by pixel, for the tests of read-only
-// operations and of scrolling.
+// Small host pictures painted pixel by pixel.
 #pragma once
 
 #include <cstdint>
@@ -19,4 +18,18 @@ REALpictureStruct* PaintedPicture(int64_t width, int64_t height, ColourAt colour
 
 inline REALpictureStruct* SolidPicture(int64_t width, int64_t height, qvlhost::Rgba colour) {
   return PaintedPicture(width, height, [colour](int64_t, int64_t) { return colour; });
+}
+
+// A picture with an alpha channel whose channels all change from place to
+// place, the last row opaque, the others partly transparent.
+inline REALpictureStruct* VariedAlphaPicture(int64_t width, int64_t height) {
+  REALpictureStruct* picture = qvlhost::NewAlphaPicture(width, height);
+  for (int64_t y = 0; y < height; ++y) {
+    for (int64_t x = 0; x < width; ++x) {
+      qvlhost::SetPixelColour(
+          picture, x, y,
+          {uint8_t(x * 3), uint8_t(255 - x * 2), uint8_t(y * 40 + x), uint8_t(y == height - 1 ? 255 : 30 + 40 * y)});
+    }
+  }
+  return picture;
 }

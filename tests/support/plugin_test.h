@@ -36,6 +36,27 @@ inline int64_t CountOf(const std::vector<std::string>& lines, const std::string&
 // How often the host was called through this entry since the journal was cleared.
 inline int64_t JournalCount(const std::string& entry) { return CountOf(qvlhost::JournalEntryNames(), entry); }
 
+// The lines `run` writes with tracing on; tracing is off again afterwards.
+template <class Run>
+std::vector<std::string> TracedLines(Run run) {
+  DebuggingEnabled = true;
+  qvlhost::LogCapture log;
+  run();
+  DebuggingEnabled = false;
+  return log.Lines();
+}
+
+// The exception left pending as "CLASS: MESSAGE" ("(nil)" for a nil
+// message), taken out of the host; "" when nothing is pending.
+inline std::string TakePendingException() {
+  REALobjectStruct* pending = qvlhost::PendingException();
+  if (!pending) return "";
+  const std::string text = qvlhost::ClassName(pending) + ": " +
+                           (qvlhost::ExceptionHasMessage(pending) ? qvlhost::ExceptionMessage(pending) : "(nil)");
+  qvlhost::ClearPendingException();
+  return text;
+}
+
 // Every vector level of this build, widest first, for tests that run each
 // row code the processor has against the same rule.
 inline constexpr const auto& kEveryVectorLevel = kVectorLevels;
@@ -82,12 +103,8 @@ class LayoutTest : public PluginTest, public ::testing::WithParamInterface<qvlho
   static constexpr int64_t kRowPadding = 8;
 
   qvlhost::Config HostConfig() override {
-    qvlhost::Config config = PluginTest::HostConfig();
-    config.storage = GetParam();
+    qvlhost::Config config = HostWith(PluginTest::HostConfig().version, GetParam());
     config.extraBytesPerRow = kRowPadding;
-    // gd storage is what console applications have; a desktop host settles
-    // on Core Graphics and never looks at gd.
-    if (config.storage.kind != qvlhost::Storage::CoreGraphics) config.app = qvlhost::AppKind::Console;
     return config;
   }
 };
