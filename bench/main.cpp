@@ -11,6 +11,7 @@
 
 #include <string_view>
 
+#include "colour_measures.h"
 #include "filters/vector_level.h"
 #include "harness.h"
 #include "ratio_table.h"
@@ -57,7 +58,9 @@ int main(int argc, char** argv) {
   if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
   AddFloors();
   AddPluginOperations();
+  AddColourOperations();
   AddOpenCvReferences();
+  AddColourReferences();
   RegisterBenchmarks();
   MedianCollector collector;
   benchmark::RunSpecifiedBenchmarks(&collector);

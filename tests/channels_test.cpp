@@ -58,54 +58,56 @@ const ReplacerCase kReplacers[] = {{ReplaceRedChannel, 0}, {ReplaceGreenChannel,
 
 uint8_t ChannelOf(Rgba c, int channel) { return channel == 0 ? c.r : channel == 1 ? c.g : c.b; }
 
-using ChannelComposition = LayoutTest;
-
-// The channel picture gives its channel of the same name; a larger one
-// gives its top-left part. Alpha of either source never reaches the result.
-TEST_P(ChannelComposition, ReplacersTakeTheirChannelFromTheChannelPicture) {
-  OwnedPicture picture(Varied(11, 5, 1, true)), larger(Varied(13, 6, 2, true));
-  for (const ReplacerCase& c : kReplacers) {
-    OwnedPicture result(c.function(picture, larger));
-    ExpectPixels(result, 11, 5, [&](int64_t x, int64_t y) {
-      Rgba want = At(picture, x, y), from = At(larger, x, y);
-      (c.channel == 0 ? want.r : c.channel == 1 ? want.g : want.b) = ChannelOf(from, c.channel);
-      return Rgba{want.r, want.g, want.b, 255};
+// Every filter against its rule at every level, on pictures wide enough
+// for whole vector blocks and a rest: the replacers with a larger channel
+// picture, whose top-left part is used, CombinePicturesQVL with blue second
+// and green third, MergePicture taking the larger of each channel. Alpha of
+// a source never reaches the result.
+void ExpectEveryRule(REALpictureStruct* a, REALpictureStruct* b, REALpictureStruct* c, REALpictureStruct* larger) {
+  const int64_t width = qvlhost::PictureWidth(a), height = qvlhost::PictureHeight(a);
+  for (const VectorLevel level : kEveryVectorLevel) {
+    CapVectorLevel(level);
+    SCOPED_TRACE(NameOf(level));
+    for (const ReplacerCase& replacer : kReplacers) {
+      OwnedPicture result(replacer.function(a, larger));
+      ExpectPixels(result, width, height, [&](int64_t x, int64_t y) {
+        Rgba want = At(a, x, y);
+        const int channel = replacer.channel;
+        (channel == 0 ? want.r : channel == 1 ? want.g : want.b) = ChannelOf(At(larger, x, y), channel);
+        return Rgba{want.r, want.g, want.b, 255};
+      });
+    }
+    OwnedPicture combined(CombinePicturesQVL(a, b, c));
+    ExpectPixels(combined, width, height, [&](int64_t x, int64_t y) {
+      return Rgba{At(a, x, y).r, At(c, x, y).g, At(b, x, y).b, 255};
+    });
+    OwnedPicture merged(MergePicture(a, b));
+    ExpectPixels(merged, width, height, [&](int64_t x, int64_t y) {
+      const Rgba p = At(a, x, y), q = At(b, x, y);
+      return Rgba{std::max(p.r, q.r), std::max(p.g, q.g), std::max(p.b, q.b), 255};
     });
   }
 }
 
-TEST_P(ChannelComposition, CombineTakesBlueSecondAndGreenThird) {
-  OwnedPicture red(Varied(9, 4, 1)), blue(Varied(9, 4, 2)), green(Varied(9, 4, 3));
-  OwnedPicture result(CombinePicturesQVL(red, blue, green));
-  ExpectPixels(result, 9, 4, [&](int64_t x, int64_t y) {
-    return Rgba{At(red, x, y).r, At(green, x, y).g, At(blue, x, y).b, 255};
-  });
-}
+using ChannelComposition = LayoutTest;
 
-TEST_P(ChannelComposition, MergeTakesTheLargerOfEachChannel) {
-  OwnedPicture a(Varied(10, 3, 5, true)), b(Varied(10, 3, 40));
-  OwnedPicture merged(MergePicture(a, b));
-  ExpectPixels(merged, 10, 3, [&](int64_t x, int64_t y) {
-    const Rgba p = At(a, x, y), q = At(b, x, y);
-    return Rgba{std::max(p.r, q.r), std::max(p.g, q.g), std::max(p.b, q.b), 255};
-  });
+TEST_P(ChannelComposition, EveryFilterFollowsItsRule) {
+  OwnedPicture a(Varied(37, 3, 1, true)), b(Varied(37, 3, 40)), c(Varied(37, 3, 3)), larger(Varied(39, 4, 2, true));
+  ExpectEveryRule(a, b, c, larger);
 }
 
 QVL_INSTANTIATE_LAYOUTS(ChannelComposition);
 
 class ChannelCompositionRules : public PluginTest {};
 
-// Three pictures of different layouts, each read by its own.
+// Pictures of different layouts, each read by its own.
 TEST_F(ChannelCompositionRules, SourcesOfDifferentLayouts) {
-  auto in = [](uint32_t alphaInfo, int seed) {
+  auto in = [](uint32_t alphaInfo, int64_t width, int seed) {
     qvlhost::CurrentConfig().storage = qvlhost::Storage::CG(alphaInfo);
-    return Varied(7, 3, seed);
+    return Varied(width, 3, seed);
   };
-  OwnedPicture red(in(1, 1)), blue(in(4, 2)), green(in(6, 3));
-  OwnedPicture result(CombinePicturesQVL(red, blue, green));
-  ExpectPixels(result, 7, 3, [&](int64_t x, int64_t y) {
-    return Rgba{At(red, x, y).r, At(green, x, y).g, At(blue, x, y).b, 255};
-  });
+  OwnedPicture a(in(1, 37, 1)), b(in(4, 37, 2)), c(in(6, 37, 3)), larger(in(2, 38, 4));
+  ExpectEveryRule(a, b, c, larger);
 }
 
 // Only the channel pictures of the replacers may be larger; a smaller one is

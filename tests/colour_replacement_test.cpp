@@ -23,11 +23,12 @@ uint8_t Byte(int value) { return static_cast<uint8_t>(value); }
 Rgba Opaque(int r, int g, int b) { return {Byte(r), Byte(g), Byte(b), 255}; }
 Rgba Opaque(Rgba c) { return {c.r, c.g, c.b, 255}; }
 
-// One row holding the pixels as stored bytes.
+// One row holding the pixels as stored bytes, repeated over 37 columns: whole
+// vector blocks and a rest at every level.
 REALpictureStruct* RowOf(const std::vector<Rgba>& pixels, bool alpha) {
-  const auto width = static_cast<int64_t>(pixels.size());
+  const int64_t width = 37;
   REALpictureStruct* picture = alpha ? qvlhost::NewAlphaPicture(width, 1) : qvlhost::NewPicture(width, 1);
-  for (int64_t x = 0; x < width; ++x) qvlhost::SetPixelRgba(picture, x, 0, pixels[x]);
+  for (int64_t x = 0; x < width; ++x) qvlhost::SetPixelRgba(picture, x, 0, pixels[x % pixels.size()]);
   return picture;
 }
 
@@ -56,45 +57,48 @@ using ColourReplacement = LayoutTest;
 
 // (10, 20, 30) is searched for with bits 24-31 set; its neighbours one step
 // off in a channel do not match. With an alpha channel the stored,
-// premultiplied bytes are what is compared.
+// premultiplied bytes are what is compared. At every level, and in a desktop
+// host also from a source of another layout than the result's.
 TEST_P(ColourReplacement, ExactMatchesOfStoredBytes) {
   const uint32_t search = 0xFF0A141E, replacement = 0x7FC86432, background = 0x00050607;
   const Rgba replaced = Opaque(200, 100, 50), back = Opaque(5, 6, 7);
-  for (const bool alpha : {false, true}) {
-    const Rgba pixels[] = {{10, 20, 30, 255}, {11, 20, 30, 255}, {10, 21, 30, 255},
-                           {10, 20, 31, 255}, {10, 20, 30, 128}, {40, 50, 60, 128}};
-    OwnedPicture source(RowOf({std::begin(pixels), std::end(pixels)}, alpha));
-    const auto isMatch = [&](Rgba in) { return in.r == 10 && in.g == 20 && in.b == 30; };
-    OwnedPicture replacedPicture(ReplaceColorQVL(source, search, replacement));
-    ExpectEveryPixel(source, replacedPicture, [&](Rgba in) { return isMatch(in) ? replaced : Opaque(in); });
-    OwnedPicture extracted(ExtractColorQVL(source, search, replacement, background));
-    ExpectEveryPixel(source, extracted, [&](Rgba in) { return isMatch(in) ? replaced : back; });
-    EXPECT_FALSE(qvlhost::HasAlphaChannel(extracted));
+  const Rgba pixels[] = {{10, 20, 30, 255}, {11, 20, 30, 255}, {10, 21, 30, 255},
+                         {10, 20, 31, 255}, {10, 20, 30, 128}, {40, 50, 60, 128}};
+  const auto isMatch = [&](Rgba in) { return in.r == 10 && in.g == 20 && in.b == 30; };
+  const qvlhost::Storage made = qvlhost::CurrentConfig().storage;
+  const bool desktop = made.kind == qvlhost::Storage::CoreGraphics;
+  const qvlhost::Storage other = desktop ? qvlhost::Storage::CG(made.alphaInfo == 1 ? 2 : 1) : made;
+  for (const VectorLevel level : kEveryVectorLevel) {
+    CapVectorLevel(level);
+    for (const qvlhost::Storage storage : {made, other}) {
+      for (const bool alpha : {false, true}) {
+        SCOPED_TRACE(std::string(NameOf(level)) + " from " + storage.Name() + (alpha ? " with alpha" : ""));
+        qvlhost::CurrentConfig().storage = storage;
+        OwnedPicture source(RowOf({std::begin(pixels), std::end(pixels)}, alpha));
+        qvlhost::CurrentConfig().storage = made;
+        OwnedPicture replacedPicture(ReplaceColorQVL(source, search, replacement));
+        ExpectEveryPixel(source, replacedPicture, [&](Rgba in) { return isMatch(in) ? replaced : Opaque(in); });
+        OwnedPicture extracted(ExtractColorQVL(source, search, replacement, background));
+        ExpectEveryPixel(source, extracted, [&](Rgba in) { return isMatch(in) ? replaced : back; });
+        EXPECT_FALSE(qvlhost::HasAlphaChannel(extracted));
+      }
+    }
   }
 }
 
 // Each channel goes through the table of its own name, whatever the order of
-// the arguments: red, blue, green.
+// the arguments: red, blue, green. A block shorter than 256 bytes gives 0 for
+// the entries it does not hold, and one whose data pointer is nil gives nil.
 TEST_P(ColourReplacement, TablesInTheCrossedOrder) {
   OwnedPicture source(VariedPicture(21, 4));
-  OwnedMemoryBlock red(Table(256, [](int i) { return 255 - i; }));
+  OwnedMemoryBlock shortRed(Table(100, [](int i) { return 255 - i; }));
   OwnedMemoryBlock blue(Table(256, [](int i) { return i / 2; }));
   OwnedMemoryBlock green(Table(256, [](int i) { return i ^ 0x0F; }));
-  OwnedPicture result(TransformColorsQVL(source, red, blue, green, nullptr));
-  ExpectEveryPixel(source, result, [](Rgba in) { return Opaque(255 - in.r, in.g ^ 0x0F, in.b / 2); });
+  OwnedPicture result(TransformColorsQVL(source, shortRed, blue, green, nullptr));
+  ExpectEveryPixel(source, result, [](Rgba in) { return Opaque(in.r < 100 ? 255 - in.r : 0, in.g ^ 0x0F, in.b / 2); });
   EXPECT_FALSE(qvlhost::HasAlphaChannel(result));
-}
-
-// A block shorter than 256 bytes gives 0 for the entries it does not hold,
-// and one whose data pointer is nil gives nil.
-TEST_P(ColourReplacement, ShortAndEmptyTables) {
-  OwnedPicture source(RowOf({Opaque(3, 200, 9), Opaque(4, 5, 250)}, false));
-  OwnedMemoryBlock shortRed(Table(4, [](int i) { return 100 + i; }));
-  OwnedMemoryBlock identity(Identity());
-  OwnedPicture result(TransformColorsQVL(source, shortRed, identity, identity, nullptr));
-  ExpectEveryPixel(source, result, [](Rgba in) { return Opaque(in.r < 4 ? 100 + in.r : 0, in.g, in.b); });
   OwnedMemoryBlock empty(qvlhost::MemoryBlockOverPointer(nullptr));
-  EXPECT_EQ(nullptr, TransformColorsQVL(source, identity, identity, empty, nullptr));
+  EXPECT_EQ(nullptr, TransformColorsQVL(source, blue, blue, empty, nullptr));
 }
 
 // dest is used when it holds the source's size in both directions; it is

@@ -5,11 +5,13 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdint>
+#include <random>
 #include <set>
 #include <string>
+#include <tuple>
 #include <utility>
-#include <vector>
 
 #include "registrationclient/registration_check.h"
 #include "support/painted_picture.h"
@@ -53,11 +55,6 @@ Cells Square(int64_t left, int64_t top, int64_t right, int64_t bottom) {
   return cells;
 }
 
-Cells Union(Cells a, const Cells& b) {
-  a.insert(b.begin(), b.end());
-  return a;
-}
-
 Cells Ring() {
   Cells ring = Square(2, 2, 6, 5);
   for (const auto& inner : Square(3, 3, 5, 4)) ring.erase(inner);
@@ -78,68 +75,63 @@ TEST_P(MaskExtraction, RectanglesOfTheGroups) {
       {"diagonal pair", {{2, 2}, {3, 3}}, 0, 0, -1, -1, {{2, 2}, {3, 3}}},
       {"L shape", {{2, 2}, {3, 2}, {3, 3}}, 0, 0, -1, -1, Square(2, 2, 3, 3)},
       {"ring", Ring(), 0, 0, -1, -1, Square(2, 2, 6, 5)},
-      {"overlapping",
-       {{1, 1}, {2, 1}, {2, 2}, {3, 3}, {2, 4}, {3, 4}},
-       0,
-       0,
-       -1,
-       -1,
-       Union(Square(1, 1, 2, 2), Square(2, 3, 3, 4))},
       {"width 0", {{4, 3}}, 0, 0, 0, -1, {}},
       {"top offset", {{5, 0}, {5, 8}}, 0, 3, 10, 7, {{5, 3}}},
       {"negative left", {{3, 1}, {6, 1}}, -5, 0, 10, -1, {{3, 1}}},
   };
-  for (const Case& c : cases) {
-    OwnedPicture picture(Specks(10, 10, c.coloured));
-    OwnedPicture result(ExtractColorRectangleMaskQVL(picture, c.left, c.top, c.width, c.height));
-    ASSERT_NE(nullptr, result.get()) << c.name;
-    EXPECT_FALSE(qvlhost::HasAlphaChannel(result));
-    EXPECT_EQ(c.black, BlackCells(result)) << c.name;
+  for (const VectorLevel level : kEveryVectorLevel) {
+    CapVectorLevel(level);
+    for (const Case& c : cases) {
+      OwnedPicture picture(Specks(37, 10, c.coloured));
+      OwnedPicture result(ExtractColorRectangleMaskQVL(picture, c.left, c.top, c.width, c.height));
+      ASSERT_NE(nullptr, result.get()) << c.name;
+      EXPECT_FALSE(qvlhost::HasAlphaChannel(result));
+      EXPECT_EQ(c.black, BlackCells(result)) << c.name << " " << NameOf(level);
+    }
   }
-  OwnedPicture picture(Specks(10, 10, Ring()));
-  OwnedPicture whole(ExtractColorRectangleMaskQVL2(picture));
-  EXPECT_EQ(Square(2, 2, 6, 5), BlackCells(whole));
 }
 
-// Alpha 255 reads as white, and as black with swap; on gd the stored field
-// counts the other way.
+// Every alpha reads as its grey, reversed with swap, at every level; on gd
+// the stored field counts the other way. Every byte of word i is i.
 TEST_P(MaskExtraction, EmbeddedMaskReadsAlpha) {
-  OwnedPicture picture(qvlhost::NewPicture(5, 3));
-  for (const bool swap : {false, true}) {
-    OwnedPicture grey(GetEmbededMask(picture, swap));
-    ASSERT_NE(nullptr, grey.get());
-    const uint32_t word = qvlhost::PixelWord(picture, 2, 1);
-    const uint32_t a = GetParam().kind == qvlhost::Storage::CoreGraphics
-                           ? (GetParam().alphaInfo % 2 == 1 ? word >> 24 : word & 0xFF)
-                           : 2 * ((word >> 24) & 0x7F) + ((word >> 24) & 1);
-    const uint8_t v = Byte(a ^ (swap ? 255 : 0));
-    EXPECT_EQ((Rgba{v, v, v, 255}), qvlhost::PixelRgba(grey, 2, 1));
+  OwnedPicture picture(qvlhost::NewAlphaPicture(37, 7));
+  for (uint32_t i = 0; i < 37 * 7; ++i) qvlhost::SetPixelWord(picture, i % 37, i / 37, (i & 0xFF) * 0x01010101u);
+  for (const VectorLevel level : kEveryVectorLevel) {
+    CapVectorLevel(level);
+    for (const bool swap : {false, true}) {
+      OwnedPicture grey(GetEmbededMask(picture, swap));
+      ASSERT_NE(nullptr, grey.get());
+      for (uint32_t i = 0; i < 37 * 7; ++i) {
+        const uint32_t a = GetParam().kind == qvlhost::Storage::CoreGraphics ? i & 0xFF : 2 * (i & 0x7F) + (i & 1);
+        const uint8_t v = Byte(a ^ (swap ? 255 : 0));
+        ASSERT_EQ((Rgba{v, v, v, 255}), qvlhost::PixelRgba(grey, i % 37, i / 37)) << i << " " << NameOf(level);
+      }
+    }
   }
 }
 
-// Byte 0 of every word takes the mask's R, whatever the layout; the other
-// bytes stay. A narrower mask gives its columns and 0 beyond the memory its
-// rows lie in; read back, the alpha of an ARGB picture is the mask.
+// Byte 0 of every word takes the mask's R, whatever the layout, at every
+// level; the other bytes stay. A narrower mask gives its columns and 0
+// beyond the memory its rows lie in.
 TEST_P(MaskExtraction, EmbeddedMaskWritesByteZero) {
-  const int64_t width = 6, height = 3;
-  for (const int64_t maskWidth : {width, width + 2, width - 2}) {
-    for (const bool swap : {false, true}) {
-      OwnedPicture picture(PaintedPicture(width, height, [](int64_t x, int64_t y) {
-        return Rgba{Byte(x * 30 + 1), Byte(y * 50 + 2), 77, 255};
-      }));
-      OwnedPicture mask(PaintedPicture(maskWidth, height, [](int64_t x, int64_t y) {
-        return Rgba{Byte(x * 40 + y), 9, 9, 255};
-      }));
-      std::vector<uint32_t> before;
-      for (int64_t y = 0; y < height; ++y)
-        for (int64_t x = 0; x < width; ++x) before.push_back(qvlhost::PixelWord(picture, x, y));
-      SetEmbededMask(picture, swap, mask);
-      for (int64_t y = 0; y < height; ++y) {
-        for (int64_t x = 0; x < width; ++x) {
-          const uint32_t was = before[y * width + x], now = qvlhost::PixelWord(picture, x, y);
-          EXPECT_EQ(was & 0xFFFFFF00u, now & 0xFFFFFF00u) << x << ", " << y;
-          if (x < maskWidth) {
-            EXPECT_EQ(Byte((x * 40 + y) ^ (swap ? 255 : 0)), now & 0xFF) << x << ", " << y;
+  const int64_t width = 37, height = 3;
+  for (const VectorLevel level : kEveryVectorLevel) {
+    CapVectorLevel(level);
+    for (const int64_t maskWidth : {width, width + 2, width - 20}) {
+      for (const bool swap : {false, true}) {
+        const auto paint = [](int64_t x, int64_t y) { return Rgba{Byte(x * 30 + 1), Byte(y * 50 + 2), 77, 255}; };
+        OwnedPicture picture(PaintedPicture(width, height, paint)), twin(PaintedPicture(width, height, paint));
+        OwnedPicture mask(PaintedPicture(maskWidth, height, [](int64_t x, int64_t y) {
+          return Rgba{Byte(x * 40 + y), 9, 9, 255};
+        }));
+        SetEmbededMask(picture, swap, mask);
+        for (int64_t y = 0; y < height; ++y) {
+          for (int64_t x = 0; x < width; ++x) {
+            const uint32_t was = qvlhost::PixelWord(twin, x, y), now = qvlhost::PixelWord(picture, x, y);
+            EXPECT_EQ(was & 0xFFFFFF00u, now & 0xFFFFFF00u) << x << ", " << y;
+            if (x < maskWidth) {
+              EXPECT_EQ(Byte((x * 40 + y) ^ (swap ? 255 : 0)), now & 0xFF) << x << ", " << y << NameOf(level);
+            }
           }
         }
       }
@@ -158,28 +150,57 @@ class MaskExtractionRules : public PluginTest {
   }
 };
 
-// Assigned and read back on a layout whose byte 0 is alpha.
-TEST_F(MaskExtractionRules, MaskRoundTripOnARGB) {
-  qvlhost::CurrentConfig().storage = qvlhost::Storage::CG(4);
-  OwnedPicture picture(qvlhost::NewPicture(4, 4));
-  OwnedPicture mask(PaintedPicture(4, 4, [](int64_t x, int64_t y) {
-    const uint8_t v = Byte(x * 60 + y * 3);
-    return Rgba{v, v, v, 255};
-  }));
-  SetEmbededMask(picture, false, mask);
-  OwnedPicture grey(GetEmbededMask(picture, false));
-  for (int64_t y = 0; y < 4; ++y)
-    for (int64_t x = 0; x < 4; ++x) EXPECT_EQ(qvlhost::PixelRgba(mask, x, y), qvlhost::PixelRgba(grey, x, y));
-}
-
 // A mask narrower than its picture and as short as one row: the last row's
 // missing columns lie beyond the mask's memory and read as 0.
 TEST_F(MaskExtractionRules, NarrowMaskBeyondItsMemoryReadsZero) {
   qvlhost::CurrentConfig().extraBytesPerRow = 0;
-  OwnedPicture picture(qvlhost::NewPicture(8, 1));
-  OwnedPicture mask(SolidPicture(3, 1, {90, 90, 90, 255}));
-  SetEmbededMask(picture, true, mask);
-  for (int64_t x = 0; x < 8; ++x) EXPECT_EQ(x < 3 ? 90u ^ 255u : 255u, qvlhost::PixelWord(picture, x, 0) & 0xFF) << x;
+  for (const VectorLevel level : kEveryVectorLevel) {
+    CapVectorLevel(level);
+    OwnedPicture picture(qvlhost::NewPicture(40, 1));
+    OwnedPicture mask(SolidPicture(19, 1, {90, 90, 90, 255}));
+    SetEmbededMask(picture, true, mask);
+    for (int64_t x = 0; x < 40; ++x)
+      EXPECT_EQ(x < 19 ? 90u ^ 255u : 255u, qvlhost::PixelWord(picture, x, 0) & 0xFF) << x << NameOf(level);
+  }
+}
+
+// The grouping as first described, restarting at row 0 after each
+// rectangle; the cells outside the picture are never coloured.
+Cells RestartingGrouping(Cells coloured) {
+  Cells black;
+  const auto touches = [&](const Cells& side) {
+    return std::any_of(side.begin(), side.end(), [&](const auto& cell) { return coloured.count(cell) > 0; });
+  };
+  while (!coloured.empty()) {
+    const auto [x, y] = *std::min_element(coloured.begin(), coloured.end(), [](const auto& p, const auto& q) {
+      return std::tie(p.second, p.first) < std::tie(q.second, q.first);
+    });
+    int64_t top = y, bottom = y, left = x, right = x;
+    for (bool moved = true; moved;) {
+      moved = false;
+      if (touches(Square(left, top - 1, right, top - 1))) --top, moved = true;
+      if (touches(Square(left, bottom + 1, right, bottom + 1))) ++bottom, moved = true;
+      if (touches(Square(left - 1, top, left - 1, bottom))) --left, moved = true;
+      if (touches(Square(right + 1, top, right + 1, bottom))) ++right, moved = true;
+    }
+    for (const auto& cell : Square(left, top, right, bottom)) coloured.erase(cell), black.insert(cell);
+  }
+  return black;
+}
+
+// Resuming the search where the last rectangle was found gives the
+// rectangles of the restart, on random shapes of many densities.
+TEST_F(MaskExtractionRules, ResumedSearchFindsTheRestartsRectangles) {
+  std::mt19937 random(11);
+  for (const unsigned density : {2u, 10u, 25u, 45u}) {
+    Cells coloured;
+    for (int64_t y = 0; y < 30; ++y)
+      for (int64_t x = 0; x < 41; ++x)
+        if (random() % 100 < density) coloured.insert({x, y});
+    OwnedPicture picture(Specks(41, 30, coloured));
+    OwnedPicture result(ExtractColorRectangleMaskQVL2(picture));
+    EXPECT_EQ(RestartingGrouping(coloured), BlackCells(result)) << density;
+  }
 }
 
 TEST_F(MaskExtractionRules, RegistrationCheckPlaces) {

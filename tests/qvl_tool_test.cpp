@@ -15,6 +15,7 @@
 #include <vector>
 
 #include "analysis/uniformity.h"
+#include "filters/mask_extraction.h"
 #include "filters/threshold.h"
 #include "scroll/scroll.h"
 #include "support/plugin_test.h"
@@ -362,6 +363,26 @@ TEST_F(QvlTool, MaskIsScrolledAlongAndWritten) {
   ToolRun bad = Run({"isBlackQVL", "nil", "--mask", in_});
   EXPECT_EQ(bad.status, 2);
   EXPECT_NE(bad.err.find("--mask"), std::string::npos) << bad.err;
+}
+
+// The assigning form takes the assigned value after the other arguments and
+// writes the changed picture, on both registration routes; the listing says so.
+TEST_F(QvlTool, AssigningFormTakesTheValueLast) {
+  const std::string mask = (work_ / "mask.png").string(), expectedFile = (root_ / "expected.png").string();
+  qvlhost::OwnedPicture painted(qvlhost::NewPicture(256, 192));
+  for (int64_t y = 0; y < 192; ++y)
+    for (int64_t x = 0; x < 256; ++x) qvlhost::SetPixelRgba(painted, x, y, {uint8_t(x ^ y), 1, 2, 255});
+  ASSERT_TRUE(qvlhost::WritePictureFile(painted, mask));
+  qvlhost::OwnedPicture expected(qvlhost::ReadPictureFile(in_)), maskRead(qvlhost::ReadPictureFile(mask));
+  SetEmbededMask(expected, false, maskRead);
+  ASSERT_TRUE(qvlhost::WritePictureFile(expected, expectedFile));
+  for (const char* version : {"2024.03", "2012.0"}) {
+    ToolRun run = Run({"--host-version", version, "EmbeddedMaskQVL", in_, "false", mask, "-o", out_});
+    ASSERT_EQ(run.status, 0) << run.err;
+    EXPECT_EQ(FileText(out_), FileText(expectedFile)) << version;
+    const std::string listed = Run({"--host-version", version, "list"}).out;
+    EXPECT_NE(listed.find("(assign: qvl EmbeddedMaskQVL ref swap value)"), std::string::npos) << listed;
+  }
 }
 
 }  // namespace

@@ -1,8 +1,23 @@
 // Colour replacement on the filter frame: exact-colour kernels with their
-// stored words prepared per row, and the channel tables of
-// TransformColorsQVL, which may write into a picture the caller hands in.
-#include "filters/colour_replacement.h"
+// stored words prepared per row and their vector rows, compiled once per
+// target, and the channel tables of TransformColorsQVL, which may write into
+// a picture the caller hands in.
+// This source includes itself once per target through foreach_target.h,
+// so these lines stay in this order.
+// clang-format off
+#include "filters/vector_rows.h"
 
+#undef HWY_TARGET_INCLUDE
+#define HWY_TARGET_INCLUDE "filters/colour_replacement.cpp"
+#include "hwy/foreach_target.h"  // IWYU pragma: keep
+#include "hwy/highway.h"
+
+#include "filters/layout_rows-inl.h"
+#include "filters/colour_replacement.h"
+// clang-format on
+
+#ifndef QVL_FILTERS_COLOUR_REPLACEMENT_KERNELS
+#define QVL_FILTERS_COLOUR_REPLACEMENT_KERNELS
 #include <algorithm>
 #include <cstring>
 
@@ -10,7 +25,6 @@
 #include "binding/diagnostics.h"
 #include "binding/exceptions.h"
 #include "binding/wrappers.h"
-#include "filters/filter_frame.h"
 
 namespace {
 
@@ -29,11 +43,19 @@ struct SearchedColour {
 
   explicit SearchedColour(uint32_t colour) : r(RedOf(colour)), g(GreenOf(colour)), b(BlueOf(colour)) {}
   bool Matches(const Channels& c) const { return ((c.r ^ r) | (c.g ^ g) | (c.b ^ b)) == 0; }
+  // The colour bits of a word of layout S that match.
+  template <PixelLayout S>
+  uint32_t ColourBitsIn() const {
+    return OpaquePixel<S>(r, g, b) & kColourBits<S>;
+  }
 };
 
 struct ReplaceKernel {
   SearchedColour search;
   uint32_t replacement;
+
+  template <PixelLayout S, PixelLayout D>
+  VectorRow<ReplaceKernel> VectorRowAt(VectorLevel level) const;
 
   template <PixelLayout S, PixelLayout D>
   void PixelRow(const uint32_t* source, uint32_t* destination, int64_t width) const {
@@ -50,6 +72,9 @@ struct ReplaceKernel {
 struct ExtractKernel {
   SearchedColour search;
   uint32_t replacement, background;
+
+  template <PixelLayout S, PixelLayout D>
+  VectorRow<ExtractKernel> VectorRowAt(VectorLevel level) const;
 
   template <PixelLayout S, PixelLayout D>
   void PixelRow(const uint32_t* source, uint32_t* destination, int64_t width) const {
@@ -87,6 +112,66 @@ struct TableKernel {
     });
   }
 };
+
+}  // namespace
+#endif
+
+HWY_BEFORE_NAMESPACE();
+namespace {
+namespace HWY_NAMESPACE {
+
+// The scalar target, which no level uses, is not given rows.
+#if HWY_TARGET != HWY_SCALAR
+// A pixel a lane: the colour bits of its word compared with the searched
+// ones, the matches given the prepared word.
+template <PixelLayout S, PixelLayout D>
+int64_t ReplaceRow(const uint32_t* source, uint32_t* destination, int64_t width, const ReplaceKernel& kernel) {
+  const hn::ScalableTag<uint32_t> du;
+  const int64_t lanes = static_cast<int64_t>(hn::Lanes(du));
+  const auto colourBits = hn::Set(du, kColourBits<S>), searched = hn::Set(du, kernel.search.ColourBitsIn<S>());
+  const auto replacement = hn::Set(du, OpaqueWordOf<D>(kernel.replacement));
+  int64_t column = 0;
+  for (; column + lanes <= width; column += lanes) {
+    const auto words = hn::LoadU(du, source + column);
+    const auto copied = OpaqueWords<D>(RedOf<S>(words), GreenOf<S>(words), BlueOf<S>(words));
+    hn::StoreU(hn::IfThenElse(hn::Eq(hn::And(words, colourBits), searched), replacement, copied), du,
+               destination + column);
+  }
+  return column;
+}
+
+template <PixelLayout S, PixelLayout D>
+int64_t ExtractRow(const uint32_t* source, uint32_t* destination, int64_t width, const ExtractKernel& kernel) {
+  const hn::ScalableTag<uint32_t> du;
+  const int64_t lanes = static_cast<int64_t>(hn::Lanes(du));
+  const auto colourBits = hn::Set(du, kColourBits<S>), searched = hn::Set(du, kernel.search.ColourBitsIn<S>());
+  const auto replacement = hn::Set(du, OpaqueWordOf<D>(kernel.replacement)),
+             background = hn::Set(du, OpaqueWordOf<D>(kernel.background));
+  int64_t column = 0;
+  for (; column + lanes <= width; column += lanes) {
+    const auto matches = hn::Eq(hn::And(hn::LoadU(du, source + column), colourBits), searched);
+    hn::StoreU(hn::IfThenElse(matches, replacement, background), du, destination + column);
+  }
+  return column;
+}
+#endif
+
+}  // namespace HWY_NAMESPACE
+}  // namespace
+HWY_AFTER_NAMESPACE();
+
+#if HWY_ONCE
+namespace {
+
+template <PixelLayout S, PixelLayout D>
+VectorRow<ReplaceKernel> ReplaceKernel::VectorRowAt(VectorLevel level) const {
+  return QVL_VECTOR_ROW(level, ReplaceRow<S, D>);
+}
+
+template <PixelLayout S, PixelLayout D>
+VectorRow<ExtractKernel> ExtractKernel::VectorRowAt(VectorLevel level) const {
+  return QVL_VECTOR_ROW(level, ExtractRow<S, D>);
+}
 
 // The first nil handle raises; true when all are there.
 bool TransformHandlesPresent(REALpictureStruct* pic, REALmemoryBlockStruct* red, REALmemoryBlockStruct* green,
@@ -167,3 +252,4 @@ REALpictureStruct* TransformColorsQVL(REALpictureStruct* pic, REALmemoryBlockStr
   }
   return result;
 }
+#endif

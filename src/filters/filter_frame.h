@@ -213,17 +213,47 @@ inline void WithLayoutsOf(Body&& body, const PictureEditor& first, const Editors
 //   template <PixelLayout D, PixelLayout... S>
 //   void PixelRow(uint32_t* destination, const uint32_t*... sources, int64_t width) const;
 //
-// with one source row per reader, in the order given. Every source holds at
-// least the writer's width. At the end of a row the writer steps first, then
-// the readers in order.
+// with one source row per reader, in the order given. Where vector rows pay,
+// the kernel names their type as VectorStepRow (a function of the same
+// arguments and the kernel) and gives them, for known layouts, by
+//
+//   template <PixelLayout D, PixelLayout... S>
+//   VectorStepRow VectorRowAt(VectorLevel level) const;
+//
+// as the one-source kernels do. Every source holds at least the writer's
+// width. At the end of a row the writer steps first, then the readers in
+// order.
+template <class Kernel, class = void>
+struct HasVectorStepRows : std::false_type {};
+template <class Kernel>
+struct HasVectorStepRows<Kernel, std::void_t<typename Kernel::VectorStepRow>> : std::true_type {};
+
+template <class Kernel, PixelLayout D, PixelLayout... S>
+auto VectorStepRowOf(const Kernel& kernel, VectorLevel level) {
+  if constexpr (HasVectorStepRows<Kernel>::value) {
+    constexpr bool known = D != PixelLayout::Unknown && ((S != PixelLayout::Unknown) && ...);
+    if constexpr (known) return kernel.template VectorRowAt<D, S...>(level);
+    if constexpr (!known) return typename Kernel::VectorStepRow{nullptr};
+  } else {
+    return nullptr;
+  }
+}
+
 template <class Kernel, class... Readers>
 void WalkInStep(PictureWriter& writer, const Kernel& kernel, Readers&... readers) {
   const int64_t width = writer.Width, rows = writer.Height;
+  const VectorLevel level = VectorLevelInUse();
   WithLayoutsOf(
       [&](auto destination, auto... sources) {
+        constexpr PixelLayout D = decltype(destination)::value;
+        const auto vectorRow = VectorStepRowOf<Kernel, D, decltype(sources)::value...>(kernel, level);
         for (int64_t row = 0; row < rows; ++row) {
-          kernel.template PixelRow<decltype(destination)::value, decltype(sources)::value...>(writer.base,
-                                                                                              readers.base..., width);
+          int64_t done = 0;
+          if constexpr (HasVectorStepRows<Kernel>::value) {
+            if (vectorRow) done = vectorRow(writer.base, readers.base..., width, kernel);
+          }
+          kernel.template PixelRow<D, decltype(sources)::value...>(writer.base + done, (readers.base + done)...,
+                                                                   width - done);
           StepRow(writer);
           (StepRow(readers), ...);
         }

@@ -1,18 +1,35 @@
 // Mask extraction: the alpha read out on the frame, the mask written into
 // byte 0 of the words through a reader, and the rectangle grouping over two
-// bordered byte maps.
-#include "filters/mask_extraction.h"
+// bordered byte maps; the rows of the pixel loops with their vector rows,
+// compiled once per target.
+// This source includes itself once per target through foreach_target.h,
+// so these lines stay in this order.
+// clang-format off
+#include "filters/vector_rows.h"
 
+#undef HWY_TARGET_INCLUDE
+#define HWY_TARGET_INCLUDE "filters/mask_extraction.cpp"
+#include "hwy/foreach_target.h"  // IWYU pragma: keep
+#include "hwy/highway.h"
+
+#include "filters/layout_rows-inl.h"
+#include "filters/mask_extraction.h"
+// clang-format on
+
+#ifndef QVL_FILTERS_MASK_EXTRACTION_KERNELS
+#define QVL_FILTERS_MASK_EXTRACTION_KERNELS
 #include <algorithm>
+#include <cstring>
 #include <memory>
 #include <new>
-
-#include "filters/filter_frame.h"
 
 namespace {
 
 struct AlphaToGreyKernel {
   uint32_t flip;
+
+  template <PixelLayout S, PixelLayout D>
+  VectorRow<AlphaToGreyKernel> VectorRowAt(VectorLevel level) const;
 
   template <PixelLayout S, PixelLayout D>
   void PixelRow(const uint32_t* source, uint32_t* destination, int64_t width) const {
@@ -27,6 +44,108 @@ struct AlphaToGreyKernel {
 
 uint32_t FlipOf(bool swap) { return swap ? 255u : 0u; }
 
+// The rows of the marking and the painting of the rectangles, and of the
+// mask's byte written into the picture: the per-pixel rule of each, after
+// as many pixels as a vector row made.
+using MarkRow = int64_t (*)(const uint32_t* source, uint8_t* cells, int64_t width);
+using PaintRow = int64_t (*)(const uint8_t* cells, uint32_t* destination, int64_t width, const uint32_t (&words)[2]);
+using MaskBytesRow = int64_t (*)(uint32_t* picture, const uint32_t* mask, int64_t width, uint32_t flip);
+
+}  // namespace
+#endif
+
+HWY_BEFORE_NAMESPACE();
+namespace {
+namespace HWY_NAMESPACE {
+
+// The scalar target, which no level uses, is not given rows.
+#if HWY_TARGET != HWY_SCALAR
+// The alpha of each word in its layout, 0..255.
+template <PixelLayout S, class V>
+HWY_INLINE V AlphaOf(V words) {
+  constexpr LayoutDescription l = kLayout<S>;
+  if constexpr (l.alphaWidth == 8) {
+    return ByteAt<l.alphaShift>(words);
+  } else {
+    const V field = hn::And(hn::ShiftRight<l.alphaShift>(words), hn::Set(hn::DFromV<V>(), 0x7F));
+    return hn::Add(hn::Add(field, field), hn::And(field, hn::Set(hn::DFromV<V>(), 1)));
+  }
+}
+
+template <PixelLayout S, PixelLayout D>
+int64_t AlphaToGreyRow(const uint32_t* source, uint32_t* destination, int64_t width, const AlphaToGreyKernel& kernel) {
+  const hn::ScalableTag<uint32_t> du;
+  const int64_t lanes = static_cast<int64_t>(hn::Lanes(du));
+  const auto flip = hn::Set(du, kernel.flip);
+  int64_t column = 0;
+  for (; column + lanes <= width; column += lanes) {
+    const auto v = hn::Xor(AlphaOf<S>(hn::LoadU(du, source + column)), flip);
+    hn::StoreU(OpaqueWords<D>(v, v, v), du, destination + column);
+  }
+  return column;
+}
+
+// A cell a lane: 1 where the three colour bytes of the word are not all equal.
+template <PixelLayout S>
+int64_t MarkColouredRow(const uint32_t* source, uint8_t* cells, int64_t width) {
+  const hn::ScalableTag<int32_t> di;
+  const hn::RebindToUnsigned<decltype(di)> du;
+  const hn::Rebind<uint8_t, decltype(di)> d8;
+  const int64_t lanes = static_cast<int64_t>(hn::Lanes(du));
+  const auto greyTest = hn::Set(du, kGreyTest<S>), one = hn::Set(di, 1);
+  int64_t column = 0;
+  for (; column + lanes <= width; column += lanes) {
+    const auto words = hn::LoadU(du, source + column);
+    const auto spread = hn::And(hn::Xor(words, hn::ShiftRight<8>(words)), greyTest);
+    const auto coloured = hn::IfThenZeroElse(hn::RebindMask(di, hn::Eq(spread, hn::Zero(du))), one);
+    hn::StoreU(hn::DemoteTo(d8, coloured), d8, cells + column);
+  }
+  return column;
+}
+
+template <PixelLayout D>
+int64_t PaintRectanglesRow(const uint8_t* cells, uint32_t* destination, int64_t width, const uint32_t (&words)[2]) {
+  const hn::ScalableTag<uint32_t> du;
+  const hn::Rebind<uint8_t, decltype(du)> d8;
+  const int64_t lanes = static_cast<int64_t>(hn::Lanes(du));
+  const auto white = hn::Set(du, words[0]), black = hn::Set(du, words[1]);
+  int64_t column = 0;
+  for (; column + lanes <= width; column += lanes) {
+    const auto inside = hn::PromoteTo(du, hn::LoadU(d8, cells + column));
+    hn::StoreU(hn::IfThenElse(hn::Eq(inside, hn::Zero(du)), white, black), du, destination + column);
+  }
+  return column;
+}
+
+// Byte 0 of each picture word from the mask's red; the other three bytes
+// are written back as they were read.
+template <PixelLayout M>
+int64_t MaskBytesVectorRow(uint32_t* picture, const uint32_t* mask, int64_t width, uint32_t flip) {
+  const hn::ScalableTag<uint32_t> du;
+  const int64_t lanes = static_cast<int64_t>(hn::Lanes(du));
+  const auto kept = hn::Set(du, 0xFFFFFF00u), flipped = hn::Set(du, flip);
+  int64_t column = 0;
+  for (; column + lanes <= width; column += lanes) {
+    const auto red = hn::Xor(RedOf<M>(hn::LoadU(du, mask + column)), flipped);
+    const auto words = hn::LoadU(du, picture + column);
+    hn::StoreU(hn::Or(hn::And(words, kept), red), du, picture + column);
+  }
+  return column;
+}
+#endif
+
+}  // namespace HWY_NAMESPACE
+}  // namespace
+HWY_AFTER_NAMESPACE();
+
+#if HWY_ONCE
+namespace {
+
+template <PixelLayout S, PixelLayout D>
+VectorRow<AlphaToGreyKernel> AlphaToGreyKernel::VectorRowAt(VectorLevel level) const {
+  return QVL_VECTOR_ROW(level, AlphaToGreyRow<S, D>);
+}
+
 // How many words from the editor's current row to the end of the memory its
 // rows lie in: gd rows are allocated one by one, Core Graphics rows lie in
 // one block.
@@ -36,10 +155,27 @@ int64_t ReadableWords(const PictureEditor& editor) {
   return (end - reinterpret_cast<const uint8_t*>(editor.base)) / static_cast<int64_t>(sizeof(uint32_t));
 }
 
+// The vector rows of a layout at a level, or nullptr; none for an unknown
+// layout, whose words read as 0 without being read.
+template <PixelLayout L>
+MaskBytesRow MaskBytesRowAt(VectorLevel level) {
+  if constexpr (L == PixelLayout::Unknown) return nullptr;
+  if constexpr (L != PixelLayout::Unknown) return QVL_VECTOR_ROW(level, MaskBytesVectorRow<L>);
+}
+
+template <PixelLayout L>
+MarkRow MarkRowAt(VectorLevel level) {
+  if constexpr (L == PixelLayout::Unknown) return nullptr;
+  if constexpr (L != PixelLayout::Unknown) return QVL_VECTOR_ROW(level, MarkColouredRow<L>);
+}
+
 template <PixelLayout M>
-void MaskRow(uint8_t* pictureBytes, int64_t width, const uint32_t* mask, int64_t readable, uint32_t flip) {
+void MaskRow(uint32_t* picture, int64_t width, const uint32_t* mask, int64_t readable, uint32_t flip,
+             MaskBytesRow vectorRow) {
   const int64_t inside = std::clamp<int64_t>(readable, 0, width);
-  for (int64_t column = 0; column < inside; ++column)
+  const int64_t done = vectorRow ? vectorRow(picture, mask, inside, flip) : 0;
+  auto* pictureBytes = reinterpret_cast<uint8_t*>(picture);
+  for (int64_t column = done; column < inside; ++column)
     pictureBytes[column * 4] = static_cast<uint8_t>(ReadAt<M>(mask, column).r ^ flip);
   for (int64_t column = inside; column < width; ++column) pictureBytes[column * 4] = static_cast<uint8_t>(flip);
 }
@@ -66,9 +202,8 @@ class CellMaps {
   // finds what a search from row 0 each time would.
   void Group() {
     for (int64_t y = 0; y < height_; ++y) {
-      for (int64_t x = 0; x < width_; ++x) {
-        if (ColourRow(y)[x]) Consume(Grown(y, x));
-      }
+      const uint8_t* row = ColourRow(y);
+      for (int64_t x = FirstCell(row, 0, width_); x < width_; x = FirstCell(row, x + 1, width_)) Consume(Grown(y, x));
     }
   }
 
@@ -77,12 +212,15 @@ class CellMaps {
     int64_t top, bottom, left, right;
   };
 
-  bool RowHasCell(int64_t y, int64_t left, int64_t right) {
-    const uint8_t* row = ColourRow(y);
-    for (int64_t x = left; x <= right; ++x)
-      if (row[x]) return true;
-    return false;
+  // The column of the first cell holding 1 from `from` up to but excluding
+  // `end`, or `end`; cells hold 0 or 1.
+  static int64_t FirstCell(const uint8_t* row, int64_t from, int64_t end) {
+    if (from >= end) return end;
+    const void* found = std::memchr(row + from, 1, static_cast<size_t>(end - from));
+    return found ? static_cast<const uint8_t*>(found) - row : end;
   }
+
+  bool RowHasCell(int64_t y, int64_t left, int64_t right) { return FirstCell(ColourRow(y), left, right + 1) <= right; }
 
   bool ColumnHasCell(int64_t x, int64_t top, int64_t bottom) {
     for (int64_t y = top; y <= bottom; ++y)
@@ -128,9 +266,12 @@ void MarkColoured(PictureReader& reader, CellMaps& maps, const FrameArea& area) 
   }
   WithLayout(reader.pictureType, [&](auto tag) {
     constexpr PixelLayout S = decltype(tag)::value;
+    const MarkRow vectorRow = MarkRowAt<S>(VectorLevelInUse());
     for (int64_t i = 0; i < rows; ++i) {
       uint8_t* cells = maps.ColourRow(area.top + i);
-      for (int64_t x = area.left; x < area.right; ++x) {
+      const int64_t done =
+          vectorRow ? vectorRow(reader.base + area.left, cells + area.left, area.right - area.left) : 0;
+      for (int64_t x = area.left + done; x < area.right; ++x) {
         const Channels c = ReadAt<S>(reader.base, x);
         cells[x] = (c.r != c.g) | (c.b != c.g);
       }
@@ -144,9 +285,11 @@ void PaintRectangles(PictureWriter& writer, const CellMaps& maps, int64_t width,
     constexpr PixelLayout D = decltype(tag)::value;
     if constexpr (D != PixelLayout::Unknown) {
       const uint32_t words[2] = {OpaquePixel<D>(255, 255, 255), OpaquePixel<D>(0, 0, 0)};
+      const PaintRow vectorRow = QVL_VECTOR_ROW(VectorLevelInUse(), PaintRectanglesRow<D>);
       for (int64_t y = 0; y < height; ++y) {
         const uint8_t* cells = maps.RectangleRow(y);
-        for (int64_t x = 0; x < width; ++x) writer.base[x] = words[cells[x]];
+        const int64_t done = vectorRow ? vectorRow(cells, writer.base, width, words) : 0;
+        for (int64_t x = done; x < width; ++x) writer.base[x] = words[cells[x]];
         StepRow(writer);
       }
     }
@@ -168,9 +311,10 @@ void SetEmbededMask(REALpictureStruct* pic, bool swap, REALpictureStruct* mask) 
   RegistrationCheck();
   const uint32_t flip = FlipOf(swap);
   WithLayout(maskReader.pictureType, [&](auto tag) {
+    constexpr PixelLayout M = decltype(tag)::value;
+    const MaskBytesRow vectorRow = MaskBytesRowAt<M>(VectorLevelInUse());
     for (int64_t row = 0; row < picture.Height; ++row) {
-      MaskRow<decltype(tag)::value>(reinterpret_cast<uint8_t*>(picture.base), picture.Width, maskReader.base,
-                                    ReadableWords(maskReader), flip);
+      MaskRow<M>(picture.base, picture.Width, maskReader.base, ReadableWords(maskReader), flip, vectorRow);
       StepRow(maskReader);
       StepRow(picture);
     }
@@ -203,3 +347,4 @@ REALpictureStruct* ExtractColorRectangleMaskQVL(REALpictureStruct* pic, int64_t 
 REALpictureStruct* ExtractColorRectangleMaskQVL2(REALpictureStruct* pic) {
   return ExtractColorRectangleMaskQVL(pic, 0, 0, -1, -1);
 }
+#endif

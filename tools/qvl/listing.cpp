@@ -22,6 +22,14 @@ std::string Accessors(const qvlhost::SurfaceProperty& property) {
   return property.setter ? "getter and setter" : "getter";
 }
 
+// The arguments of the assigning form as the command line takes them, the
+// assigned value last: " ref swap value".
+std::string AssigningArguments(const qvlhost::SurfaceMethod& method) {
+  std::string words;
+  for (const qvlhost::Parameter& parameter : UserParameters(method)) words += " " + parameter.name;
+  return words;
+}
+
 void PrintProperty(std::ostream& out, const qvlhost::SurfaceProperty& property) {
   out << "  " << (property.shared ? "shared property " : "property ") << property.name << " as " << property.type.name
       << "  " << Flags(property.flags) << ", " << Accessors(property) << "\n";
@@ -37,6 +45,9 @@ void PrintSurface(std::ostream& out) {
     for (const qvlhost::SurfaceMethod& method : owner.methods) {
       out << "  " << (method.shared ? "shared " : "") << DisplayDeclaration(method) << "  " << Flags(method.flags);
       if (!method.parseError.empty()) out << "  (unreadable: " << method.parseError << ")";
+      if (!method.callForm.parameters.empty() && method.callForm.parameters.back().assigns) {
+        out << "  (assign: qvl " << method.Name() << AssigningArguments(method) << ")";
+      }
       out << "\n";
     }
     for (const qvlhost::SurfaceProperty& property : owner.properties) PrintProperty(out, property);
