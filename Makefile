@@ -9,7 +9,7 @@ JOBS       ?= $(shell nproc)
 CMAKE_ARGS ?=
 
 BASE_PACKAGES  = cmake g++ make pkg-config libgd-dev libffi-dev libgtest-dev libgmock-dev libhwy-dev zip
-BENCH_PACKAGES = libbenchmark-dev libopencv-dev
+BENCH_PACKAGES = libbenchmark-dev libopencv-dev ffmpeg
 # The cross build for Linux ARM64: Debian's aarch64 toolchain, the arm64
 # multiarch libraries and qemu-user to run what it builds.
 ARM64_PACKAGES = cmake make pkg-config binutils g++-aarch64-linux-gnu qemu-user \

@@ -58,6 +58,7 @@ int main(int argc, char** argv) {
   AddFloors();
   AddPluginOperations();
   AddOpenCvReferences();
+  AddLutReference();
   RegisterBenchmarks();
   MedianCollector collector;
   benchmark::RunSpecifiedBenchmarks(&collector);
