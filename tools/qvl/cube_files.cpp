@@ -65,8 +65,8 @@ std::array<AxisStep, kCubeLatticeNodes> AxisSteps(int size) {
 }
 
 // Reads the lines of one file. Only the rows at the file nodes that our
-// nodes fall between are kept (at most 32 a axis), so a file of the largest
-// size takes no more memory than one of size 32.
+// nodes fall between are kept (at most 32 on an axis), so a file of the
+// largest size takes no more memory than one of size 32.
 class CubeReader {
  public:
   CubeReader(const std::string& path, std::string* error) : path_(path), error_(error) {}
@@ -94,7 +94,7 @@ class CubeReader {
   }
 
  private:
-  std::nullopt_t Fail(int line, const std::string& message) {
+  std::nullopt_t Fail(int64_t line, const std::string& message) {
     *error_ = path_ + ":" + std::to_string(line) + ": " + message;
     return std::nullopt;
   }
@@ -102,7 +102,7 @@ class CubeReader {
     Fail(line_, message);
     return false;
   }
-  int LastLine() const { return std::max(line_, 1); }
+  int64_t LastLine() const { return std::max<int64_t>(line_, 1); }
 
   // A TITLE keeps its text whole; elsewhere a # starts a comment.
   bool ReadLine(std::string_view text) {
@@ -235,10 +235,10 @@ class CubeReader {
 
   std::string path_;
   std::string* error_;
-  int line_ = 0;
+  int64_t line_ = 0;
   int size_ = 0;
   uint64_t rows_ = 0;
-  int domainLine_ = 0;
+  int64_t domainLine_ = 0;
   std::array<double, kOutputs> domainMin_ = {0.0, 0.0, 0.0};
   std::array<double, kOutputs> domainMax_ = {1.0, 1.0, 1.0};
   std::array<AxisStep, kCubeLatticeNodes> steps_{};
