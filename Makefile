@@ -9,7 +9,7 @@ JOBS       ?= $(shell nproc)
 CMAKE_ARGS ?=
 
 BASE_PACKAGES  = cmake g++ make pkg-config libgd-dev libffi-dev libgtest-dev libgmock-dev libhwy-dev zip python3
-BENCH_PACKAGES = libbenchmark-dev libopencv-dev
+BENCH_PACKAGES = libbenchmark-dev libopencv-dev ffmpeg
 # The gallery's photographs come from opencv-doc, its spoken sentence from
 # espeak-ng; its browser test runs Chromium.
 GALLERY_PACKAGES = python3 opencv-doc espeak-ng

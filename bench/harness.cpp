@@ -174,6 +174,21 @@ void RunPaired(benchmark::State& state, const BenchLayout& layout, const Measure
   if (reference && referenceTime > 0) state.counters[kOpenCvCounter] = operationTime / referenceTime;
 }
 
+// Work of another program: the iteration time is the time the measure
+// took of its child processes.
+void RunExternal(benchmark::State& state, const BenchLayout& layout, const Measure& measure) {
+  REALpictureStruct* source = PrepareSource(state, layout, measure.source);
+  if (!source) return;
+  for (auto _ : state) {
+    const std::optional<double> seconds = measure.external(source);
+    if (!seconds) {
+      state.SkipWithError("the measured program failed");
+      break;
+    }
+    state.SetIterationTime(*seconds);
+  }
+}
+
 benchmark::internal::Benchmark* Register(const std::string& name, std::function<void(benchmark::State&)> body) {
   return benchmark::RegisterBenchmark(name.c_str(), [body](benchmark::State& state) { body(state); })
       ->Iterations(kIterations)
@@ -275,6 +290,13 @@ void RegisterBenchmarks() {
   for (const BenchLayout& layout : BenchLayouts()) {
     for (const Measure& measure : Measures()) {
       const std::string name = layout.name + "/" + measure.name;
+      if (measure.kind == MeasureKind::External) {
+        if (&layout != &BenchLayouts().front()) continue;
+        Register(name, [&layout, &measure](benchmark::State& state) {
+          RunExternal(state, layout, measure);
+        })->UseManualTime();
+        continue;
+      }
       if (measure.kind != MeasureKind::Operation) {
         Register(name, [&layout, &measure](benchmark::State& state) { RunAlone(state, layout, measure); });
         continue;

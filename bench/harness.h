@@ -5,6 +5,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -69,7 +70,13 @@ class LockedRows {
 // One measured piece of work on a source picture; false when it failed.
 using MeasureRun = std::function<bool(REALpictureStruct* source)>;
 
-enum class MeasureKind { Floor, Operation, Reference };
+// Work done by another program, run as a child process: its processor time
+// in seconds, which the measure takes itself, or nullopt when it failed.
+using ExternalRun = std::function<std::optional<double>(REALpictureStruct* source)>;
+
+// External measures are timed alone, in the first layout only, and their
+// time is what ExternalRun gives.
+enum class MeasureKind { Floor, Operation, Reference, External };
 
 struct Measure {
   std::string name;
@@ -77,7 +84,8 @@ struct Measure {
   SourceKind source;
   std::string reference;  // operations: the OpenCV reference doing the same work, if any
   MeasureRun run;
-  std::string floor = {};  // operations: the floor they are held to; empty for FloorName(source)
+  std::string floor = {};     // operations: the floor they are held to; empty for FloorName(source)
+  ExternalRun external = {};  // external measures, in place of run
 };
 
 // The OpenCV references that operations are compared with.
@@ -105,7 +113,8 @@ const std::vector<Measure>& Measures();
 // timed alone; an operation is timed paired with its floor and reference.
 void RegisterBenchmarks();
 
-// The measures of the plug-in's operations and of OpenCV.
+// The measures of the plug-in's operations, of OpenCV and of other programs.
 void AddFloors();
 void AddPluginOperations();
 void AddOpenCvReferences();
+void AddLutReference();

@@ -61,6 +61,7 @@ int main(int argc, char** argv) {
   AddColourOperations();
   AddOpenCvReferences();
   AddColourReferences();
+  AddLutReference();
   RegisterBenchmarks();
   MedianCollector collector;
   benchmark::RunSpecifiedBenchmarks(&collector);

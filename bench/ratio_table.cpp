@@ -38,12 +38,14 @@ std::string RatioCell(const MedianCollector& collector, const std::string& layou
   return ratio->second > bound ? "**" + cell + "**" : cell;
 }
 
+// The iteration time of operations and external measures, which time
+// themselves; the processor time of the rest.
 std::string TimeCell(const MedianCollector& collector, const std::string& layout, const std::string& measure,
-                     bool operation) {
+                     bool timedItself) {
   if (Failed(collector, layout, measure)) return "failed";
   const BenchResult* result = Find(collector, layout, measure);
   if (!result) return "-";
-  return Format("%.1f", operation ? result->timeMilliseconds : result->cpuMilliseconds);
+  return Format("%.1f", timedItself ? result->timeMilliseconds : result->cpuMilliseconds);
 }
 
 void PrintReferenceTimes(const MedianCollector& collector, std::ostream& out) {
@@ -56,7 +58,7 @@ void PrintReferenceTimes(const MedianCollector& collector, std::ostream& out) {
     if (measure.kind == MeasureKind::Operation) continue;
     out << "| " << (measure.kind == MeasureKind::Reference ? "OpenCV " : "") << measure.name << " |";
     for (const BenchLayout& layout : BenchLayouts())
-      out << " " << TimeCell(collector, layout.name, measure.name, false) << " |";
+      out << " " << TimeCell(collector, layout.name, measure.name, measure.kind == MeasureKind::External) << " |";
     out << "\n";
   }
 }
