@@ -5,11 +5,16 @@ BUILD      ?= build
 ASAN_BUILD ?= build-asan
 BENCH_BUILD ?= build-bench
 ARM64_BUILD ?= build-arm64
+FUZZ_BUILD ?= build-fuzz
+FUZZ_SECONDS ?= 60
 JOBS       ?= $(shell nproc)
 CMAKE_ARGS ?=
 
 BASE_PACKAGES  = cmake g++ make pkg-config libgd-dev libffi-dev libgtest-dev libgmock-dev libhwy-dev zip
 BENCH_PACKAGES = libbenchmark-dev libopencv-dev
+# Debian's clang and its runtimes, libFuzzer among them.
+FUZZ_PACKAGES = clang libclang-rt-14-dev
+FUZZ_TARGETS = $(patsubst fuzz/%_fuzzer.cpp,%,$(wildcard fuzz/*_fuzzer.cpp))
 # The cross build for Linux ARM64: Debian's aarch64 toolchain, the arm64
 # multiarch libraries and qemu-user to run what it builds.
 ARM64_PACKAGES = cmake make pkg-config binutils g++-aarch64-linux-gnu qemu-user \
@@ -33,7 +38,7 @@ define install_missing
 	fi
 endef
 
-.PHONY: deps arm64-deps build demo test test-asan test-arm64 bench package clean format
+.PHONY: deps arm64-deps build demo test test-asan test-arm64 bench fuzz package clean format
 
 deps:
 	$(call install_missing,$(BASE_PACKAGES))
@@ -74,6 +79,20 @@ bench: deps
 	cmake --build $(BENCH_BUILD) -j $(JOBS)
 	$(BENCH_BUILD)/bench/qvl_bench $(BENCH_ARGS)
 
+# Each fuzz target runs FUZZ_SECONDS from its checked-in seeds; what it finds
+# on the way goes to the build dir, never into fuzz/corpus.
+fuzz: deps
+	$(call install_missing,$(FUZZ_PACKAGES))
+	CC=clang CXX=clang++ cmake -S . -B $(FUZZ_BUILD) -DCMAKE_BUILD_TYPE=RelWithDebInfo -DQVL_FUZZ=ON $(CMAKE_ARGS) >/dev/null
+	cmake --build $(FUZZ_BUILD) -j $(JOBS) --target fuzzers
+	@for target in $(FUZZ_TARGETS); do \
+	  echo "Fuzzing $$target for $(FUZZ_SECONDS) seconds"; \
+	  mkdir -p $(FUZZ_BUILD)/corpus/$$target $(FUZZ_BUILD)/findings && \
+	  $(FUZZ_BUILD)/fuzz/$${target}_fuzzer -max_total_time=$(FUZZ_SECONDS) -print_final_stats=1 \
+	    -artifact_prefix=$(FUZZ_BUILD)/findings/$$target- $(FUZZ_ARGS) \
+	    $(FUZZ_BUILD)/corpus/$$target fuzz/corpus/$$target || exit 1; \
+	done
+
 # ARM64=1 adds the Linux ARM64 library from the cross build.
 package: deps $(if $(ARM64),arm64-deps)
 	cmake -S . -B $(BUILD) -DCMAKE_BUILD_TYPE=Release $(CMAKE_ARGS) >/dev/null
@@ -98,4 +117,4 @@ format:
 	clang-format -i $$(git ls-files '*.cpp' '*.h')
 
 clean:
-	rm -rf $(BUILD) $(ASAN_BUILD) $(BENCH_BUILD) $(ARM64_BUILD) out PictureQVL.xojo_plugin
+	rm -rf $(BUILD) $(ASAN_BUILD) $(BENCH_BUILD) $(ARM64_BUILD) $(FUZZ_BUILD) out PictureQVL.xojo_plugin
