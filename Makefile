@@ -5,6 +5,8 @@ BUILD      ?= build
 ASAN_BUILD ?= build-asan
 BENCH_BUILD ?= build-bench
 ARM64_BUILD ?= build-arm64
+FUZZ_BUILD ?= build-fuzz
+FUZZ_SECONDS ?= 60
 JOBS       ?= $(shell nproc)
 CMAKE_ARGS ?=
 
@@ -14,6 +16,9 @@ BENCH_PACKAGES = libbenchmark-dev libopencv-dev ffmpeg
 # espeak-ng; its browser test runs Chromium.
 GALLERY_PACKAGES = python3 opencv-doc espeak-ng
 PHOTOS = /usr/share/doc/opencv-doc/examples/data
+# Debian's clang and its runtimes, libFuzzer among them.
+FUZZ_PACKAGES = clang libclang-rt-14-dev
+FUZZ_TARGETS = $(patsubst fuzz/%_fuzzer.cpp,%,$(wildcard fuzz/*_fuzzer.cpp))
 # The cross build for Linux ARM64: Debian's aarch64 toolchain, the arm64
 # multiarch libraries and qemu-user to run what it builds.
 ARM64_PACKAGES = cmake make pkg-config binutils g++-aarch64-linux-gnu qemu-user \
@@ -37,7 +42,7 @@ define install_missing
 	fi
 endef
 
-.PHONY: deps arm64-deps build demo test test-asan test-arm64 bench gallery test-gallery package clean format
+.PHONY: deps arm64-deps build demo test test-asan test-arm64 bench fuzz gallery test-gallery package clean format
 
 deps:
 	$(call install_missing,$(BASE_PACKAGES))
@@ -89,6 +94,20 @@ test-gallery: gallery
 	$(call install_missing,chromium)
 	python3 tests/gallery/browser_test.py out/gallery $(BUILD)/qvl out/gallery/screenshot.png
 
+# Each fuzz target runs FUZZ_SECONDS from its checked-in seeds; what it finds
+# on the way goes to the build dir, never into fuzz/corpus.
+fuzz: deps
+	$(call install_missing,$(FUZZ_PACKAGES))
+	CC=clang CXX=clang++ cmake -S . -B $(FUZZ_BUILD) -DCMAKE_BUILD_TYPE=RelWithDebInfo -DQVL_FUZZ=ON $(CMAKE_ARGS) >/dev/null
+	cmake --build $(FUZZ_BUILD) -j $(JOBS) --target fuzzers
+	@for target in $(FUZZ_TARGETS); do \
+	  echo "Fuzzing $$target for $(FUZZ_SECONDS) seconds"; \
+	  mkdir -p $(FUZZ_BUILD)/corpus/$$target $(FUZZ_BUILD)/findings && \
+	  $(FUZZ_BUILD)/fuzz/$${target}_fuzzer -max_total_time=$(FUZZ_SECONDS) -print_final_stats=1 \
+	    -artifact_prefix=$(FUZZ_BUILD)/findings/$$target- $(FUZZ_ARGS) \
+	    $(FUZZ_BUILD)/corpus/$$target fuzz/corpus/$$target || exit 1; \
+	done
+
 # The Linux x86-64 library and, cross-built, the Linux ARM64 one.
 package: deps arm64-deps
 	cmake -S . -B $(BUILD) -DCMAKE_BUILD_TYPE=Release $(CMAKE_ARGS) >/dev/null
@@ -103,4 +122,4 @@ format:
 	clang-format -i $$(git ls-files '*.cpp' '*.h')
 
 clean:
-	rm -rf $(BUILD) $(ASAN_BUILD) $(BENCH_BUILD) $(ARM64_BUILD) out PictureQVL.xojo_plugin
+	rm -rf $(BUILD) $(ASAN_BUILD) $(BENCH_BUILD) $(ARM64_BUILD) $(FUZZ_BUILD) out PictureQVL.xojo_plugin

@@ -116,5 +116,6 @@ void RegisterBenchmarks();
 // The measures of the plug-in's operations, of OpenCV and of other programs.
 void AddFloors();
 void AddPluginOperations();
+void AddStringOperations();
 void AddOpenCvReferences();
 void AddLutReference();

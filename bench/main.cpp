@@ -59,6 +59,7 @@ int main(int argc, char** argv) {
   AddFloors();
   AddPluginOperations();
   AddColourOperations();
+  AddStringOperations();
   AddOpenCvReferences();
   AddColourReferences();
   AddLutReference();

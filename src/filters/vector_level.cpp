@@ -3,6 +3,9 @@
 #include <algorithm>
 #include <atomic>
 #include <cstdlib>
+#if defined(__x86_64__)
+#include <cpuid.h>
+#endif
 
 namespace {
 
@@ -19,6 +22,15 @@ constexpr NamedLevel kNames[] = {{"portable", VectorLevel::Portable},
                                  {"avx2", VectorLevel::Avx2},
                                  {"avx512", VectorLevel::Avx512}};
 
+#if defined(__x86_64__)
+// F16C, which not every compiler's __builtin_cpu_supports knows: CPUID leaf
+// 1, bit 29 of ECX.
+bool HasF16c() {
+  unsigned eax = 0, ebx = 0, ecx = 0, edx = 0;
+  return __get_cpuid(1, &eax, &ebx, &ecx, &edx) && (ecx & bit_F16C) != 0;
+}
+#endif
+
 // Each level stands for every extension its rows are compiled with.
 VectorLevel DetectedLevel() {
 #if defined(__x86_64__)
@@ -26,7 +38,7 @@ VectorLevel DetectedLevel() {
   const bool avx512 = __builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512vl") &&
                       __builtin_cpu_supports("avx512dq") && __builtin_cpu_supports("avx512bw");
   const bool avx2 = __builtin_cpu_supports("avx2") && __builtin_cpu_supports("bmi") && __builtin_cpu_supports("bmi2") &&
-                    __builtin_cpu_supports("fma") && __builtin_cpu_supports("f16c");
+                    __builtin_cpu_supports("fma") && HasF16c();
   const bool sse4 =
       __builtin_cpu_supports("ssse3") && __builtin_cpu_supports("sse4.1") && __builtin_cpu_supports("sse4.2");
   if (avx512 && avx2) return VectorLevel::Avx512;
