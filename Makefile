@@ -8,11 +8,12 @@ ARM64_BUILD ?= build-arm64
 JOBS       ?= $(shell nproc)
 CMAKE_ARGS ?=
 
-BASE_PACKAGES  = cmake g++ make pkg-config libgd-dev libffi-dev libgtest-dev libgmock-dev libhwy-dev zip
+# espeak-ng speaks the sentence whose waveform a test draws.
+BASE_PACKAGES  = cmake g++ make pkg-config libgd-dev libffi-dev libgtest-dev libgmock-dev libhwy-dev zip espeak-ng
 BENCH_PACKAGES = libbenchmark-dev libopencv-dev
 # The cross build for Linux ARM64: Debian's aarch64 toolchain, the arm64
 # multiarch libraries and qemu-user to run what it builds.
-ARM64_PACKAGES = cmake make pkg-config binutils g++-aarch64-linux-gnu qemu-user \
+ARM64_PACKAGES = cmake make pkg-config binutils g++-aarch64-linux-gnu qemu-user espeak-ng \
                  libgd-dev:arm64 libffi-dev:arm64 libgtest-dev:arm64 libgmock-dev:arm64 libhwy-dev:arm64
 ARM64_CONFIGURE = cmake -S . -B $(ARM64_BUILD) -DCMAKE_TOOLCHAIN_FILE="$(CURDIR)/cmake/aarch64-linux-gnu.cmake" \
                   -DCMAKE_BUILD_TYPE=Release $(CMAKE_ARGS) >/dev/null
