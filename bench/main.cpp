@@ -14,6 +14,7 @@
 #include "filters/vector_level.h"
 #include "harness.h"
 #include "ratio_table.h"
+#include "waveform_operations.h"
 
 namespace {
 
@@ -57,11 +58,13 @@ int main(int argc, char** argv) {
   if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
   AddFloors();
   AddPluginOperations();
+  AddWaveformOperations();
   AddOpenCvReferences();
   RegisterBenchmarks();
   MedianCollector collector;
   benchmark::RunSpecifiedBenchmarks(&collector);
   PrintRatioTable(collector, std::cout);
+  PrintWaveformTable(collector, std::cout);
   benchmark::Shutdown();
   return 0;
 }
