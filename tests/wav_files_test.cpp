@@ -32,11 +32,11 @@ std::string Chunk(const std::string& id, const std::string& body, int64_t size =
   return id + LittleEndian(size < 0 ? body.size() : uint64_t(size), 4) + body + std::string(body.size() % 2, '\0');
 }
 
-std::string FormatChunk(uint16_t tag, uint16_t channels, uint16_t bits, int64_t size = -1) {
+std::string FormatChunk(uint16_t tag, uint16_t channels, uint16_t bits) {
   const std::string fields = LittleEndian(tag, 2) + LittleEndian(channels, 2) + LittleEndian(22050, 4) +
                              LittleEndian(22050 * channels * bits / 8, 4) + LittleEndian(channels * bits / 8, 2) +
                              LittleEndian(bits, 2);
-  return Chunk("fmt ", fields, size);
+  return Chunk("fmt ", fields);
 }
 
 std::string Riff(const std::string& chunks, int64_t extra = 0) {
