@@ -10,8 +10,9 @@ FUZZ_SECONDS ?= 60
 JOBS       ?= $(shell nproc)
 CMAKE_ARGS ?=
 
-BASE_PACKAGES  = cmake g++ make pkg-config libgd-dev libffi-dev libgtest-dev libgmock-dev libhwy-dev zip python3
+BASE_PACKAGES  = cmake g++ make pkg-config libgd-dev libffi-dev libgtest-dev libgmock-dev libhwy-dev zip python3 espeak-ng
 BENCH_PACKAGES = libbenchmark-dev libopencv-dev ffmpeg
+# espeak-ng speaks the sentence whose waveform a test draws.
 # The gallery's photographs come from opencv-doc, its spoken sentence from
 # espeak-ng; its browser test runs Chromium.
 GALLERY_PACKAGES = python3 opencv-doc espeak-ng
@@ -21,7 +22,7 @@ FUZZ_PACKAGES = clang libclang-rt-14-dev
 FUZZ_TARGETS = $(patsubst fuzz/%_fuzzer.cpp,%,$(wildcard fuzz/*_fuzzer.cpp))
 # The cross build for Linux ARM64: Debian's aarch64 toolchain, the arm64
 # multiarch libraries and qemu-user to run what it builds.
-ARM64_PACKAGES = cmake make pkg-config binutils g++-aarch64-linux-gnu qemu-user \
+ARM64_PACKAGES = cmake make pkg-config binutils g++-aarch64-linux-gnu qemu-user espeak-ng \
                  libgd-dev:arm64 libffi-dev:arm64 libgtest-dev:arm64 libgmock-dev:arm64 libhwy-dev:arm64
 ARM64_CONFIGURE = cmake -S . -B $(ARM64_BUILD) -DCMAKE_TOOLCHAIN_FILE="$(CURDIR)/cmake/aarch64-linux-gnu.cmake" \
                   -DCMAKE_BUILD_TYPE=Release $(CMAKE_ARGS) >/dev/null

@@ -15,6 +15,7 @@
 #include "filters/vector_level.h"
 #include "harness.h"
 #include "ratio_table.h"
+#include "waveform_operations.h"
 
 namespace {
 
@@ -60,6 +61,7 @@ int main(int argc, char** argv) {
   AddPluginOperations();
   AddColourOperations();
   AddStringOperations();
+  AddWaveformOperations();
   AddOpenCvReferences();
   AddColourReferences();
   AddLutReference();
@@ -67,6 +69,7 @@ int main(int argc, char** argv) {
   MedianCollector collector;
   benchmark::RunSpecifiedBenchmarks(&collector);
   PrintRatioTable(collector, std::cout);
+  PrintWaveformTable(collector, std::cout);
   benchmark::Shutdown();
   return 0;
 }

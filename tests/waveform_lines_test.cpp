@@ -97,6 +97,16 @@ TEST_P(LineTest, EachCaseWalksItsPixels) {
       // dy of 40000 reads -25536 in 16 bits: the signed test makes it
       // x-major, and with one column it goes straight to the far end.
       {"a steep line whose dy wraps", 0, 0, 1, 40000, {{{0, 0}, 0}}},
+      // Only the far end of a line given downward is narrowed to 16 bits:
+      // there the last pixel lands in the picture, while the same line given
+      // upward ends 65536 columns away. The walk is the same, as dx wraps alike.
+      {"given downward, the far end narrowed", 65540, 4, 2, 1,
+       {{{2, 1}, 0}, {{2, 2}, 170}, {{3, 2}, 85}, {{3, 3}, 85}, {{4, 3}, 170}, {{4, 4}, 0}}},
+      {"given upward, the far end kept", 2, 1, 65540, 4,
+       {{{2, 1}, 0}, {{2, 2}, 170}, {{3, 2}, 85}, {{3, 3}, 85}, {{4, 3}, 170}}},
+      {"partly off the picture", -3, 2, 4, 2, {{{0, 2}, 0}, {{1, 2}, 0}, {{2, 2}, 0}, {{3, 2}, 0}, {{4, 2}, 0}}},
+      {"wholly off, right and below", 20, -5, 30, 40, {}},
+      {"wholly off, left", -40, 3, -1, 8, {}},
   };
   // clang-format on
   for (const LineCase& c : cases) {
@@ -107,30 +117,9 @@ TEST_P(LineTest, EachCaseWalksItsPixels) {
   }
 }
 
-// Only the far end of a line given downward is narrowed to 16 bits: there
-// the last pixel lands in the picture, while the same line given upward
-// ends 65536 columns away. The walk is the same, as dx wraps alike.
-TEST_P(LineTest, OnlyALineGivenDownwardNarrowsItsFarEnd) {
-  const int64_t far = 65536 + 4;
-  DrawWuLine(writer_, far, 4, 2, 1);
-  const Weights walk = {{{2, 1}, 0}, {{2, 2}, 170}, {{3, 2}, 85}, {{3, 3}, 85}, {{4, 3}, 170}};
-  Weights downward = walk;
-  downward[{4, 4}] = 0;
-  ExpectWeights(downward);
-  Fill(kWhite);
-  DrawWuLine(writer_, 2, 1, far, 4);
-  ExpectWeights(walk);
-}
-
 // Ends far off the picture, in 16 bits and beyond, wrap into at most 65535
-// steps; only pixels inside are drawn and nothing beyond the rows is touched.
-TEST_P(LineTest, LinesOffThePictureDrawOnlyWhatLiesInside) {
-  DrawWuLine(writer_, -3, 2, 4, 2);
-  ExpectWeights({{{0, 2}, 0}, {{1, 2}, 0}, {{2, 2}, 0}, {{3, 2}, 0}, {{4, 2}, 0}});
-  Fill(kWhite);
-  DrawWuLine(writer_, 20, -5, 30, 40);
-  DrawWuLine(writer_, -40, 3, -1, 8);
-  ExpectWeights({});
+// steps, and nothing beyond the rows is touched.
+TEST_P(LineTest, LinesFarOffTheRowsEndAndTouchNothingOutside) {
   const int64_t extremes[] = {INT64_MIN, INT64_MIN + 1, -70000, -1, kSide, 70000, INT64_MAX};
   for (int64_t a : extremes) {
     for (int64_t b : extremes) {

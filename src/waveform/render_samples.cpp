@@ -13,6 +13,7 @@
 #include "binding/wrappers.h"
 #include "picture/pixels.h"
 #include "qvl/host_methods.h"
+#include "waveform/body_rows.h"
 #include "waveform/lines.h"
 
 namespace {
@@ -217,24 +218,25 @@ void SmoothAndScale(int64_t smooth, int64_t width, int64_t height, Envelopes& en
   }
 }
 
-struct BodySpan {
-  int32_t top, bottom;
+// The rows of each column's body: from tops[x] to bottoms[x], both included.
+struct BodySpans {
+  std::vector<int32_t> tops, bottoms;
 };
 
-// The rows of each column's body: from the middle row to the row of each
-// entry, both included and limited to the picture. Both spans of a column
-// hold the middle row, so together they are one. A not-a-number entry spans
-// from row 0 to the middle.
-std::vector<BodySpan> BodySpans(const Envelopes& envelopes, int64_t width, int64_t height, int64_t middle) {
-  std::vector<BodySpan> spans(size_t(width), BodySpan{int32_t(middle), int32_t(middle)});
+// From the middle row to the row of each entry, both included and limited to
+// the picture. Both spans of a column hold the middle row, so together they
+// are one. A not-a-number entry spans from row 0 to the middle.
+BodySpans SpansOf(const Envelopes& envelopes, int64_t width, int64_t height, int64_t middle) {
+  BodySpans spans{std::vector<int32_t>(size_t(width), int32_t(middle)),
+                  std::vector<int32_t>(size_t(width), int32_t(middle))};
   const double middleRow = double(middle);
   for (int64_t x = 0; x < width; ++x) {
     for (const double* entries : {envelopes.low, envelopes.high}) {
       const int64_t y = TruncateToInt64(entries[x] + middleRow);
       const int64_t top = std::min(std::max<int64_t>(std::min(y, middle), 0), height - 1);
       const int64_t bottom = std::min(std::max<int64_t>(std::max(y, middle), 0), height - 1);
-      spans[size_t(x)].top = int32_t(std::min<int64_t>(top, spans[size_t(x)].top));
-      spans[size_t(x)].bottom = int32_t(std::max<int64_t>(bottom, spans[size_t(x)].bottom));
+      spans.tops[size_t(x)] = int32_t(std::min<int64_t>(top, spans.tops[size_t(x)]));
+      spans.bottoms[size_t(x)] = int32_t(std::max<int64_t>(bottom, spans.bottoms[size_t(x)]));
     }
   }
   return spans;
@@ -242,19 +244,21 @@ std::vector<BodySpan> BodySpans(const Envelopes& envelopes, int64_t width, int64
 
 // The background with the body over it, in one walk of the rows: a pixel in
 // its column's span takes the fore colour, any other the back colour, both
-// by the opaque write. Row after row keeps the writes in the order of memory.
+// by the opaque write. Row after row keeps the writes in the order of memory;
+// the vector row of the level in use takes what it can of each.
 template <PixelLayout L>
-void FillBackgroundAndBody(PictureWriter& writer, const std::vector<BodySpan>& spans, uint32_t back, uint32_t fore) {
+void FillBackgroundAndBody(PictureWriter& writer, const BodySpans& spans, uint32_t back, uint32_t fore) {
   const uint32_t backWord = OpaquePixel<L>((back >> 16) & 0xFF, (back >> 8) & 0xFF, back & 0xFF);
   const uint32_t foreWord = OpaquePixel<L>((fore >> 16) & 0xFF, (fore >> 8) & 0xFF, fore & 0xFF);
-  const BodySpan* span = spans.data();
+  const int32_t* tops = spans.tops.data();
+  const int32_t* bottoms = spans.bottoms.data();
+  const BodyRow vectorRow = BodyRowAt(VectorLevelInUse());
   for (int64_t row = 0; row < writer.Height; ++row) {
     uint32_t* pixels = writer.base;
     if (L != PixelLayout::Unknown) {
       const int32_t y = int32_t(row);
-      for (int64_t x = 0; x < writer.Width; ++x) {
-        pixels[x] = span[x].top <= y && y <= span[x].bottom ? foreWord : backWord;
-      }
+      int64_t x = vectorRow ? vectorRow(tops, bottoms, writer.Width, y, foreWord, backWord, pixels) : 0;
+      for (; x < writer.Width; ++x) pixels[x] = tops[x] <= y && y <= bottoms[x] ? foreWord : backWord;
     }
     writer.base = writer.GetRow(writer.y + 1);
   }
@@ -366,7 +370,7 @@ REALpictureStruct* Render(REALmemoryBlockStruct* samples, int64_t sampleCount, i
     return nullptr;
   }
   const int64_t middle = rows / 2;
-  const std::vector<BodySpan> spans = BodySpans(envelopes, columns, rows, middle);
+  const BodySpans spans = SpansOf(envelopes, columns, rows, middle);
   WithLayout(writer.pictureType,
              [&](auto layout) { FillBackgroundAndBody<decltype(layout)::value>(writer, spans, backColor, foreColor); });
   if (outlineWidth == 1) {

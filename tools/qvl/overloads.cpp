@@ -10,6 +10,7 @@
 
 #include "qvl/encodings.h"
 #include "qvlhost.h"
+#include "wav_files.h"
 
 namespace qvltool {
 
@@ -158,6 +159,12 @@ bool MemoryBlockArgument(const std::string& path, Value* value, std::string* err
     *error = "missing file " + path;
     return false;
   }
+  const WavSamples wav = ReadWavSamples(bytes);
+  if (wav.content == WavSamples::BadHeader) {
+    *error = path + ": " + wav.problem;
+    return false;
+  }
+  if (wav.content == WavSamples::Samples) bytes = bytes.substr(wav.offset, wav.size);
   REALmemoryBlockStruct* block = qvlhost::NewMemoryBlock(static_cast<int64_t>(bytes.size()));
   if (!block) {
     *error = "no memory block of " + std::to_string(bytes.size()) + " bytes for " + path;

@@ -34,10 +34,11 @@ OverloadChoice ChooseOverload(const std::string& name, const std::vector<std::st
 
 // Host values for the arguments of the chosen method. Pictures are read from
 // image files in the storage and kind the command line asks for, memory
-// blocks from files of bytes, strings are UTF-8 text or, written @PATH, a
-// file's bytes of unknown encoding. Every handle made here is also put in
-// *owned for the caller to give back. False, with *error set, when a file is
-// missing or cannot be read.
+// blocks from files of bytes (a WAV file's data chunk), strings are UTF-8
+// text or, written @PATH, a file's bytes of unknown encoding. Every handle
+// made here is also put in *owned for the caller to give back. False, with
+// *error set, when a file is missing or cannot be read or a WAV file's header
+// does not fit it.
 bool MakeArguments(const qvlhost::SurfaceMethod& method, const CommandLine& line, std::vector<qvlhost::Value>* values,
                    std::vector<qvlhost::Value>* owned, std::string* error);
 
