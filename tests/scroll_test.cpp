@@ -115,9 +115,9 @@ std::vector<int64_t> Distances(int64_t size) {
 
 TEST_P(Scroll, EveryDistanceFollowsTheRules) {
   for (bool wrap : {false, true}) {
-    for (int64_t delta : Distances(4)) {
+    for (int64_t delta : Distances(5)) {
       SCOPED_TRACE(std::string(wrap ? "wrap " : "") + "vertical " + std::to_string(delta));
-      OwnedPicture picture(NumberedPicture(3, 4));
+      OwnedPicture picture(NumberedPicture(3, 5));
       const Memory before = Snapshot(picture);
       EXPECT_TRUE(ScrollVerticalQVL(picture, delta, wrap, false));
       EXPECT_EQ(Snapshot(picture), Vertically(before, delta, wrap));

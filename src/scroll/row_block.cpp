@@ -19,12 +19,19 @@ uint8_t* RowBlock::Row(int64_t row) const {
   return base_ + row * rowBytes_;
 }
 
+// Rows in one block are filled and moved with one call; gd rows one by one.
 void RowBlock::FillRows(int64_t first, int64_t count) const {
+  if (!rowTable_) {
+    if (count > 0) std::memset(Row(first), kFillByte, count * rowBytes_);
+    return;
+  }
   for (int64_t row = first; row < first + count; ++row) std::memset(Row(row), kFillByte, rowBytes_);
 }
 
 void RowBlock::MoveRows(int64_t from, int64_t to, int64_t count) const {
-  if (to < from) {
+  if (!rowTable_) {
+    if (count > 0) std::memmove(Row(to), Row(from), count * rowBytes_);
+  } else if (to < from) {
     for (int64_t k = 0; k < count; ++k) std::memmove(Row(to + k), Row(from + k), rowBytes_);
   } else {
     for (int64_t k = count - 1; k >= 0; --k) std::memmove(Row(to + k), Row(from + k), rowBytes_);
@@ -32,10 +39,18 @@ void RowBlock::MoveRows(int64_t from, int64_t to, int64_t count) const {
 }
 
 void RowBlock::RowsToBuffer(int64_t first, int64_t count, uint8_t* buffer) const {
+  if (!rowTable_) {
+    if (count > 0) std::memcpy(buffer, Row(first), count * rowBytes_);
+    return;
+  }
   for (int64_t k = 0; k < count; ++k) std::memcpy(buffer + k * rowBytes_, Row(first + k), rowBytes_);
 }
 
 void RowBlock::BufferToRows(const uint8_t* buffer, int64_t first, int64_t count) const {
+  if (!rowTable_) {
+    if (count > 0) std::memcpy(Row(first), buffer, count * rowBytes_);
+    return;
+  }
   for (int64_t k = 0; k < count; ++k) std::memcpy(Row(first + k), buffer + k * rowBytes_, rowBytes_);
 }
 
