@@ -11,6 +11,7 @@
 
 #include <string_view>
 
+#include "analysis_measures.h"
 #include "filters/vector_level.h"
 #include "harness.h"
 #include "ratio_table.h"
@@ -58,6 +59,7 @@ int main(int argc, char** argv) {
   AddFloors();
   AddPluginOperations();
   AddOpenCvReferences();
+  AddAnalysisOperations();
   RegisterBenchmarks();
   MedianCollector collector;
   benchmark::RunSpecifiedBenchmarks(&collector);
