@@ -91,7 +91,8 @@ namespace HWY_NAMESPACE {
 
 #if HWY_TARGET != HWY_SCALAR
 // A vector of pixels a step: each lane counts its matches down from 0 by the
-// all-ones of a true comparison, added up at the row's end.
+// all-ones of a true comparison, added up at the row's end (a row of pixel
+// memory holds far fewer than 2^32 pixels).
 template <PixelLayout L>
 int64_t CountVectorRow(const uint32_t* row, int64_t width, ColourCount& kernel) {
   const hn::ScalableTag<uint32_t> d;

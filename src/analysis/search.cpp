@@ -71,11 +71,13 @@ struct SearchArea {
   int64_t startX, startY, maxX, maxY;
 };
 
-// The needle's first pixel and the tolerance (at least 1), for the reading
-// row that passes over the positions where the first pixel does not match.
+// The needle's first pixel and the largest difference a channel may show,
+// tolerance - 1 (at least 0), for the reading row that passes over the
+// positions where the first pixel does not match. Channels lie in 0..255,
+// so a slack from 255 up lets every pixel match.
 struct FirstPixel {
   Channels first;
-  int32_t tolerance;
+  uint8_t slack;
 
   template <PixelLayout H>
   static ReadingRow<const FirstPixel> ReadingRowAt(VectorLevel level);
@@ -90,27 +92,25 @@ namespace HWY_NAMESPACE {
 
 #if HWY_TARGET != HWY_SCALAR
 // Whole vectors of positions up to the first whose pixel matches the first
-// pixel: its column, or all the whole vectors when none does. Channels lie
-// in 0..255, so |a - b| < tolerance in signed lanes is the matching rule.
+// pixel: its column, or all the whole vectors when none does. The first
+// pixel is placed as a word of the haystack's layout, and each colour byte
+// of a word may differ from it by at most the slack.
 template <PixelLayout H>
 int64_t FirstPixelVectorRow(const uint32_t* row, int64_t width, const FirstPixel& kernel) {
   const hn::ScalableTag<uint32_t> d;
-  const hn::RebindToSigned<decltype(d)> di;
+  const hn::Repartition<uint8_t, decltype(d)> bytes;
   const int64_t lanes = static_cast<int64_t>(hn::Lanes(d));
-  const auto tolerance = hn::Set(di, kernel.tolerance);
-  const auto red = hn::Set(di, static_cast<int32_t>(kernel.first.r)),
-             green = hn::Set(di, static_cast<int32_t>(kernel.first.g)),
-             blue = hn::Set(di, static_cast<int32_t>(kernel.first.b));
-  const auto near = [&](auto channel, auto wanted) {
-    return hn::Lt(hn::Abs(hn::Sub(hn::BitCast(di, channel), wanted)), tolerance);
-  };
+  const Channels& c = kernel.first;
+  const auto first = hn::BitCast(bytes, hn::Set(d, OpaquePixel<H>(c.r, c.g, c.b)));
+  const auto slack = hn::Set(bytes, kernel.slack);
+  const auto colourBits = hn::Set(d, kColourBits<H>);
   int64_t column = 0;
   for (; column + lanes <= width; column += lanes) {
-    const auto words = hn::LoadU(d, row + column);
-    const auto matches =
-        hn::And(hn::And(near(RedOf<H>(words), red), near(GreenOf<H>(words), green)), near(BlueOf<H>(words), blue));
-    const intptr_t first = hn::FindFirstTrue(di, matches);
-    if (first >= 0) return column + first;
+    const auto words = hn::BitCast(bytes, hn::LoadU(d, row + column));
+    const auto distance = hn::Or(hn::SaturatedSub(words, first), hn::SaturatedSub(first, words));
+    const auto beyond = hn::And(hn::BitCast(d, hn::SaturatedSub(distance, slack)), colourBits);
+    const intptr_t match = hn::FindFirstTrue(d, hn::Eq(beyond, hn::Zero(d)));
+    if (match >= 0) return column + match;
   }
   return column;
 }
@@ -137,7 +137,7 @@ bool Scan(PictureReader& haystack, PictureReader& needle, const SearchArea& area
           int64_t* y) {
   const uint32_t* needleRow0 = needle.GetRow(0);
   const Channels first = ReadAt<N>(needleRow0, 0);
-  const FirstPixel firstPixel{first, static_cast<int32_t>(close.slack + 1)};
+  const FirstPixel firstPixel{first, static_cast<uint8_t>(std::min<uint32_t>(close.slack, 255))};
   const ReadingRow<const FirstPixel> passOver = ReadingRowOf<H, const FirstPixel>(VectorLevelInUse());
   for (int64_t row = area.startY; row <= area.maxY; ++row) {
     const int64_t from = row == area.startY ? area.startX : 0;

@@ -54,11 +54,16 @@ void RowBlock::BufferToRows(const uint8_t* buffer, int64_t first, int64_t count)
   for (int64_t k = 0; k < count; ++k) std::memcpy(Row(first + k), buffer + k * rowBytes_, rowBytes_);
 }
 
-// From the end backwards, in pieces that lie within one row at both ends:
-// each byte is read before the move reaches the place it is written to.
+// One move in one block; for gd from the end backwards, in pieces that lie
+// within one row at both ends: each byte is read before the move reaches the
+// place it is written to.
 void RowBlock::MoveForward(int64_t offset, int64_t length, int64_t distance) const {
   const int64_t size = rows_ * rowBytes_;
   int64_t remaining = std::min(length, size - offset - distance);
+  if (!rowTable_) {
+    if (remaining > 0) std::memmove(base_ + offset + distance, base_ + offset, remaining);
+    return;
+  }
   while (remaining > 0) {
     const int64_t sourceEnd = offset + remaining;
     const int64_t destinationEnd = sourceEnd + distance;
