@@ -12,6 +12,7 @@
 #include <string_view>
 
 #include "colour_measures.h"
+#include "analysis_measures.h"
 #include "filters/vector_level.h"
 #include "harness.h"
 #include "ratio_table.h"
@@ -65,6 +66,7 @@ int main(int argc, char** argv) {
   AddOpenCvReferences();
   AddColourReferences();
   AddLutReference();
+  AddAnalysisOperations();
   RegisterBenchmarks();
   MedianCollector collector;
   benchmark::RunSpecifiedBenchmarks(&collector);

@@ -115,9 +115,9 @@ std::vector<int64_t> Distances(int64_t size) {
 
 TEST_P(Scroll, EveryDistanceFollowsTheRules) {
   for (bool wrap : {false, true}) {
-    for (int64_t delta : Distances(4)) {
+    for (int64_t delta : Distances(5)) {
       SCOPED_TRACE(std::string(wrap ? "wrap " : "") + "vertical " + std::to_string(delta));
-      OwnedPicture picture(NumberedPicture(3, 4));
+      OwnedPicture picture(NumberedPicture(3, 5));
       const Memory before = Snapshot(picture);
       EXPECT_TRUE(ScrollVerticalQVL(picture, delta, wrap, false));
       EXPECT_EQ(Snapshot(picture), Vertically(before, delta, wrap));
@@ -151,46 +151,37 @@ TEST_P(Scroll, PositiveHorizontalMovesInTwoPixelUnits) {
   }
 }
 
-class ScrollWithMask : public Scroll {
- protected:
-  void SetUp() override {
-    Scroll::SetUp();
-    picture_.reset(NumberedPicture(4, 3));
-    mask_.reset(NumberedPicture(4, 3, 0x5A));
-    qvlhost::SetPictureMask(picture_, mask_);
-  }
-  void TearDown() override {
-    picture_.reset();
-    mask_.reset();
-    Scroll::TearDown();
-  }
-  OwnedPicture picture_, mask_;
+// A numbered picture with a mask numbered apart from it.
+struct Masked {
+  OwnedPicture picture{NumberedPicture(4, 3)}, mask{NumberedPicture(4, 3, 0x5A)};
+  Masked() { qvlhost::SetPictureMask(picture, mask); }
 };
 
-TEST_P(ScrollWithMask, MaskMovesAlongWhenAsked) {
-  const Memory picture = Snapshot(picture_), mask = Snapshot(mask_);
-  EXPECT_TRUE(ScrollQVL(picture_, 1, 1, true, true));
-  EXPECT_EQ(Snapshot(picture_), Vertically(Horizontally(picture, 1, true), 1, true));
-  EXPECT_EQ(Snapshot(mask_), Vertically(Horizontally(mask, 1, true), 1, true));
-  EXPECT_TRUE(ScrollQVL(picture_, -1, -2, false, false));
-  EXPECT_EQ(Snapshot(mask_), Vertically(Horizontally(mask, 1, true), 1, true));
+TEST_P(Scroll, MaskMovesAlongWhenAsked) {
+  auto [owned, ownedMask] = Masked();
+  const Memory picture = Snapshot(owned), mask = Snapshot(ownedMask);
+  EXPECT_TRUE(ScrollQVL(owned, 1, 1, true, true));
+  EXPECT_EQ(Snapshot(owned), Vertically(Horizontally(picture, 1, true), 1, true));
+  EXPECT_EQ(Snapshot(ownedMask), Vertically(Horizontally(mask, 1, true), 1, true));
+  EXPECT_TRUE(ScrollQVL(owned, -1, -2, false, false));
+  EXPECT_EQ(Snapshot(ownedMask), Vertically(Horizontally(mask, 1, true), 1, true));
 }
 
 // A mask that can't be locked for writing fails the vertical scroll before
 // the picture is touched; the horizontal one doesn't look and goes on.
-TEST_P(ScrollWithMask, FailingMaskStopsOnlyTheVerticalScroll) {
-  qvlhost::SetPictureKind(mask_, 0);
-  const Memory picture = Snapshot(picture_), mask = Snapshot(mask_);
-  EXPECT_FALSE(ScrollVerticalQVL(picture_, 1, false, true));
-  EXPECT_EQ(Snapshot(picture_), picture);
-  EXPECT_TRUE(ScrollHorizontalQVL(picture_, -1, false, true));
-  EXPECT_EQ(Snapshot(picture_), Horizontally(picture, -1, false));
-  EXPECT_EQ(Snapshot(mask_), mask);
-  EXPECT_FALSE(ScrollQVL(picture_, 0, 1, true, true));
+TEST_P(Scroll, FailingMaskStopsOnlyTheVerticalScroll) {
+  auto [owned, ownedMask] = Masked();
+  qvlhost::SetPictureKind(ownedMask, 0);
+  const Memory picture = Snapshot(owned), mask = Snapshot(ownedMask);
+  EXPECT_FALSE(ScrollVerticalQVL(owned, 1, false, true));
+  EXPECT_EQ(Snapshot(owned), picture);
+  EXPECT_TRUE(ScrollHorizontalQVL(owned, -1, false, true));
+  EXPECT_EQ(Snapshot(owned), Horizontally(picture, -1, false));
+  EXPECT_EQ(Snapshot(ownedMask), mask);
+  EXPECT_FALSE(ScrollQVL(owned, 0, 1, true, true));
 }
 
 QVL_INSTANTIATE_LAYOUTS(Scroll);
-QVL_INSTANTIATE_LAYOUTS(ScrollWithMask);
 
 TEST_F(PluginTest, ScrollFailureValues) {
   EXPECT_FALSE(ScrollVerticalQVL(nullptr, 1, true, false));

@@ -1,5 +1,21 @@
-#include "analysis/uniformity.h"
+// Uniformity tests and colourness: the per-pixel rules and their vector rows,
+// compiled once per target.
+// This source includes itself once per target through foreach_target.h,
+// so these lines stay in this order.
+// clang-format off
+#include "filters/vector_rows.h"
 
+#undef HWY_TARGET_INCLUDE
+#define HWY_TARGET_INCLUDE "analysis/uniformity.cpp"
+#include "hwy/foreach_target.h"  // IWYU pragma: keep
+#include "hwy/highway.h"
+
+#include "analysis/uniformity.h"
+#include "filters/layout_rows-inl.h"
+// clang-format on
+
+#ifndef QVL_ANALYSIS_UNIFORMITY_KERNELS
+#define QVL_ANALYSIS_UNIFORMITY_KERNELS
 #include <algorithm>
 
 #include "picture/row_walk.h"
@@ -75,20 +91,29 @@ int32_t GreyLimit(int64_t tolerance) {
 // run in vector registers; the answer is the same as pixel by pixel.
 constexpr int64_t kTestBlock = 16;
 
-template <PixelLayout L, class Test>
-bool RowPasses(const Test& test, const uint32_t* row, int64_t from, int64_t to) {
-  if (L == PixelLayout::Unknown) return Test::kUnknownPasses;
-  int64_t column = from;
-  for (; column + kTestBlock <= to; column += kTestBlock) {
-    uint32_t failed = 0;
-    for (int64_t k = 0; k < kTestBlock; ++k) failed |= test.template Fails<L>(row[column + k]);
-    if (failed) return false;
+// A test over a row: whether every pixel passes.
+template <class Test>
+struct TestKernel {
+  Test test;
+
+  template <PixelLayout L>
+  bool PixelRow(const uint32_t* row, int64_t width) const {
+    if (L == PixelLayout::Unknown) return Test::kUnknownPasses;
+    int64_t column = 0;
+    for (; column + kTestBlock <= width; column += kTestBlock) {
+      uint32_t failed = 0;
+      for (int64_t k = 0; k < kTestBlock; ++k) failed |= test.template Fails<L>(row[column + k]);
+      if (failed) return false;
+    }
+    for (; column < width; ++column) {
+      if (test.template Fails<L>(row[column])) return false;
+    }
+    return true;
   }
-  for (; column < to; ++column) {
-    if (test.template Fails<L>(row[column])) return false;
-  }
-  return true;
-}
+
+  template <PixelLayout L>
+  static ReadingRow<const TestKernel> ReadingRowAt(VectorLevel level);
+};
 
 // The frame of the three tests: the rows above the rectangle are stepped
 // over, then each row of it is tested until a pixel fails.
@@ -101,9 +126,15 @@ bool TestRectangle(REALpictureStruct* pic, const Test& test, int64_t left, int64
   SkipRows(reader, r.startY);
   if (r.bottom <= r.startY) return true;
   bool passes = true;
+  const TestKernel<Test> kernel{test};
+  const VectorLevel level = VectorLevelInUse();
   WithLayout(reader.pictureType, [&](auto layout) {
+    constexpr PixelLayout L = decltype(layout)::value;
+    const ReadingRow<const TestKernel<Test>> readingRow = ReadingRowOf<L, const TestKernel<Test>>(level);
+    // A row of unknown layout is never read, so its pointer is not moved.
+    const int64_t startX = L == PixelLayout::Unknown ? 0 : r.startX;
     for (int64_t y = r.startY; y < r.bottom; ++y) {
-      if (r.right > r.startX) passes = RowPasses<decltype(layout)::value>(test, reader.base, r.startX, r.right);
+      if (r.right > r.startX) passes = ReadRow<L>(reader.base + startX, r.right - r.startX, kernel, readingRow);
       if (!passes) return;
       StepRow(reader);
     }
@@ -113,20 +144,122 @@ bool TestRectangle(REALpictureStruct* pic, const Test& test, int64_t left, int64
 }
 
 // Dark pixels never count; the others count when green is more than the
-// threshold away from red or from blue, in 32-bit arithmetic.
-template <PixelLayout L>
-uint32_t ColouredInRow(const uint32_t* row, int64_t width, int32_t threshold, int32_t negated) {
-  if (L == PixelLayout::Unknown) return 0;
+// threshold away from red or from blue, in 32-bit arithmetic. The count
+// wraps at 32 bits.
+struct Colourness {
+  int32_t threshold, negated;  // negated computed in 32 bits, wrapping
   uint32_t count = 0;
-  for (int64_t column = 0; column < width; ++column) {
-    const Channels c = ReadPixel<L>(row[column]);
-    const int32_t r = c.r, g = c.g, b = c.b;
-    const bool dark = (r < 30) & (g < 30) & (b < 30);
-    const int32_t d1 = g - r, d2 = g - b;
-    const bool apart = (d1 > threshold) | (d1 < negated) | (d2 > threshold) | (d2 < negated);
-    count += apart & !dark;
+
+  template <PixelLayout L>
+  void PixelRow(const uint32_t* row, int64_t width) {
+    if (L == PixelLayout::Unknown) return;
+    for (int64_t column = 0; column < width; ++column) {
+      const Channels c = ReadPixel<L>(row[column]);
+      const int32_t r = c.r, g = c.g, b = c.b;
+      const bool dark = (r < 30) & (g < 30) & (b < 30);
+      const int32_t d1 = g - r, d2 = g - b;
+      const bool apart = (d1 > threshold) | (d1 < negated) | (d2 > threshold) | (d2 < negated);
+      count += apart & !dark;
+    }
   }
-  return count;
+
+  template <PixelLayout L>
+  static ReadingRow<Colourness> ReadingRowAt(VectorLevel level);
+};
+
+}  // namespace
+#endif
+
+HWY_BEFORE_NAMESPACE();
+namespace {
+namespace HWY_NAMESPACE {
+
+#if HWY_TARGET != HWY_SCALAR
+// The lanes whose pixel fails each test.
+template <PixelLayout L, class D, class V>
+HWY_INLINE auto FailingLanes(const Black&, D d, V words) {
+  return hn::Ne(hn::And(words, hn::Set(d, kColourBits<L>)), hn::Zero(d));
+}
+
+template <PixelLayout L, class D, class V>
+HWY_INLINE auto FailingLanes(const White&, D d, V words) {
+  const auto colourBits = hn::Set(d, kColourBits<L>);
+  return hn::Ne(hn::And(words, colourBits), colourBits);
+}
+
+template <PixelLayout L, class D, class V>
+HWY_INLINE auto FailingLanes(const ExactGrey&, D d, V words) {
+  return hn::Ne(hn::And(hn::Xor(words, hn::ShiftRight<8>(words)), hn::Set(d, kGreyTest<L>)), hn::Zero(d));
+}
+
+// No two of the three channels lie more than the limit apart exactly when
+// the largest and the smallest do not.
+template <PixelLayout L, class D, class V>
+HWY_INLINE auto FailingLanes(const GreyWithin& test, D d, V words) {
+  const auto r = RedOf<L>(words), g = GreenOf<L>(words), b = BlueOf<L>(words);
+  const auto spread = hn::Sub(hn::Max(hn::Max(r, g), b), hn::Min(hn::Min(r, g), b));
+  const hn::RebindToSigned<D> di;
+  return hn::RebindMask(d, hn::Gt(hn::BitCast(di, spread), hn::Set(di, test.limit)));
+}
+
+// Whole vectors of pixels until one holds a pixel that fails: the per-pixel
+// rule then takes over from that vector.
+template <PixelLayout L, class Test>
+int64_t TestVectorRow(const uint32_t* row, int64_t width, const TestKernel<Test>& kernel) {
+  const hn::ScalableTag<uint32_t> d;
+  const int64_t lanes = static_cast<int64_t>(hn::Lanes(d));
+  int64_t column = 0;
+  for (; column + lanes <= width; column += lanes) {
+    if (!hn::AllFalse(d, FailingLanes<L>(kernel.test, d, hn::LoadU(d, row + column)))) break;
+  }
+  return column;
+}
+
+// With d1, d2 in -255..255, "d above the threshold or below its negation"
+// is |d| > threshold for a threshold from 0 up, and always true below 0, as
+// is the largest |d| > threshold. The largest of |g - r| and |g - b| is
+// the larger of g - min(r, b) and max(r, b) - g. A pixel is dark when its
+// largest channel is below 30. Each lane counts its coloured pixels down
+// from 0 by the all-ones of a true comparison; the lanes are added up at the
+// row's end, wrapping at 32 bits as the count does.
+template <PixelLayout L>
+int64_t ColournessVectorRow(const uint32_t* row, int64_t width, Colourness& kernel) {
+  const hn::ScalableTag<uint32_t> d;
+  const hn::RebindToSigned<decltype(d)> di;
+  const int64_t lanes = static_cast<int64_t>(hn::Lanes(d));
+  const auto threshold = hn::Set(di, kernel.threshold), darkLimit = hn::Set(di, 30);
+  auto counted = hn::Zero(di);
+  int64_t column = 0;
+  for (; column + lanes <= width; column += lanes) {
+    const auto words = hn::LoadU(d, row + column);
+    const auto r = hn::BitCast(di, RedOf<L>(words)), g = hn::BitCast(di, GreenOf<L>(words)),
+               b = hn::BitCast(di, BlueOf<L>(words));
+    const auto low = hn::Min(r, b), high = hn::Max(r, b);
+    const auto apart = hn::Gt(hn::Max(hn::Sub(g, low), hn::Sub(high, g)), threshold);
+    const auto dark = hn::Lt(hn::Max(high, g), darkLimit);
+    counted = hn::Sub(counted, hn::VecFromMask(di, hn::AndNot(dark, apart)));
+  }
+  kernel.count += static_cast<uint32_t>(hn::GetLane(hn::SumOfLanes(di, counted)));
+  return column;
+}
+#endif
+
+}  // namespace HWY_NAMESPACE
+}  // namespace
+HWY_AFTER_NAMESPACE();
+
+#if HWY_ONCE
+namespace {
+
+template <class Test>
+template <PixelLayout L>
+ReadingRow<const TestKernel<Test>> TestKernel<Test>::ReadingRowAt(VectorLevel level) {
+  return QVL_VECTOR_ROW(level, TestVectorRow<L, Test>);
+}
+
+template <PixelLayout L>
+ReadingRow<Colourness> Colourness::ReadingRowAt(VectorLevel level) {
+  return QVL_VECTOR_ROW(level, ColournessVectorRow<L>);
 }
 
 }  // namespace
@@ -155,13 +288,14 @@ double ColornessQVL(REALpictureStruct* pic, int64_t threshold) {
   PictureReader reader(pic);
   if (!reader.picture) return 0.0;
   const auto limit = static_cast<int32_t>(static_cast<uint32_t>(threshold));
-  const auto negated = static_cast<int32_t>(0u - static_cast<uint32_t>(limit));
-  uint32_t count = 0;
+  Colourness kernel{limit, static_cast<int32_t>(0u - static_cast<uint32_t>(limit))};
+  const VectorLevel level = VectorLevelInUse();
   WithLayout(reader.pictureType, [&](auto layout) {
-    for (int64_t y = 0; y < reader.Height; ++y) {
-      count += ColouredInRow<decltype(layout)::value>(reader.GetRow(y), reader.Width, limit, negated);
-    }
+    constexpr PixelLayout L = decltype(layout)::value;
+    const ReadingRow<Colourness> readingRow = ReadingRowOf<L, Colourness>(level);
+    for (int64_t y = 0; y < reader.Height; ++y) ReadRow<L>(reader.GetRow(y), reader.Width, kernel, readingRow);
   });
   const auto pixels = static_cast<int64_t>(static_cast<uint64_t>(reader.Width) * static_cast<uint64_t>(reader.Height));
-  return static_cast<double>(static_cast<int32_t>(count)) / static_cast<double>(pixels);
+  return static_cast<double>(static_cast<int32_t>(kernel.count)) / static_cast<double>(pixels);
 }
+#endif

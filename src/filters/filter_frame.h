@@ -78,6 +78,42 @@ VectorRow<Kernel> VectorRowOf(const Kernel& kernel, VectorLevel level) {
   }
 }
 
+// Read-only kernels, for the operations that answer a question about a
+// picture and make none: the per-pixel rule over (part of) a row,
+//
+//   template <PixelLayout S>
+//   auto PixelRow(const uint32_t* row, int64_t width);
+//
+// which adds what it finds to the kernel or answers for the row; and, where
+// vector rows pay,
+//
+//   template <PixelLayout S>
+//   static ReadingRow<Kernel> ReadingRowAt(VectorLevel level);
+//
+// the row compiled for the level, or nullptr, only asked for known layouts.
+// A reading row takes whole blocks from the row's start, adds what they give
+// to the kernel, and returns how many pixels it took; it may stop before a
+// block that the per-pixel rule must look at. The rule takes the rest.
+template <class Kernel>
+using ReadingRow = int64_t (*)(const uint32_t* row, int64_t width, Kernel& kernel);
+
+template <PixelLayout S, class Kernel>
+ReadingRow<Kernel> ReadingRowOf(VectorLevel level) {
+  if constexpr (S != PixelLayout::Unknown) {
+    return Kernel::template ReadingRowAt<S>(level);
+  } else {
+    return nullptr;
+  }
+}
+
+// One row through a read-only kernel: its reading row, then the per-pixel
+// rule over what is left; the rule's answer.
+template <PixelLayout S, class Kernel>
+auto ReadRow(const uint32_t* row, int64_t width, Kernel& kernel, ReadingRow<Kernel> readingRow) {
+  const int64_t taken = readingRow ? readingRow(row, width, kernel) : 0;
+  return kernel.template PixelRow<S>(row + taken, width - taken);
+}
+
 // Where the frame calls the registration check: first of all, once the
 // source is acquired, or once the writer is made.
 enum class RegistrationCheckAt { First, AfterAcquire, AfterWriter };

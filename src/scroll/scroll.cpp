@@ -18,11 +18,12 @@ constexpr int64_t kPixelBytes = 4;
 // Unit of the positive horizontal scroll without wrap: two pixels.
 constexpr int64_t kUnitBytes = 8;
 
-// A zeroed buffer from calloc, given back with free.
+// A buffer from malloc, given back with free. Every byte read from it was
+// written first, so it needs no clearing.
 class ScrollBuffer {
  public:
   explicit ScrollBuffer(int64_t bytes)
-      : bytes_(bytes > 0 ? static_cast<uint8_t*>(std::calloc(static_cast<size_t>(bytes), 1)) : nullptr) {}
+      : bytes_(bytes > 0 ? static_cast<uint8_t*>(std::malloc(static_cast<size_t>(bytes))) : nullptr) {}
   ~ScrollBuffer() { std::free(bytes_); }
   ScrollBuffer(const ScrollBuffer&) = delete;
   ScrollBuffer& operator=(const ScrollBuffer&) = delete;
@@ -58,12 +59,19 @@ bool ScrollVerticalWrap(REALpictureStruct* pic, int64_t delta) {
   const int64_t height = block.Rows();
   const int64_t d = ReducedDistance(delta, height);
   if (d > 0) {
-    // Rows 0 .. H - d - 1 wait in the buffer while the last d rows go to the top.
+    // The buffer is taken for rows 0 .. H - d - 1, which go down by d while
+    // the last d rows go to the top; the smaller part waits in it.
     ScrollBuffer buffer((height - d) * block.RowBytes());
     if (!buffer.get()) return false;
-    block.RowsToBuffer(0, height - d, buffer.get());
-    block.MoveRows(height - d, 0, d);
-    block.BufferToRows(buffer.get(), d, height - d);
+    if (d <= height - d) {
+      block.RowsToBuffer(height - d, d, buffer.get());
+      block.MoveRows(0, d, height - d);
+      block.BufferToRows(buffer.get(), 0, d);
+    } else {
+      block.RowsToBuffer(0, height - d, buffer.get());
+      block.MoveRows(height - d, 0, d);
+      block.BufferToRows(buffer.get(), d, height - d);
+    }
   } else if (d < 0) {
     // The buffer is taken for the whole picture, though only n rows wait in it.
     const int64_t n = -d;
@@ -106,15 +114,22 @@ void ScrollHorizontalWrap(REALpictureStruct* pic, int64_t delta) {
   if (d != 0) {
     ScrollBuffer buffer(width * kPixelBytes);
     if (!buffer.get()) return;
-    // The pixels that wrap round wait in the buffer: the first W - d for a
-    // move right, the first n for a move left.
-    const int64_t kept = (d > 0 ? width - d : -d) * kPixelBytes;
-    const int64_t moved = width * kPixelBytes - kept;
+    // Each row turns left by `ahead` bytes: the first W - d pixels for a
+    // move right, the first n for a move left go to its end. The smaller
+    // part waits in the buffer while the other is moved.
+    const int64_t ahead = (d > 0 ? width - d : -d) * kPixelBytes;
+    const int64_t behind = width * kPixelBytes - ahead;
     for (int64_t y = 0; y < editor.Height; ++y) {
       auto* row = reinterpret_cast<uint8_t*>(editor.base);
-      std::memcpy(buffer.get(), row, kept);
-      std::memmove(row, row + kept, moved);
-      std::memcpy(row + moved, buffer.get(), kept);
+      if (ahead <= behind) {
+        std::memcpy(buffer.get(), row, ahead);
+        std::memmove(row, row + ahead, behind);
+        std::memcpy(row + behind, buffer.get(), ahead);
+      } else {
+        std::memcpy(buffer.get(), row + ahead, behind);
+        std::memmove(row + behind, row, ahead);
+        std::memcpy(row, buffer.get(), behind);
+      }
       StepRow(editor);
     }
   }
