@@ -108,4 +108,5 @@ void RegisterBenchmarks();
 // The measures of the plug-in's operations and of OpenCV.
 void AddFloors();
 void AddPluginOperations();
+void AddJobOperations();  // the Run of the two job classes
 void AddOpenCvReferences();

@@ -57,6 +57,7 @@ int main(int argc, char** argv) {
   if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
   AddFloors();
   AddPluginOperations();
+  AddJobOperations();
   AddOpenCvReferences();
   RegisterBenchmarks();
   MedianCollector collector;
