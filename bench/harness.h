@@ -117,5 +117,6 @@ void RegisterBenchmarks();
 void AddFloors();
 void AddPluginOperations();
 void AddStringOperations();
+void AddJobOperations();  // the Run of the two job classes
 void AddOpenCvReferences();
 void AddLutReference();

@@ -63,6 +63,7 @@ int main(int argc, char** argv) {
   AddColourOperations();
   AddStringOperations();
   AddWaveformOperations();
+  AddJobOperations();
   AddOpenCvReferences();
   AddColourReferences();
   AddLutReference();

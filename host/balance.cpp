@@ -28,7 +28,20 @@ std::string LeakLine(const std::string& what, int64_t references, int64_t held) 
   return what + " leaked: " + std::to_string(references - held) + " reference(s) not given back";
 }
 
+// References the plug-in was expected to leave held that are not there.
+void ReportMissingAbandoned(const std::map<const void*, int64_t>& held, std::string* report) {
+  for (const void* handle : State().abandonedReferences) {
+    Object* object = State().objectByHandle.count(handle) ? State().objectByHandle[handle] : nullptr;
+    if (!object || !object->alive || object->references < held.at(handle)) {
+      Add(report, (object ? object->Describe() : std::string("an unknown object")) +
+                      " was expected to keep a reference the plug-in left held");
+    }
+  }
+}
+
 }  // namespace
+
+void ExpectAbandonedReference(const void* object) { State().abandonedReferences.push_back(object); }
 
 std::string BalanceProblems(bool exceptionExpected) {
   HostState& state = State();
@@ -38,6 +51,8 @@ std::string BalanceProblems(bool exceptionExpected) {
     Add(&report, state.pendingException->Describe() + " is pending");
   }
   std::map<const void*, int64_t> held = HeldByHost();
+  for (const void* handle : state.abandonedReferences) ++held[handle];
+  ReportMissingAbandoned(held, &report);
   for (const auto& object : state.objects) {
     if (!object->alive) continue;
     if (auto* picture = dynamic_cast<Picture*>(object.get()); picture && picture->descriptionLocks > 0) {

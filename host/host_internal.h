@@ -165,7 +165,8 @@ struct HostState {
   std::vector<REALmethodDefinition*> globalMethods;
   int32_t pluginVersion = -1;
   std::vector<std::string> messageBoxes;
-  std::set<const void*> openStringData;  // records filled by PluginGetStringData, not yet disposed
+  std::set<const void*> openStringData;          // records filled by PluginGetStringData, not yet disposed
+  std::vector<const void*> abandonedReferences;  // references the plug-in is expected to leave held, one an entry
 };
 
 HostState& State();

@@ -43,7 +43,10 @@ TEST_P(StartUp, SdkVersionAndRouteFollowTheHostVersionAndNothingIsLogged) {
   EXPECT_EQ(host.hideVersionEntry ? 0.0 : host.version, rbversion_rbversion);
   EXPECT_EQ(host.sdkVersion, CurrentREALControlVersion);
   EXPECT_EQ(host.sdkVersion, qvlhost::RegisteredPluginVersion());
-  EXPECT_TRUE(qvlhost::RegisteredClasses().empty());
+  // The two job classes on every route, sepia first, their data sizes
+  // rounded to 16.
+  EXPECT_THAT(qvlhost::RegisteredClasses(), ::testing::ElementsAre(&PictureSepiaClass, &Lut3DClass));
+  EXPECT_EQ(112u, PictureSepiaClass.dataSize);
   // The mobile module comes first, from 2020.02 on; the modules' contents are
   // the registrar's and the loaded library's tests.
   Lines modules, expectedModules;

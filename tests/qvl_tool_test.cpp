@@ -18,6 +18,7 @@
 #include "filters/mask_extraction.h"
 #include "filters/threshold.h"
 #include "scroll/scroll.h"
+#include "support/every_pixel.h"
 #include "support/plugin_test.h"
 
 namespace {
@@ -118,6 +119,8 @@ TEST_F(QvlTool, BadInputGivesOneLineAndStatusTwo) {
       {{"ThresholdQVL", in_, "128"}, "give -o"},
       {{"ThresholdQVL", in_, "128", "-o", in_}, "would replace"},
       {{}, "no method"},
+      {{"PictureSepiaQVL.Run", "Bogus=1", "-o", out_}, "no property Bogus in PictureSepiaQVL"},
+      {{"PictureSepiaQVL.Run", "SourcePicture=" + in_, "MinX=abc", "-o", out_}, "\"abc\" is no Integer"},
   };
   for (const auto& [arguments, says] : cases) {
     ToolRun run = Run(arguments);
@@ -295,6 +298,31 @@ TEST_F(QvlTool, PictureStringsRoundTripAndTheAlbumRefuses) {
     EXPECT_EQ(run.out, c.out) << c.arguments[0];
     EXPECT_EQ(run.err, c.err) << c.arguments[0];
   }
+}
+
+// A new instance per run, its properties set before the call, the result
+// printed and DestinationPicture written, on both registration routes.
+TEST_F(QvlTool, JobClassesRunOnANewInstance) {
+  qvlhost::OwnedPicture in(qvlhost::ReadPictureFile(in_));
+  auto clamped = [](int value) { return uint8_t(std::clamp(value, 0, 255)); };
+  for (const char* version : {"2024.0", "2012.0"}) {
+    ToolRun sepia = Run({"--host-version", version, "PictureSepiaQVL.Run", "SourcePicture=" + in_, "SepiaRed=40",
+                         "SepiaGreen=20", "SepiaBlue=-10", "-o", out_});
+    EXPECT_EQ(sepia.status, 0) << sepia.err;
+    EXPECT_EQ(sepia.out, "result = true\n");
+    qvlhost::OwnedPicture out(qvlhost::ReadPictureFile(out_));
+    ExpectEveryPixel(in, out, [&](qvlhost::Rgba c) {
+      const int grey = (c.r * 306 + c.g * 601 + c.b * 116) / 1024;
+      return qvlhost::Rgba{clamped(grey + 40), clamped(grey + 20), clamped(grey - 10), 255};
+    });
+    ToolRun lookup = Run({"--host-version", version, "PictureLut3DQVL.Run", "SourcePicture=" + in_, "-o", out_});
+    EXPECT_EQ(lookup.status, 0) << lookup.err;
+    qvlhost::OwnedPicture black(qvlhost::ReadPictureFile(out_));
+    ExpectEveryPixel(in, black, [](qvlhost::Rgba) { return qvlhost::Rgba{0, 0, 0, 255}; });
+  }
+  ToolRun nothing = Run({"PictureLut3DQVL.Run", "-o", out_});
+  EXPECT_EQ(nothing.status, 1);
+  EXPECT_EQ(nothing.out, "result = false\n");
 }
 
 TEST_F(QvlTool, ListShowsTheSurfaceByRoute) {

@@ -22,6 +22,8 @@
 #include "filters/tint.h"
 #include "filters/tone.h"
 #include "frame/tables.h"
+#include "jobs/lut3d.h"
+#include "jobs/sepia.h"
 #include "mobile/album.h"
 #include "picture/masks.h"
 #include "scroll/scroll.h"
@@ -78,7 +80,9 @@ TEST(TableRows, EveryDeclarationTakesAndGivesWhatItsFunctionDoes) {
       EXPECT_EQ((ValueKind{DeclaredType(declaration.result.kind), false}), row.kinds.result) << text;
     }
   }
-  EXPECT_EQ(IOSPictureModule.methodCount + pictureMethods.size() + globalMethods.size(), rows);
+  EXPECT_EQ(IOSPictureModule.methodCount + PictureSepiaClass.methodCount + Lut3DClass.methodCount +
+                pictureMethods.size() + globalMethods.size(),
+            rows);
 }
 
 // A registered function called directly with host values.
@@ -209,9 +213,30 @@ const std::vector<Expected>& MobileRows() {
   return rows;
 }
 
+// The job classes' methods need an instance; their own tests call them.
+const std::vector<Expected>& SepiaRows() {
+  static const std::vector<Expected> rows = {
+      Listed("Close", PictureSepiaClassDestructor),
+      Listed("Run", sepia::Run),
+  };
+  return rows;
+}
+
+const std::vector<Expected>& Lut3DRows() {
+  static const std::vector<Expected> rows = {
+      Listed("Close", Lut3DClassDestructor),
+      Listed("Run", lut3d::Run),
+      Listed("Table", SetPMX),
+      Listed("Table", GetPMX),
+  };
+  return rows;
+}
+
 // The rows an owner of the registered surface stands for.
 const std::vector<Expected>& ExpectedRowsOf(const qvlhost::SurfaceOwner& owner) {
   if (owner.name == "iOSPictureQVL") return MobileRows();
+  if (owner.name == "PictureSepiaQVL") return SepiaRows();
+  if (owner.name == "PictureLut3DQVL") return Lut3DRows();
   if (owner.name == "PictureGlobalsQVL" || owner.name == "(global)") return GlobalRows();
   return ExtensionRows();
 }
@@ -220,7 +245,9 @@ struct Route {
   const char* name;
   double version;
   qvlhost::Storage storage;
-  std::vector<std::string> owners;  // the mobile module, the extension's owner, then the global methods'
+  // Modules (the mobile one, then the generated ones), the job classes, the
+  // extension and the global methods, as the host lists them.
+  std::vector<std::string> owners;
 };
 
 void PrintTo(const Route& route, std::ostream* out) { *out << route.name; }
@@ -319,13 +346,16 @@ TEST_P(RegisteredSurface, EveryMethodByItsDeclarationGivesWhatItsFunctionGives) 
   }
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Routes, RegisteredSurface,
-    ::testing::Values(Route{"module2024_cg2",
-                            2024.03,
-                            qvlhost::Storage::CG(2),
-                            {"iOSPictureQVL", "PicturePictureExtensionQVL", "PictureGlobalsQVL"}},
-                      Route{"extension2012_gd", 2012.0, qvlhost::Storage::GD(), {"Picture", "(global)"}}),
-    [](const auto& info) { return std::string(info.param.name); });
+INSTANTIATE_TEST_SUITE_P(Routes, RegisteredSurface,
+                         ::testing::Values(Route{"module2024_cg2",
+                                                 2024.03,
+                                                 qvlhost::Storage::CG(2),
+                                                 {"iOSPictureQVL", "PicturePictureExtensionQVL", "PictureGlobalsQVL",
+                                                  "PictureSepiaQVL", "PictureLut3DQVL"}},
+                                           Route{"extension2012_gd",
+                                                 2012.0,
+                                                 qvlhost::Storage::GD(),
+                                                 {"PictureSepiaQVL", "PictureLut3DQVL", "Picture", "(global)"}}),
+                         [](const auto& info) { return std::string(info.param.name); });
 
 }  // namespace

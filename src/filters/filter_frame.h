@@ -115,8 +115,8 @@ auto ReadRow(const uint32_t* row, int64_t width, Kernel& kernel, ReadingRow<Kern
 }
 
 // Where the frame calls the registration check: first of all, once the
-// source is acquired, or once the writer is made.
-enum class RegistrationCheckAt { First, AfterAcquire, AfterWriter };
+// source is acquired, once the writer is made, or not at all (the jobs).
+enum class RegistrationCheckAt { First, AfterAcquire, AfterWriter, Never };
 
 // The writer takes the reader's picture kind (an alpha channel where the
 // source has one), or is a plain new picture of the reader's size.
@@ -190,18 +190,26 @@ void WalkArea(PictureWriter& writer, PictureReader& reader, const FrameArea& are
   }
 }
 
+// What a run of the frame gave: whether the source was acquired and the
+// writer made, so that the area was walked, and the rendered writer, which
+// may be nil even then.
+struct FrameRun {
+  bool walked = false;
+  REALpictureStruct* result = nullptr;
+};
+
 // Runs the whole frame; areaOf(width, height) gives the area once the source
-// is acquired. Returns the rendered writer, or nil.
+// is acquired.
 template <class Kernel, class AreaOf = FrameArea (*)(int64_t, int64_t)>
-REALpictureStruct* RunFilterFrame(REALpictureStruct* pic, FrameVariant variant, const Kernel& kernel,
-                                  const AreaOf& areaOf = WholePicture) {
+FrameRun RunFrame(REALpictureStruct* pic, FrameVariant variant, const Kernel& kernel,
+                  const AreaOf& areaOf = WholePicture) {
   if (variant.checkAt == RegistrationCheckAt::First) RegistrationCheck();
   PictureReader reader(pic);
-  if (!reader.picture) return nullptr;
+  if (!reader.picture) return {};
   if (variant.checkAt == RegistrationCheckAt::AfterAcquire) RegistrationCheck();
   const int64_t height = reader.Height;
   const FrameArea area = areaOf(reader.Width, height);
-  REALpictureStruct* result = nullptr;
+  FrameRun run;
   {
     PictureWriter writer;
     const bool made = variant.writerFrom == WriterFrom::Reader ? writer.NewPictureWriter(reader)
@@ -210,11 +218,18 @@ REALpictureStruct* RunFilterFrame(REALpictureStruct* pic, FrameVariant variant, 
       if (variant.checkAt == RegistrationCheckAt::AfterWriter) RegistrationCheck();
       SkipRows(writer, reader, area.top, height);
       WalkArea(writer, reader, area, kernel);
-      result = writer.RenderPictureWriter();
+      run = {true, writer.RenderPictureWriter()};
     }
     reader.clear();
   }
-  return result;
+  return run;
+}
+
+// The frame of the filters: the rendered writer, or nil.
+template <class Kernel, class AreaOf = FrameArea (*)(int64_t, int64_t)>
+REALpictureStruct* RunFilterFrame(REALpictureStruct* pic, FrameVariant variant, const Kernel& kernel,
+                                  const AreaOf& areaOf = WholePicture) {
+  return RunFrame(pic, variant, kernel, areaOf).result;
 }
 
 // A kernel made of a colour rule alone, stored with the opaque write.

@@ -65,10 +65,12 @@ void WarnOfBlanksInName(const char* name) {
     if (*c == ' ') LogMessageX("%s%s %s", QVL_DEBUG_PREFIX, "Warning: plugin name containts space character", name);
 }
 
-// The mobile module on hosts that know it, the Picture extension, then the
-// global methods.
+// The mobile module on hosts that know it, the two job classes (sepia
+// first), the Picture extension, then the global methods.
 void RegisterTables() {
   if (rbversion_rbversion >= kFirstMobileModuleVersion) MyREALRegisterModule(&IOSPictureModule);
+  MyREALRegisterClass(&PictureSepiaClass);
+  MyREALRegisterClass(&Lut3DClass);
   MyREALRegisterClassExtension(&pictureClass);
   MyREALRegisterGlobalMethods(globalMethods.data(), int64_t(globalMethods.size()));
 }

@@ -15,6 +15,8 @@
 #include "filters/threshold.h"
 #include "filters/tint.h"
 #include "filters/tone.h"
+#include "jobs/lut3d.h"
+#include "jobs/sepia.h"
 #include "mobile/album.h"
 #include "picture/masks.h"
 #include "scroll/scroll.h"
@@ -69,6 +71,12 @@ MethodRow DeprecatedConsoleSafe(Function function, const char* declaration) {
   row.definition.attributeCount = 1;
   row.definition.attributes = DeprecatedAttributes;
   return row;
+}
+
+// A row for the console target itself, as the sepia class's methods are.
+template <class Function>
+MethodRow ConsoleOnly(Function function, const char* declaration) {
+  return MethodRow{Method(Fn(function), declaration, consoleTarget), KindsOf(function)};
 }
 
 // A row of the mobile module, for the mobile target only.
@@ -256,7 +264,11 @@ const std::array kLut3DProperties = {
     Field("MaxY", "Integer", consoleSafeMark, 40),         Field("MinY", "Integer", consoleSafeMark, 24),
 };
 
-const std::array<MethodRow, 0> kLut3DMethodRows{};
+const std::array kLut3DMethodRows = {
+    ConsoleSafe(Lut3DClassDestructor, "Close"),
+    ConsoleSafe(lut3d::Run, "Run as boolean"),
+    ConsoleSafeAssignable(GetPMX, SetPMX, "Table(r as UInt32, g as UInt32, b as UInt32, x as UInt32) as double"),
+};
 
 constexpr uint32_t kSepiaPicture = consoleSafeMark | kQVLPropertyMarker;
 constexpr uint32_t kSepiaValue = consoleTarget | kQVLPropertyMarker;
@@ -271,9 +283,17 @@ const std::array kPictureSepiaProperties = {
     Field("SepiaRed", "Integer", kSepiaValue, 72),
     Field("SepiaGreen", "Integer", kSepiaValue, 80),
     Field("SepiaBlue", "Integer", kSepiaValue, 88),
+    // FactorBlue reaches the green weight and FactorGreen the blue one: the
+    // rows cross them, the accessors do not.
+    Property("FactorRed", "Double", kSepiaValue, Fn(GetFactorR), Fn(SetFactorR), 0),
+    Property("FactorBlue", "Double", kSepiaValue, Fn(GetFactorG), Fn(SetFactorG), 0),
+    Property("FactorGreen", "Double", kSepiaValue, Fn(GetFactorB), Fn(SetFactorB), 0),
 };
 
-const std::array<MethodRow, 0> kPictureSepiaMethodRows{};
+const std::array kPictureSepiaMethodRows = {
+    ConsoleOnly(PictureSepiaClassDestructor, "Close"),
+    ConsoleOnly(sepia::Run, "Run as boolean"),
+};
 
 const std::array kIOSSharedMethodRows = {
     MobileOnly(rbUIVideoAtPathIsCompatibleWithSavedPhotosAlbumS,
@@ -330,13 +350,13 @@ REALclassDefinition PictureClassRecord() {
 }
 
 REALclassDefinition Lut3DClassRecord() {
-  return ClassRecord("PictureLut3DQVL", 140016, nullptr, nullptr, ViewOf(Lut3DProperties), ViewOf(Lut3DMethods),
-                     consoleTarget);
+  return ClassRecord("PictureLut3DQVL", 140016, Fn(Lut3DClassConstructor), Fn(Lut3DClassDestructor),
+                     ViewOf(Lut3DProperties), ViewOf(Lut3DMethods), consoleTarget);
 }
 
 REALclassDefinition PictureSepiaClassRecord() {
-  return ClassRecord("PictureSepiaQVL", 104, nullptr, nullptr, ViewOf(PictureSepiaProperties),
-                     ViewOf(PictureSepiaMethods), consoleTarget);
+  return ClassRecord("PictureSepiaQVL", 104, Fn(PictureSepiaClassConstructor), Fn(PictureSepiaClassDestructor),
+                     ViewOf(PictureSepiaProperties), ViewOf(PictureSepiaMethods), consoleTarget);
 }
 
 REALmoduleDefinition IOSPictureModuleRecord() {
@@ -376,4 +396,6 @@ void RestoreTables() {
   Lut3DClass = Lut3DClassRecord();
   PictureSepiaClass = PictureSepiaClassRecord();
   IOSPictureModule = IOSPictureModuleRecord();
+  gLut3DClassDefinition = &Lut3DClass;
+  gPictureSepiaClassDefinition = &PictureSepiaClass;
 }

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "command_line.h"
+#include "instances.h"
 #include "listing.h"
 #include "output.h"
 #include "overloads.h"
@@ -247,6 +248,7 @@ int CheckBalance(int status) {
 }
 
 int RunMethod(const CommandLine& line) {
+  if (qvltool::CallsInstanceMethod(line)) return CheckBalance(qvltool::RunInstanceMethod(line));
   qvltool::OverloadChoice choice = qvltool::ChooseOverload(line.method, line.arguments);
   if (choice.outcome != qvltool::OverloadChoice::Chosen) return Report(kBadInput, ChoiceProblem(line, choice));
   const SurfaceMethod& method = choice.method;

@@ -251,6 +251,15 @@ OverloadChoice ChooseOverload(const std::string& name, const std::vector<std::st
   return choice;
 }
 
+bool ValueFor(const std::string& text, const Parameter& parameter, const CommandLine& line, Value* value,
+              std::string* error) {
+  if (FitScore(text, parameter) == kNoFit) {
+    *error = "\"" + text + "\" is no " + parameter.type.name + " for " + parameter.name;
+    return false;
+  }
+  return ArgumentValue(text, parameter, line, value, error);
+}
+
 bool MakeArguments(const SurfaceMethod& method, const CommandLine& line, std::vector<Value>* values,
                    std::vector<Value>* owned, std::string* error) {
   const std::vector<std::string>& texts = line.arguments;

@@ -32,6 +32,13 @@ struct OverloadChoice {
 // double, a literal over a file name), then the order of registration.
 OverloadChoice ChooseOverload(const std::string& name, const std::vector<std::string>& arguments);
 
+// One host value for a parameter (or a property given as one) from its
+// text, read as MakeArguments reads arguments; a handle made belongs to the
+// caller. False, with *error set, when the text does not stand for the
+// parameter's kind or its file can't be read.
+bool ValueFor(const std::string& text, const qvlhost::Parameter& parameter, const CommandLine& line,
+              qvlhost::Value* value, std::string* error);
+
 // Host values for the arguments of the chosen method. Pictures are read from
 // image files in the storage and kind the command line asks for, memory
 // blocks from files of bytes (a WAV file's data chunk), strings are UTF-8

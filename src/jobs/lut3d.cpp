@@ -1,0 +1,248 @@
+// The 3-D lookup job: the class's functions, the per-pixel rule and its
+// vector rows, compiled once per target.
+// This source includes itself once per target through foreach_target.h,
+// so these lines stay in this order.
+// clang-format off
+#include "filters/vector_rows.h"
+
+#undef HWY_TARGET_INCLUDE
+#define HWY_TARGET_INCLUDE "jobs/lut3d.cpp"
+#include "hwy/foreach_target.h"  // IWYU pragma: keep
+#include "hwy/highway.h"
+
+#include "filters/layout_rows-inl.h"
+#include "jobs/job_instance.h"
+#include "jobs/lut3d.h"
+#include "registrationclient/registration_check.h"
+// clang-format on
+
+#ifndef QVL_JOBS_LUT3D_KERNEL
+#define QVL_JOBS_LUT3D_KERNEL
+namespace {
+
+// Doubles between one table node and the next along each axis.
+constexpr int64_t kRedStride = kLut3DTableSide * kLut3DTableSide * 3;
+constexpr int64_t kGreenStride = kLut3DTableSide * 3;
+constexpr int64_t kBlueStride = 3;
+// Channel values between two lattice nodes; the last node used is 15.
+constexpr uint32_t kNodeSpacing = 17;
+constexpr uint32_t kLastLowerNode = 14;
+
+// Where a channel value lies on one axis of the lattice: the offset of its
+// lower node in the table, the offset from it to the upper node (0 at the
+// last node), and the fraction of the way between them.
+struct AxisCell {
+  int64_t offset;
+  int64_t step;
+  double fraction;
+};
+
+struct Lut3DKernel {
+  Lut3DKernel(const double* table) : table(table) {
+    for (uint32_t c = 0; c < 256; ++c) {
+      const uint32_t lower = c / kNodeSpacing;
+      const uint32_t upper = std::min(lower, kLastLowerNode) + 1;
+      const double fraction = static_cast<double>(c - kNodeSpacing * lower) / 17.0;
+      red[c] = {lower * kRedStride, (upper - lower) * kRedStride, fraction};
+      green[c] = {lower * kGreenStride, (upper - lower) * kGreenStride, fraction};
+      blue[c] = {lower * kBlueStride, (upper - lower) * kBlueStride, fraction};
+    }
+  }
+
+  // Below 0.0, and a value that is no number, give 0; above 255.0 gives
+  // 255; anything else is cut toward zero.
+  static uint32_t ByteOf(double value) {
+    if (!(value >= 0.0)) return 0;
+    return value > 255.0 ? 255u : static_cast<uint32_t>(value);
+  }
+
+  // The tetrahedron of the cell that holds the colour: the axes in the
+  // order of their fractions, ties settled by the order of the tests, and
+  // the weights of its four corners summed from the left.
+  template <PixelLayout D>
+  uint32_t Map(Channels in) const {
+    const AxisCell &r = red[in.r], &g = green[in.g], &b = blue[in.b];
+    const AxisCell *first, *second, *third;
+    if (r.fraction > g.fraction) {
+      if (g.fraction > b.fraction) {
+        first = &r, second = &g, third = &b;
+      } else if (r.fraction > b.fraction) {
+        first = &r, second = &b, third = &g;
+      } else {
+        first = &b, second = &r, third = &g;
+      }
+    } else if (b.fraction > g.fraction) {
+      first = &b, second = &g, third = &r;
+    } else if (b.fraction > r.fraction) {
+      first = &g, second = &b, third = &r;
+    } else {
+      first = &g, second = &r, third = &b;
+    }
+    const double w1 = 1.0 - first->fraction, w2 = first->fraction - second->fraction,
+                 w3 = second->fraction - third->fraction, w4 = third->fraction;
+    const double* c000 = table + r.offset + g.offset + b.offset;
+    const double* c1 = c000 + first->step;
+    const double* c2 = c1 + second->step;
+    const double* c111 = c000 + r.step + g.step + b.step;
+    uint32_t out[3];
+    for (int x = 0; x < 3; ++x) out[x] = ByteOf(w1 * c000[x] + w2 * c1[x] + w3 * c2[x] + w4 * c111[x]);
+    return OpaquePixel<D>(out[0], out[1], out[2]);
+  }
+
+  template <PixelLayout S, PixelLayout D>
+  void PixelRow(const uint32_t* source, uint32_t* destination, int64_t width) const {
+    if (D == PixelLayout::Unknown) return;
+    for (int64_t column = 0; column < width; ++column) destination[column] = Map<D>(ReadAt<S>(source, column));
+  }
+
+  template <PixelLayout S, PixelLayout D>
+  VectorRow<Lut3DKernel> VectorRowAt(VectorLevel level) const;
+
+  const double* table;
+  AxisCell red[256], green[256], blue[256];
+};
+
+}  // namespace
+#endif
+
+HWY_BEFORE_NAMESPACE();
+namespace {
+namespace HWY_NAMESPACE {
+
+#if HWY_TARGET != HWY_SCALAR
+// As many pixels a block as the target has double lanes. The lattice cell
+// is found in doubles, where every step is exact: the lower node is
+// floor(c / 17.0), the fraction (c - 17 lower) / 17.0 as in the rule. The
+// tetrahedron is chosen lane by lane with the rule's tests, its corners
+// gathered from the table, and the sums made in the rule's order, each
+// operation rounded on its own.
+template <PixelLayout S, PixelLayout D>
+int64_t Lut3DVectorRow(const uint32_t* source, uint32_t* destination, int64_t width, const Lut3DKernel& kernel) {
+  const hn::ScalableTag<double> df;
+  const hn::RebindToSigned<decltype(df)> di64;
+  const hn::Rebind<uint32_t, decltype(df)> du32;
+  const hn::Rebind<int32_t, decltype(df)> di32;
+  const int64_t lanes = static_cast<int64_t>(hn::Lanes(df));
+  const auto spacing = hn::Set(df, 17.0), lastLower = hn::Set(df, double{kLastLowerNode}), one = hn::Set(df, 1.0);
+  const auto zero = hn::Zero(df), limit = hn::Set(df, 255.0);
+  const double* table = kernel.table;
+  struct Axis {
+    hn::Vec<decltype(df)> offset, step, fraction;
+  };
+  const auto axisOf = [&](auto channel, double stride) {
+    const auto c = hn::PromoteTo(df, hn::BitCast(di32, channel));
+    const auto lower = hn::Floor(hn::Div(c, spacing));
+    const auto upper = hn::Add(hn::Min(lower, lastLower), one);
+    const auto strideVector = hn::Set(df, stride);
+    return Axis{hn::Mul(lower, strideVector), hn::Mul(hn::Sub(upper, lower), strideVector),
+                hn::Div(hn::Sub(c, hn::Mul(lower, spacing)), spacing)};
+  };
+  const auto byteOf = [&](auto value) {
+    const auto held = hn::Min(hn::IfThenElseZero(hn::Ge(value, zero), value), limit);
+    return hn::BitCast(du32, hn::DemoteTo(di32, held));
+  };
+  int64_t column = 0;
+  for (; column + lanes <= width; column += lanes) {
+    const auto words = hn::LoadU(du32, source + column);
+    const Axis r = axisOf(RedOf<S>(words), kRedStride), g = axisOf(GreenOf<S>(words), kGreenStride),
+               b = axisOf(BlueOf<S>(words), kBlueStride);
+    const auto redOverGreen = hn::Gt(r.fraction, g.fraction), greenOverBlue = hn::Gt(g.fraction, b.fraction),
+               redOverBlue = hn::Gt(r.fraction, b.fraction), blueOverGreen = hn::Gt(b.fraction, g.fraction),
+               blueOverRed = hn::Gt(b.fraction, r.fraction);
+    // The first, second and third axis of the tetrahedron, per lane.
+    const auto firstOf = [&](auto red, auto green, auto blue) {
+      return hn::IfThenElse(redOverGreen, hn::IfThenElse(hn::Or(greenOverBlue, redOverBlue), red, blue),
+                            hn::IfThenElse(blueOverGreen, blue, green));
+    };
+    const auto secondOf = [&](auto red, auto green, auto blue) {
+      return hn::IfThenElse(redOverGreen, hn::IfThenElse(greenOverBlue, green, hn::IfThenElse(redOverBlue, blue, red)),
+                            hn::IfThenElse(blueOverGreen, green, hn::IfThenElse(blueOverRed, blue, red)));
+    };
+    const auto thirdOf = [&](auto red, auto green, auto blue) {
+      return hn::IfThenElse(redOverGreen, hn::IfThenElse(greenOverBlue, blue, green),
+                            hn::IfThenElse(hn::Or(blueOverGreen, blueOverRed), red, blue));
+    };
+    const auto f1 = firstOf(r.fraction, g.fraction, b.fraction), f2 = secondOf(r.fraction, g.fraction, b.fraction),
+               f3 = thirdOf(r.fraction, g.fraction, b.fraction);
+    const auto w1 = hn::Sub(one, f1), w2 = hn::Sub(f1, f2), w3 = hn::Sub(f2, f3);
+    const auto base = hn::Add(hn::Add(r.offset, g.offset), b.offset);
+    const auto corner1 = hn::Add(base, firstOf(r.step, g.step, b.step));
+    const auto corner2 = hn::Add(corner1, secondOf(r.step, g.step, b.step));
+    const auto corner3 = hn::Add(base, hn::Add(hn::Add(r.step, g.step), b.step));
+    const auto i0 = hn::ConvertTo(di64, base), i1 = hn::ConvertTo(di64, corner1), i2 = hn::ConvertTo(di64, corner2),
+               i3 = hn::ConvertTo(di64, corner3);
+    const auto outputOf = [&](int x) {
+      const double* at = table + x;
+      const auto sum =
+          hn::Add(hn::Add(hn::Add(hn::Mul(w1, hn::GatherIndex(df, at, i0)), hn::Mul(w2, hn::GatherIndex(df, at, i1))),
+                          hn::Mul(w3, hn::GatherIndex(df, at, i2))),
+                  hn::Mul(f3, hn::GatherIndex(df, at, i3)));
+      return byteOf(sum);
+    };
+    hn::StoreU(OpaqueWords<D>(outputOf(0), outputOf(1), outputOf(2)), du32, destination + column);
+  }
+  return column;
+}
+#endif
+
+}  // namespace HWY_NAMESPACE
+}  // namespace
+HWY_AFTER_NAMESPACE();
+
+#if HWY_ONCE
+namespace {
+
+template <PixelLayout S, PixelLayout D>
+VectorRow<Lut3DKernel> Lut3DKernel::VectorRowAt(VectorLevel level) const {
+  return QVL_VECTOR_ROW(level, Lut3DVectorRow<S, D>);
+}
+
+Lut3DData* DataOf(REALobjectStruct* instance) { return JobData<Lut3DData>(instance, gLut3DClassDefinition); }
+
+bool InTable(uint32_t r, uint32_t g, uint32_t b, uint32_t x) {
+  const uint32_t side = kLut3DTableSide;
+  return r < side && g < side && b < side && x < 3;
+}
+
+}  // namespace
+
+const REALclassDefinition* gLut3DClassDefinition = nullptr;
+
+void Lut3DClassConstructor(REALobjectStruct*) {}
+
+void Lut3DClassDestructor(REALobjectStruct* instance) {
+  RegistrationCheck();
+  Lut3DData* data = DataOf(instance);
+  if (!data) return;
+  ReleasePictureField(data->SourcePicture);
+  ReleasePictureField(data->DestinationPicture);
+}
+
+double GetPMX(REALobjectStruct* instance, uint32_t r, uint32_t g, uint32_t b, uint32_t x) {
+  const Lut3DData* data = DataOf(instance);
+  return data && InTable(r, g, b, x) ? data->Table[r][g][b][x] : 0.0;
+}
+
+void SetPMX(REALobjectStruct* instance, uint32_t r, uint32_t g, uint32_t b, uint32_t x, double value) {
+  Lut3DData* data = DataOf(instance);
+  if (data && InTable(r, g, b, x)) data->Table[r][g][b][x] = value;
+}
+
+namespace lut3d {
+
+bool Run(REALobjectStruct* instance) {
+  Lut3DData* data = DataOf(instance);
+  if (!data) return false;
+  ReleasePictureField(data->DestinationPicture);
+  if (!data->SourcePicture) return false;
+  const JobRectangle rectangle{data->MinX, data->MinY, data->MaxX, data->MaxY};
+  const Lut3DKernel kernel(&data->Table[0][0][0][0]);
+  const FrameRun run =
+      RunFrame(data->SourcePicture, {RegistrationCheckAt::Never, WriterFrom::Reader}, kernel,
+               [&rectangle](int64_t width, int64_t height) { return rectangle.AreaIn(width, height); });
+  data->DestinationPicture = run.result;
+  return run.walked;
+}
+
+}  // namespace lut3d
+#endif
