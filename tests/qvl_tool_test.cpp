@@ -325,6 +325,32 @@ TEST_F(QvlTool, JobClassesRunOnANewInstance) {
   EXPECT_EQ(nothing.out, "result = false\n");
 }
 
+// --lut fills Table from a .cube file: the identity grade gives each channel
+// back or one lower (the job truncates); a malformed file or a method
+// without a Table is refused with one line and status 2.
+TEST_F(QvlTool, LutFileFillsTheTable) {
+  const std::string cube = std::string(QVL_SOURCE_DIR) + "/samples/identity.cube";
+  ToolRun identity = Run({"PictureLut3DQVL.Run", "SourcePicture=" + in_, "--lut", cube, "-o", out_});
+  ASSERT_EQ(identity.status, 0) << identity.err;
+  qvlhost::OwnedPicture in(qvlhost::ReadPictureFile(in_));
+  qvlhost::OwnedPicture out(qvlhost::ReadPictureFile(out_));
+  for (int64_t y = 0; y < qvlhost::PictureHeight(in); ++y) {
+    for (int64_t x = 0; x < qvlhost::PictureWidth(in); ++x) {
+      const qvlhost::Rgba from = qvlhost::PixelRgba(in, x, y), to = qvlhost::PixelRgba(out, x, y);
+      for (auto [source, mapped] : {std::pair{from.r, to.r}, {from.g, to.g}, {from.b, to.b}}) {
+        ASSERT_TRUE(mapped == source || mapped + 1 == source) << x << "," << y;
+      }
+    }
+  }
+  const std::string bad = (work_ / "bad.cube").string();
+  std::ofstream(bad) << "LUT_3D_SIZE 2\n0 0 0\n1 1 1\n";
+  ToolRun malformed = Run({"PictureLut3DQVL.Run", "SourcePicture=" + in_, "--lut", bad, "-o", out_});
+  EXPECT_EQ(malformed.status, 2);
+  EXPECT_EQ(malformed.err, "qvl: " + bad + ":3: 2 table rows, LUT_3D_SIZE 2 needs 8\n");
+  EXPECT_EQ(Run({"PictureSepiaQVL.Run", "SourcePicture=" + in_, "--lut", cube, "-o", out_}).status, 2);
+  EXPECT_EQ(Run({"ThresholdQVL", in_, "3", "--lut", cube, "-o", out_}).status, 2);
+}
+
 TEST_F(QvlTool, ListShowsTheSurfaceByRoute) {
   ToolRun recent = Run({"list"});
   ASSERT_EQ(recent.status, 0) << recent.err;

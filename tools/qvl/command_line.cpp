@@ -62,6 +62,9 @@ bool ApplyValueOption(const std::string& name, const std::string& value, Command
   } else if (name == "--mask" || name == "--mask-out") {
     if (value.empty()) return Fail(error, "the path of " + name + " is empty");
     (name == "--mask" ? line->mask : line->maskOutput) = value;
+  } else if (name == "--lut") {
+    if (value.empty()) return Fail(error, "the path of --lut is empty");
+    line->lut = value;
   } else if (name == "--storage") {
     if (!ParseStorage(value, &line->storage))
       return Fail(error, "unknown storage \"" + value + "\" (cg0 .. cg6 or gd)");
@@ -80,7 +83,7 @@ bool ApplyValueOption(const std::string& name, const std::string& value, Command
 
 bool TakesValue(const std::string& name) {
   return name == "-o" || name == "--output" || name == "--storage" || name == "--picture-kind" ||
-         name == "--host-version" || name == "--plugin" || name == "--mask" || name == "--mask-out";
+         name == "--host-version" || name == "--plugin" || name == "--mask" || name == "--mask-out" || name == "--lut";
 }
 
 void AddPositional(const std::string& word, CommandLine* line) {
@@ -156,6 +159,8 @@ const char* UsageText() {
          "                      .png, .jpg, .jpeg or .gif file)\n"
          "  --mask FILE         the mask of the picture the method is called on\n"
          "  --mask-out FILE     where that picture's mask is written after the call\n"
+         "  --lut FILE.cube     fills the Table of a PictureLut3DQVL instance from a 3-D LUT\n"
+         "                      in the .cube format before the call\n"
          "  --storage S         storage of every picture the host makes: cg1 .. cg6 (a desktop\n"
          "                      application) or gd (a console application); cg0 stores the\n"
          "                      pictures read from files with alpha info 0, which the plug-in\n"

@@ -20,6 +20,7 @@ struct CommandLine {
   std::string output;      // -o OUT; empty when not given
   std::string mask;        // --mask FILE: the mask of the picture the method is called on
   std::string maskOutput;  // --mask-out FILE: where that picture's mask goes after the call
+  std::string lut;         // --lut FILE.cube: the Table of the instance, from a 3-D LUT
   bool debug = false;
   bool storageGiven = false;
   qvlhost::Storage storage;  // cg0 only for pictures read from files

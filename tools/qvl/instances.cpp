@@ -2,10 +2,13 @@
 // application does it.
 #include "instances.h"
 
+#include <cstdint>
 #include <iostream>
+#include <optional>
 #include <string>
 #include <vector>
 
+#include "cube_files.h"
 #include "output.h"
 #include "overloads.h"
 #include "qvlhost.h"
@@ -88,11 +91,53 @@ bool SetProperties(const CommandLine& line, REALobjectStruct* instance, const st
   return true;
 }
 
+// The assigning form of the owner's Table, through which a lattice is set.
+bool FindTableSetter(const std::string& owner, SurfaceMethod* setter) {
+  for (const SurfaceMethod& method : qvlhost::FindMethods(owner + ".Table")) {
+    if (method.assigning) {
+      *setter = method;
+      return true;
+    }
+  }
+  return false;
+}
+
+// The lattice of a .cube file, node by node, through the Table setter as an
+// application would assign it; indices 16 and 17 keep the 0.0 of a new job.
+bool FillTable(const std::string& path, const std::string& owner, REALobjectStruct* instance, std::string* error) {
+  SurfaceMethod setter;
+  if (!FindTableSetter(owner, &setter)) {
+    *error = "--lut needs a class with an assignable Table, such as PictureLut3DQVL";
+    return false;
+  }
+  const std::optional<CubeLattice> lattice = ReadCubeFile(path, error);
+  if (!lattice) return false;
+  constexpr uint32_t kNodes = 16;
+  for (uint32_t r = 0; r < kNodes; ++r) {
+    for (uint32_t g = 0; g < kNodes; ++g) {
+      for (uint32_t b = 0; b < kNodes; ++b) {
+        for (uint32_t x = 0; x < 3; ++x) {
+          std::vector<Value> arguments = {Value::Handle(TypeKind::Object, instance),
+                                          Value::UInt32(r),
+                                          Value::UInt32(g),
+                                          Value::UInt32(b),
+                                          Value::UInt32(x),
+                                          Value::Double(lattice->values[((r * 16 + g) * 16 + b) * 3 + x])};
+          Value nothing;
+          if (!qvlhost::CallMethod(setter, arguments, &nothing, error)) return false;
+        }
+      }
+    }
+  }
+  return true;
+}
+
 // The instance as the call finds it: its properties set, in the order the
-// command line gives them.
-bool PrepareInstance(const CommandLine& line, REALobjectStruct* instance, const std::vector<Setting>& settings,
-                     std::string* error) {
-  return SetProperties(line, instance, settings, error);
+// command line gives them, and its Table filled from --lut.
+bool PrepareInstance(const CommandLine& line, const std::string& owner, REALobjectStruct* instance,
+                     const std::vector<Setting>& settings, std::string* error) {
+  if (!SetProperties(line, instance, settings, error)) return false;
+  return line.lut.empty() || FillTable(line.lut, owner, instance, error);
 }
 
 bool HasDestination(const std::string& owner) {
@@ -161,7 +206,7 @@ int RunInstanceMethod(const CommandLine& line) {
   if (!error.empty()) return Report(kBadInput, error);
   qvlhost::OwnedObject instance(qvlhost::NewObject(owner));
   if (!instance) return Report(kFailed, "the host could not make an instance of " + owner);
-  if (!PrepareInstance(line, instance, settings, &error)) return Report(kBadInput, error);
+  if (!PrepareInstance(line, owner, instance, settings, &error)) return Report(kBadInput, error);
   return Call(line, choice.method, instance, texts);
 }
 

@@ -249,6 +249,7 @@ int CheckBalance(int status) {
 
 int RunMethod(const CommandLine& line) {
   if (qvltool::CallsInstanceMethod(line)) return CheckBalance(qvltool::RunInstanceMethod(line));
+  if (!line.lut.empty()) return Report(kBadInput, "--lut needs a method of a class, as PictureLut3DQVL.Run");
   qvltool::OverloadChoice choice = qvltool::ChooseOverload(line.method, line.arguments);
   if (choice.outcome != qvltool::OverloadChoice::Chosen) return Report(kBadInput, ChoiceProblem(line, choice));
   const SurfaceMethod& method = choice.method;
