@@ -92,7 +92,8 @@ int64_t MarkColouredRow(const uint32_t* source, uint8_t* cells, int64_t width) {
   const hn::RebindToUnsigned<decltype(di)> du;
   const hn::Rebind<uint8_t, decltype(di)> d8;
   const int64_t lanes = static_cast<int64_t>(hn::Lanes(du));
-  const auto greyTest = hn::Set(du, kGreyTest<S>), one = hn::Set(di, 1);
+  const auto greyTest = hn::Set(du, kGreyTest<S>);
+  const auto one = hn::Set(di, 1);
   int64_t column = 0;
   for (; column + lanes <= width; column += lanes) {
     const auto words = hn::LoadU(du, source + column);
