@@ -29,7 +29,7 @@ using qvlhost::Value;
 // side at most a few hundred pixels.
 constexpr int64_t kMaxSide = 320;
 constexpr int64_t kMaxPixels = 4096;
-constexpr int64_t kMaxPaddingWords = 6;
+constexpr int64_t kMaxPaddingBytes = 24;
 constexpr size_t kMaxBlockBytes = 96;
 constexpr size_t kMaxStringBytes = 64;
 // RenderSamplesQVL walks and allocates per column and per sample, and has
@@ -275,9 +275,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   static const std::vector<qvlhost::Storage> layouts = qvlhost::Storage::SevenLayouts();
   FuzzedDataProvider input(data, size);
   fuzzhost::FreshHost(layouts[input.ConsumeIntegralInRange<size_t>(0, layouts.size() - 1)]);
-  // Core Graphics rows padded beyond their pixels by whole 32-bit words, as
-  // Core Graphics aligns its rows; gd rows have none.
-  qvlhost::CurrentConfig().extraBytesPerRow = 4 * input.ConsumeIntegralInRange<int64_t>(0, kMaxPaddingWords);
+  // Core Graphics rows padded beyond their pixels (the host keeps rows of
+  // 32-bit pixels on whole words); gd rows have none.
+  qvlhost::CurrentConfig().extraBytesPerRow = input.ConsumeIntegralInRange<int64_t>(0, kMaxPaddingBytes);
   const std::vector<SurfaceMethod>& methods = Methods();
   CallOnce(input, methods[input.ConsumeIntegralInRange<size_t>(0, methods.size() - 1)]);
   fuzzhost::RequireBalance();

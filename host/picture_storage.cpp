@@ -45,7 +45,9 @@ int64_t NeededBytes(int64_t width, int64_t height, const Storage& storage, int64
   const int64_t limit = INT64_MAX / 8;
   int64_t pixelBytes = BytesPerPixel(storage);
   if (width > limit / pixelBytes) return -1;
-  int64_t rowBytes = width * pixelBytes + (IsCoreGraphics(storage) ? extraBytesPerRow : 0);
+  const int64_t padding = IsCoreGraphics(storage) ? extraBytesPerRow : 0;
+  if (padding > limit - width * pixelBytes) return -1;
+  int64_t rowBytes = width * pixelBytes + padding;
   if (rowBytes > limit / height) return -1;
   return rowBytes * height;
 }
@@ -72,11 +74,19 @@ bool AllocateCoreGraphics(Picture* picture, int64_t width, int64_t height, int64
   return true;
 }
 
+// The padding a row gets: rows of 32-bit pixels start on whole words, as the
+// platform's bitmap contexts keep them, so their padding is rounded up to one.
+int64_t RowPaddingBytes(const Storage& storage, int64_t requested) {
+  if (requested <= 0) return 0;
+  if (storage.bitsPerPixel != 32 || requested > INT64_MAX / 2) return requested;
+  return (requested + 3) / 4 * 4;
+}
+
 bool AllocatePixels(Picture* picture, int64_t width, int64_t height, const Storage& storage) {
   const Config& config = State().config;
   if (width < 1 || height < 1) return false;
   if (IsCoreGraphics(storage) && storage.bitsPerPixel != 32 && storage.bitsPerPixel != 24) return false;
-  int64_t extra = config.extraBytesPerRow > 0 ? config.extraBytesPerRow : 0;
+  int64_t extra = RowPaddingBytes(storage, config.extraBytesPerRow);
   int64_t bytes = NeededBytes(width, height, storage, extra);
   if (bytes < 0 || bytes > config.maxPictureBytes) return false;
   picture->storage = storage;
