@@ -118,10 +118,7 @@ struct TestKernel {
 // The frame of the three tests: the rows above the rectangle are stepped
 // over, then each row of it is tested until a pixel fails.
 template <class Test>
-bool TestRectangle(REALpictureStruct* pic, const Test& test, int64_t left, int64_t top, int64_t width, int64_t height) {
-  RegistrationCheck();
-  PictureReader reader(pic);
-  if (!reader.picture) return false;
+bool TestRectangle(PictureReader& reader, const Test& test, int64_t left, int64_t top, int64_t width, int64_t height) {
   const TestedRectangle r = Rectangle(left, top, width, height, reader.Width, reader.Height);
   SkipRows(reader, r.startY);
   if (r.bottom <= r.startY) return true;
@@ -264,29 +261,21 @@ ReadingRow<Colourness> Colourness::ReadingRowAt(VectorLevel level) {
 
 }  // namespace
 
-bool isBlack(REALpictureStruct* pic, int64_t left, int64_t top, int64_t width, int64_t height) {
-  return TestRectangle(pic, Black{}, left, top, width, height);
+bool TestAcquired(PictureReader& reader, Uniformity uniformity, int64_t tolerance, int64_t left, int64_t top,
+                  int64_t width, int64_t height) {
+  switch (uniformity) {
+    case Uniformity::Black:
+      return TestRectangle(reader, Black{}, left, top, width, height);
+    case Uniformity::White:
+      return TestRectangle(reader, White{}, left, top, width, height);
+    case Uniformity::Grey:
+      break;
+  }
+  if (tolerance == 0) return TestRectangle(reader, ExactGrey{}, left, top, width, height);
+  return TestRectangle(reader, GreyWithin{GreyLimit(tolerance)}, left, top, width, height);
 }
 
-bool isBlack2(REALpictureStruct* pic) { return isBlack(pic, 0, 0, -1, -1); }
-
-bool isWhite(REALpictureStruct* pic, int64_t left, int64_t top, int64_t width, int64_t height) {
-  return TestRectangle(pic, White{}, left, top, width, height);
-}
-
-bool isWhite2(REALpictureStruct* pic) { return isWhite(pic, 0, 0, -1, -1); }
-
-bool isGray(REALpictureStruct* pic, int64_t tolerance, int64_t left, int64_t top, int64_t width, int64_t height) {
-  if (tolerance == 0) return TestRectangle(pic, ExactGrey{}, left, top, width, height);
-  return TestRectangle(pic, GreyWithin{GreyLimit(tolerance)}, left, top, width, height);
-}
-
-bool isGray2(REALpictureStruct* pic, int64_t tolerance) { return isGray(pic, tolerance, 0, 0, -1, -1); }
-
-double ColornessQVL(REALpictureStruct* pic, int64_t threshold) {
-  RegistrationCheck();
-  PictureReader reader(pic);
-  if (!reader.picture) return 0.0;
+double ColournessOfAcquired(PictureReader& reader, int64_t threshold) {
   const auto limit = static_cast<int32_t>(static_cast<uint32_t>(threshold));
   Colourness kernel{limit, static_cast<int32_t>(0u - static_cast<uint32_t>(limit))};
   const VectorLevel level = VectorLevelInUse();
@@ -297,5 +286,42 @@ double ColornessQVL(REALpictureStruct* pic, int64_t threshold) {
   });
   const auto pixels = static_cast<int64_t>(static_cast<uint64_t>(reader.Width) * static_cast<uint64_t>(reader.Height));
   return static_cast<double>(static_cast<int32_t>(kernel.count)) / static_cast<double>(pixels);
+}
+
+namespace {
+
+bool TestPicture(REALpictureStruct* pic, Uniformity uniformity, int64_t tolerance, int64_t left, int64_t top,
+                 int64_t width, int64_t height) {
+  RegistrationCheck();
+  PictureReader reader(pic);
+  if (!reader.picture) return false;
+  return TestAcquired(reader, uniformity, tolerance, left, top, width, height);
+}
+
+}  // namespace
+
+bool isBlack(REALpictureStruct* pic, int64_t left, int64_t top, int64_t width, int64_t height) {
+  return TestPicture(pic, Uniformity::Black, 0, left, top, width, height);
+}
+
+bool isBlack2(REALpictureStruct* pic) { return isBlack(pic, 0, 0, -1, -1); }
+
+bool isWhite(REALpictureStruct* pic, int64_t left, int64_t top, int64_t width, int64_t height) {
+  return TestPicture(pic, Uniformity::White, 0, left, top, width, height);
+}
+
+bool isWhite2(REALpictureStruct* pic) { return isWhite(pic, 0, 0, -1, -1); }
+
+bool isGray(REALpictureStruct* pic, int64_t tolerance, int64_t left, int64_t top, int64_t width, int64_t height) {
+  return TestPicture(pic, Uniformity::Grey, tolerance, left, top, width, height);
+}
+
+bool isGray2(REALpictureStruct* pic, int64_t tolerance) { return isGray(pic, tolerance, 0, 0, -1, -1); }
+
+double ColornessQVL(REALpictureStruct* pic, int64_t threshold) {
+  RegistrationCheck();
+  PictureReader reader(pic);
+  if (!reader.picture) return 0.0;
+  return ColournessOfAcquired(reader, threshold);
 }
 #endif
