@@ -2,12 +2,21 @@
 // floors, their OpenCV references and the pictures they share.
 #pragma once
 
+#include <limits>
+
 #include "qvlhost.h"
 
 // Floors of operations that make no picture: one pass reading every pixel
 // word of the picture, and one memmove of the scrolled picture's bytes.
 constexpr const char* kReadFloor = "read floor";
 constexpr const char* kMemmoveFloor = "memmove floor";
+
+// The read-only operations take at most 1.3 times the read floor, the
+// scrolls 1.5 times the memmove floor. Counting every colour is held to its
+// OpenCV reference alone.
+constexpr double kReadOnlyBound = 1.3;
+constexpr double kScrollBound = 1.5;
+constexpr double kNoFloorBound = std::numeric_limits<double>::infinity();
 
 constexpr const char* kReferenceCalcHist = "calcHist x3";
 constexpr const char* kReferenceCountColour = "inRange + countNonZero";

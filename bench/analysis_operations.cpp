@@ -43,9 +43,15 @@ REALpictureStruct* CutFromSource(int64_t left, int64_t top, int64_t width, int64
 }
 
 template <class Call>
-void AddReadOnly(const std::string& name, const char* reference, Call call) {
-  AddMeasure({name, MeasureKind::Operation, SourceKind::Opaque, reference ? reference : "",
-              [call](REALpictureStruct* source) { return call(source); }, kReadFloor});
+void AddReadOnly(const std::string& name, const char* reference, Call call, double bound = kReadOnlyBound) {
+  AddMeasure({name,
+              MeasureKind::Operation,
+              SourceKind::Opaque,
+              reference ? reference : "",
+              [call](REALpictureStruct* source) { return call(source); },
+              kReadFloor,
+              {},
+              bound});
 }
 
 // A uniformity test on a picture of one colour, which it must pass.
@@ -63,15 +69,18 @@ void AddCounting() {
     benchmark::DoNotOptimize(CountColorQVL(source, 0x406080));
     return true;
   });
-  AddReadOnly("CountColorsQVL", kReferenceCalcHist, [](REALpictureStruct* source) {
-    REALmemoryBlockStruct *red = nullptr, *blue = nullptr, *green = nullptr;
-    int64_t count = 0;
-    CountColorsQVL(source, &red, &blue, &green, &count);
-    for (REALmemoryBlockStruct* block : {red, blue, green}) {
-      if (block) qvlhost::Release(reinterpret_cast<REALobjectStruct*>(block));
-    }
-    return count == kBenchSize * kBenchSize;
-  });
+  AddReadOnly(
+      "CountColorsQVL", kReferenceCalcHist,
+      [](REALpictureStruct* source) {
+        REALmemoryBlockStruct *red = nullptr, *blue = nullptr, *green = nullptr;
+        int64_t count = 0;
+        CountColorsQVL(source, &red, &blue, &green, &count);
+        for (REALmemoryBlockStruct* block : {red, blue, green}) {
+          if (block) qvlhost::Release(reinterpret_cast<REALobjectStruct*>(block));
+        }
+        return count == kBenchSize * kBenchSize;
+      },
+      kNoFloorBound);
 }
 
 void AddUniformityTests() {
@@ -98,12 +107,17 @@ void AddSearch() {
 // Scrolls by 16 rows or columns, each way, with and without wrap.
 template <class Call>
 void AddScroll(const std::string& name, Call call) {
-  AddMeasure({name, MeasureKind::Operation, SourceKind::Opaque, "",
+  AddMeasure({name,
+              MeasureKind::Operation,
+              SourceKind::Opaque,
+              "",
               [call](REALpictureStruct*) {
                 REALpictureStruct* picture = ScrolledPicture();
                 return picture && call(picture);
               },
-              kMemmoveFloor});
+              kMemmoveFloor,
+              {},
+              kScrollBound});
 }
 
 void AddScrolls() {

@@ -78,14 +78,19 @@ using ExternalRun = std::function<std::optional<double>(REALpictureStruct* sourc
 // time is what ExternalRun gives.
 enum class MeasureKind { Floor, Operation, Reference, External };
 
+// The bound of a filter: its time at most 1.2 times its floor. Operations
+// with more work to do than their floor name their own.
+constexpr double kFloorBound = 1.2;
+
 struct Measure {
   std::string name;
   MeasureKind kind;
   SourceKind source;
   std::string reference;  // operations: the OpenCV reference doing the same work, if any
   MeasureRun run;
-  std::string floor = {};     // operations: the floor they are held to; empty for FloorName(source)
-  ExternalRun external = {};  // external measures, in place of run
+  std::string floor = {};      // operations: the floor they are held to; empty for FloorName(source)
+  ExternalRun external = {};   // external measures, in place of run
+  double bound = kFloorBound;  // operations: the most times their floor they may take
 };
 
 // The OpenCV references that operations are compared with.

@@ -11,8 +11,8 @@
 
 #include <string_view>
 
-#include "colour_measures.h"
 #include "analysis_measures.h"
+#include "colour_measures.h"
 #include "filters/vector_level.h"
 #include "harness.h"
 #include "ratio_table.h"

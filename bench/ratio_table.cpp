@@ -77,7 +77,7 @@ void PrintOperationRatios(const MedianCollector& collector, std::ostream& out) {
     out << "| " << measure.name << " | " << (measure.reference.empty() ? "-" : measure.reference) << " |";
     for (const BenchLayout& layout : BenchLayouts()) {
       out << " " << TimeCell(collector, layout.name, measure.name, true) << " |";
-      out << " " << RatioCell(collector, layout.name, measure.name, kFloorCounter, kFloorBound) << " |";
+      out << " " << RatioCell(collector, layout.name, measure.name, kFloorCounter, measure.bound) << " |";
       out << " " << RatioCell(collector, layout.name, measure.name, kOpenCvCounter, kOpenCvBound) << " |";
     }
     out << "\n";
@@ -111,6 +111,6 @@ void PrintRatioTable(const MedianCollector& collector, std::ostream& out) {
       << "; processor time, median of the repetitions; OpenCV on one thread. Each operation is timed\n"
          "in the same iterations as its floor and its OpenCV reference.\n\n";
   PrintReferenceTimes(collector, out);
-  out << "\nRatios (bold: over " << kFloorBound << " x the floor, or slower than OpenCV):\n\n";
+  out << "\nRatios (bold: over the operation's bound on its floor, or slower than OpenCV):\n\n";
   PrintOperationRatios(collector, out);
 }

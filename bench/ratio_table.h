@@ -34,9 +34,7 @@ class MedianCollector : public benchmark::ConsoleReporter {
   std::set<std::string> failures_;
 };
 
-// The bounds an operation is held to: its time at most 1.5 times the floor,
-// and no more than OpenCV's for the same work.
-constexpr double kFloorBound = 1.5;
+// An operation's time is held to no more than OpenCV's for the same work.
 constexpr double kOpenCvBound = 1.0;
 
 // Markdown tables: the times of the floors and references, then one row per
