@@ -212,31 +212,50 @@ int64_t TestVectorRow(const uint32_t* row, int64_t width, const TestKernel<Test>
   return column;
 }
 
+// The byte at `index` of every pixel, of the four planes LoadInterleaved4
+// gives.
+template <int index, class V>
+HWY_INLINE V Plane(V byte0, V byte1, V byte2, V byte3) {
+  if constexpr (index == 0) return byte0;
+  if constexpr (index == 1) return byte1;
+  if constexpr (index == 2) return byte2;
+  if constexpr (index == 3) return byte3;
+}
+
 // With d1, d2 in -255..255, "d above the threshold or below its negation"
 // is |d| > threshold for a threshold from 0 up, and always true below 0, as
-// is the largest |d| > threshold. The largest of |g - r| and |g - b| is
-// the larger of g - min(r, b) and max(r, b) - g. A pixel is dark when its
-// largest channel is below 30. Each lane counts its coloured pixels down
-// from 0 by the all-ones of a true comparison; the lanes are added up at the
-// row's end, wrapping at 32 bits as the count does.
+// is the largest |d| > threshold. The largest of |g - r| and |g - b| is the
+// larger of g - min(r, b) and max(r, b) - g, of which the smaller is never
+// above 0, so both can be taken in unsigned bytes that stop at 0. A pixel is
+// dark when its largest channel is below 30. The pixels are taken apart into
+// planes of bytes, as many pixels at once as the target has bytes; the count
+// wraps at 32 bits as the rule's does.
 template <PixelLayout L>
 int64_t ColournessVectorRow(const uint32_t* row, int64_t width, Colourness& kernel) {
-  const hn::ScalableTag<uint32_t> d;
-  const hn::RebindToSigned<decltype(d)> di;
+  constexpr LayoutDescription l = kLayout<L>;
+  const hn::ScalableTag<uint8_t> d;
   const int64_t lanes = static_cast<int64_t>(hn::Lanes(d));
-  const auto threshold = hn::Set(di, kernel.threshold), darkLimit = hn::Set(di, 30);
-  auto counted = hn::Zero(di);
+  // A threshold of 255 or more is never passed; below 0, every pixel is apart.
+  if (kernel.threshold >= 255) return width;
+  const bool alwaysApart = kernel.threshold < 0;
+  const auto threshold = hn::Set(d, static_cast<uint8_t>(alwaysApart ? 0 : kernel.threshold));
+  const auto always = hn::FirstN(d, alwaysApart ? static_cast<size_t>(lanes) : 0);
+  const auto darkBelow = hn::Set(d, 29);
+  const auto* bytes = reinterpret_cast<const uint8_t*>(row);
+  uint32_t count = 0;
   int64_t column = 0;
   for (; column + lanes <= width; column += lanes) {
-    const auto words = hn::LoadU(d, row + column);
-    const auto r = hn::BitCast(di, RedOf<L>(words)), g = hn::BitCast(di, GreenOf<L>(words)),
-               b = hn::BitCast(di, BlueOf<L>(words));
+    hn::Vec<decltype(d)> byte0, byte1, byte2, byte3;
+    hn::LoadInterleaved4(d, bytes + 4 * column, byte0, byte1, byte2, byte3);
+    const auto r = Plane<l.red / 8>(byte0, byte1, byte2, byte3), g = Plane<l.green / 8>(byte0, byte1, byte2, byte3),
+               b = Plane<l.blue / 8>(byte0, byte1, byte2, byte3);
     const auto low = hn::Min(r, b), high = hn::Max(r, b);
-    const auto apart = hn::Gt(hn::Max(hn::Sub(g, low), hn::Sub(high, g)), threshold);
-    const auto dark = hn::Lt(hn::Max(high, g), darkLimit);
-    counted = hn::Sub(counted, hn::VecFromMask(di, hn::AndNot(dark, apart)));
+    const auto largest = hn::Max(hn::SaturatedSub(g, low), hn::SaturatedSub(high, g));
+    const auto apart = hn::Or(hn::Gt(largest, threshold), always);
+    const auto lit = hn::Gt(hn::Max(high, g), darkBelow);
+    count += static_cast<uint32_t>(hn::CountTrue(d, hn::And(apart, lit)));
   }
-  kernel.count += static_cast<uint32_t>(hn::GetLane(hn::SumOfLanes(di, counted)));
+  kernel.count += count;
   return column;
 }
 #endif
