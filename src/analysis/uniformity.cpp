@@ -199,15 +199,21 @@ HWY_INLINE auto FailingLanes(const GreyWithin& test, D d, V words) {
   return hn::RebindMask(d, hn::Gt(hn::BitCast(di, spread), hn::Set(di, test.limit)));
 }
 
-// Whole vectors of pixels until one holds a pixel that fails: the per-pixel
-// rule then takes over from that vector.
+// Whole vectors of pixels, four at a time and then one at a time, until one
+// holds a pixel that fails: the per-pixel rule then takes over from there.
 template <PixelLayout L, class Test>
 int64_t TestVectorRow(const uint32_t* row, int64_t width, const TestKernel<Test>& kernel) {
   const hn::ScalableTag<uint32_t> d;
   const int64_t lanes = static_cast<int64_t>(hn::Lanes(d));
+  const auto failing = [&](int64_t column) { return FailingLanes<L>(kernel.test, d, hn::LoadU(d, row + column)); };
   int64_t column = 0;
+  for (; column + 4 * lanes <= width; column += 4 * lanes) {
+    const auto first = hn::Or(failing(column), failing(column + lanes));
+    const auto second = hn::Or(failing(column + 2 * lanes), failing(column + 3 * lanes));
+    if (!hn::AllFalse(d, hn::Or(first, second))) break;
+  }
   for (; column + lanes <= width; column += lanes) {
-    if (!hn::AllFalse(d, FailingLanes<L>(kernel.test, d, hn::LoadU(d, row + column)))) break;
+    if (!hn::AllFalse(d, failing(column))) break;
   }
   return column;
 }
