@@ -25,8 +25,8 @@ bool SameCoreGraphicsLayout(const Picture& a, const Picture& b) {
 // Source over destination, in straight colours. An opaque source, or a
 // transparent destination, is copied exactly.
 void Compose(Picture* target, int64_t x, int64_t y, Rgba source, const Picture* from, int64_t fx, int64_t fy) {
-  Rgba below = StraightRgba(target, x, y);
   if (source.a == 0) return;
+  const Rgba below = source.a == 255 ? Rgba{} : StraightRgba(target, x, y);
   if (source.a == 255 || below.a == 0) {
     if (from && SameCoreGraphicsLayout(*from, *target)) {
       return WriteWord(target, x, y, ReadWord(from, fx, fy));
@@ -145,26 +145,60 @@ void DrawLineGD(const Graphics& graphics, int x1, int y1, int x2, int y2) {
   gdImageSetThickness(image, 1);
 }
 
+// The pixels of one pen put down at each point of a run of points along
+// a row or a column, from (x1, y1) to (x2, y2).
+struct PenRun {
+  int64_t x1, y1, x2, y2;
+
+  bool Takes(int64_t x, int64_t y) const { return (x1 == x2 && x == x1) || (y1 == y2 && y == y1); }
+  void Add(int64_t x, int64_t y) {
+    x1 = std::min(x1, x), x2 = std::max(x2, x), y1 = std::min(y1, y), y2 = std::max(y2, y);
+  }
+};
+
+void CoverWithPen(Picture* target, const PenRun& run, int64_t penWidth, int64_t penHeight, Rgba pen) {
+  for (int64_t y = std::max<int64_t>(run.y1, 0); y < std::min(run.y2 + penHeight, target->height); ++y) {
+    FillOpaqueRun(target, y, run.x1, run.x2 + penWidth, pen);
+  }
+}
+
+void ComposePen(Picture* target, int64_t x, int64_t y, int64_t penWidth, int64_t penHeight, Rgba pen) {
+  for (int64_t row = std::max<int64_t>(y, 0); row < std::min(y + penHeight, target->height); ++row) {
+    for (int64_t column = std::max<int64_t>(x, 0); column < std::min(x + penWidth, target->width); ++column) {
+      Compose(target, column, row, pen, nullptr, 0, 0);
+    }
+  }
+}
+
 // Bresenham's walk; the pen covers PenWidth x PenHeight pixels right of and
-// below each point, as far as they lie in the picture.
+// below each point, as far as they lie in the picture. A translucent pen is
+// composed at every point; an opaque one leaves the same pixels however
+// often it passes, so its points are gathered into runs along a row or a
+// column and each run is covered once.
 void DrawLineHere(const Graphics& graphics, int64_t x1, int64_t y1, int64_t x2, int64_t y2) {
   Picture* target = graphics.picture;
-  Rgba pen = PenColour(graphics);
+  const Rgba pen = PenColour(graphics);
+  const bool opaque = pen.a == 255;
   const int64_t penWidth = PenExtent(graphics.penWidth), penHeight = PenExtent(graphics.penHeight);
   int64_t dx = std::llabs(x2 - x1), dy = -std::llabs(y2 - y1);
   int64_t stepX = x1 < x2 ? 1 : -1, stepY = y1 < y2 ? 1 : -1;
   int64_t error = dx + dy;
+  PenRun run{x1, y1, x1, y1};
   while (true) {
-    for (int64_t y = std::max<int64_t>(y1, 0); y < std::min(y1 + penHeight, target->height); ++y) {
-      for (int64_t x = std::max<int64_t>(x1, 0); x < std::min(x1 + penWidth, target->width); ++x) {
-        Compose(target, x, y, pen, nullptr, 0, 0);
-      }
+    if (!opaque) {
+      ComposePen(target, x1, y1, penWidth, penHeight, pen);
+    } else if (run.Takes(x1, y1)) {
+      run.Add(x1, y1);
+    } else {
+      CoverWithPen(target, run, penWidth, penHeight, pen);
+      run = PenRun{x1, y1, x1, y1};
     }
     if (x1 == x2 && y1 == y2) break;
     int64_t twice = 2 * error;
     if (twice >= dy) error += dy, x1 += stepX;
     if (twice <= dx) error += dx, y1 += stepY;
   }
+  if (opaque) CoverWithPen(target, run, penWidth, penHeight, pen);
 }
 
 // Coordinates name the top left corner of pixels: fractions are dropped
@@ -201,7 +235,7 @@ void Graphics::ListHeld(std::vector<const void*>* held) const {
   if (picture) held->push_back(picture);
 }
 
-void* GraphicsMethod(const std::string& declaration) {
+void* GraphicsMethod(std::string_view declaration) {
   if (SameDeclaration(declaration, QVL_GRAPHICS_DRAW_PICTURE_DOUBLE)) return HandedOut<&DrawPictureDouble>();
   if (SameDeclaration(declaration, QVL_GRAPHICS_DRAW_PICTURE_INTEGER)) return HandedOut<&DrawPictureInteger>();
   if (SameDeclaration(declaration, QVL_GRAPHICS_DRAW_LINE_DOUBLE)) return HandedOut<&DrawLineDouble>();

@@ -9,6 +9,7 @@
 #include <memory>
 #include <set>
 #include <string>
+#include <string_view>
 #include <type_traits>
 #include <vector>
 
@@ -228,6 +229,9 @@ Rgba StoredRgba(const Picture* picture, int64_t x, int64_t y);
 void StoreRgba(Picture* picture, int64_t x, int64_t y, Rgba colour);
 Rgba StraightRgba(const Picture* picture, int64_t x, int64_t y);  // colours un-premultiplied
 void StoreStraightRgba(Picture* picture, int64_t x, int64_t y, Rgba colour);
+// Covers pixels first to end - 1 of row y with a colour made opaque, as
+// StoreStraightRgba would one by one; what lies outside the picture is left.
+void FillOpaqueRun(Picture* picture, int64_t y, int64_t first, int64_t end, Rgba colour);
 uint8_t GDAlphaToOpacity(int field);
 int OpacityToGDAlpha(uint8_t opacity);
 void SetMask(Picture* picture, Picture* mask);
@@ -250,8 +254,8 @@ void* InstanceDataOf(Object* object);            // null for anything but a regi
 void RaisePending(const char* className, const std::string& message);
 
 // Names are compared as Xojo does, ignoring case; declarations also ignoring spaces.
-bool SameName(const std::string& a, const std::string& b);
-bool SameDeclaration(const std::string& a, const std::string& b);
+bool SameName(std::string_view a, std::string_view b);
+bool SameDeclaration(std::string_view a, std::string_view b);
 
 // Journal.
 void Record(JournalEntry entry);
@@ -336,10 +340,10 @@ void* HandedOut() {
   return reinterpret_cast<void*>(&NoExceptionFront<method>::Call);
 }
 
-void* PictureMethod(const std::string& declaration);
-void* GraphicsMethod(const std::string& declaration);
-void* MemoryBlockMethod(const std::string& declaration);
-void* FrameworkMethod(const std::string& declaration);
+void* PictureMethod(std::string_view declaration);
+void* GraphicsMethod(std::string_view declaration);
+void* MemoryBlockMethod(std::string_view declaration);
+void* FrameworkMethod(std::string_view declaration);
 int64_t StringLenB(REALstringStruct* str);
 
 }  // namespace qvlhost

@@ -30,7 +30,7 @@ void MemoryBlock::ReleaseContents() {
   size = 0;
 }
 
-void* MemoryBlockMethod(const std::string& declaration) {
+void* MemoryBlockMethod(std::string_view declaration) {
   if (SameDeclaration(declaration, QVL_MEMORY_BLOCK_CONSTRUCTOR)) {
     return HandedOut<&MemoryBlockConstructor>();
   }

@@ -6,14 +6,14 @@ namespace qvlhost {
 
 namespace {
 
-bool IsHiddenMethod(const std::string& declaration) {
+bool IsHiddenMethod(std::string_view declaration) {
   for (const std::string& hidden : State().config.hiddenMethods) {
     if (SameDeclaration(hidden, declaration)) return true;
   }
   return false;
 }
 
-void* FindIn(const REALmethodDefinition* methods, uint64_t count, const std::string& declaration) {
+void* FindIn(const REALmethodDefinition* methods, uint64_t count, std::string_view declaration) {
   for (uint64_t i = 0; methods && i < count; ++i) {
     if (methods[i].declaration && SameDeclaration(methods[i].declaration, declaration)) return methods[i].function;
   }
@@ -21,7 +21,7 @@ void* FindIn(const REALmethodDefinition* methods, uint64_t count, const std::str
 }
 
 // Methods of a registered class or of an extension of the object's class.
-void* RegisteredMethod(Object* object, const std::string& declaration) {
+void* RegisteredMethod(Object* object, std::string_view declaration) {
   if (auto* instance = dynamic_cast<Instance*>(object)) {
     const REALclassDefinition* definition = instance->definition;
     if (void* found = FindIn(definition->methods, definition->methodCount, declaration)) return found;
@@ -33,14 +33,14 @@ void* RegisteredMethod(Object* object, const std::string& declaration) {
   return nullptr;
 }
 
-void* BuiltInMethod(Object* object, const std::string& declaration) {
+void* BuiltInMethod(Object* object, std::string_view declaration) {
   if (dynamic_cast<Picture*>(object)) return PictureMethod(declaration);
   if (dynamic_cast<Graphics*>(object)) return GraphicsMethod(declaration);
   if (dynamic_cast<MemoryBlock*>(object)) return MemoryBlockMethod(declaration);
   return nullptr;
 }
 
-void* GlobalMethod(const char* moduleName, const std::string& declaration) {
+void* GlobalMethod(const char* moduleName, std::string_view declaration) {
   HostState& state = State();
   if (!moduleName) {
     if (void* found = FrameworkMethod(declaration)) return found;
@@ -58,7 +58,7 @@ void* GlobalMethod(const char* moduleName, const std::string& declaration) {
 
 }  // namespace
 
-void* FrameworkMethod(const std::string& declaration) {
+void* FrameworkMethod(std::string_view declaration) {
   if (SameDeclaration(declaration, QVL_LENB_DECLARATION)) {
     return HandedOut<static_cast<QVLLenBFn>(&StringLenB)>();
   }

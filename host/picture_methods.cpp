@@ -35,7 +35,7 @@ REALpictureStruct* BestRepresentation(REALobjectStruct* self, int64_t width, int
 
 }  // namespace
 
-void* PictureMethod(const std::string& declaration) {
+void* PictureMethod(std::string_view declaration) {
   if (SameDeclaration(declaration, QVL_PICTURE_CONSTRUCTOR)) return HandedOut<&Constructor>();
   if (SameDeclaration(declaration, QVL_PICTURE_MASK_GETTER)) return HandedOut<&MaskGetter>();
   if (SameDeclaration(declaration, QVL_PICTURE_MASK_SETTER)) return HandedOut<&MaskSetter>();

@@ -1,6 +1,7 @@
 // Pixel storage of host pictures: the Core Graphics stand-in (a bitmap
 // context record over rows padded by the configured extra bytes) and real gd
 // images, with the conversion of a pixel word to and from its channels.
+#include <algorithm>
 #include <climits>
 #include <cstring>
 #include <new>
@@ -27,6 +28,14 @@ bool StoresAlpha(const Storage& storage) {
 }
 
 int64_t BytesPerPixel(const Storage& storage) { return IsCoreGraphics(storage) ? storage.bitsPerPixel / 8 : 4; }
+
+// The word a colour, as stored, takes in a Core Graphics layout.
+uint32_t CoreGraphicsWord(const Storage& storage, Rgba colour) {
+  const uint32_t r = colour.r, g = colour.g, b = colour.b, a = colour.a;
+  if (storage.bitsPerPixel != 32) return r | g << 8 | b << 16;
+  if (AlphaFirst(storage)) return a | r << 8 | g << 16 | b << 24;
+  return r | g << 8 | b << 16 | a << 24;
+}
 
 bool Inside(const Picture* picture, int64_t x, int64_t y) {
   return picture && picture->HasPixels() && x >= 0 && y >= 0 && x < picture->width && y < picture->height;
@@ -248,10 +257,7 @@ void StoreRgba(Picture* picture, int64_t x, int64_t y, Rgba colour) {
     int index = gdImageColorResolveAlpha(picture->gd, colour.r, colour.g, colour.b, field);
     return WriteWord(picture, x, y, static_cast<uint32_t>(index));
   }
-  uint32_t r = colour.r, g = colour.g, b = colour.b, a = colour.a;
-  if (picture->storage.bitsPerPixel != 32) return WriteWord(picture, x, y, r | g << 8 | b << 16);
-  if (AlphaFirst(picture->storage)) return WriteWord(picture, x, y, a | r << 8 | g << 16 | b << 24);
-  WriteWord(picture, x, y, r | g << 8 | b << 16 | a << 24);
+  WriteWord(picture, x, y, CoreGraphicsWord(picture->storage, colour));
 }
 
 Rgba StraightRgba(const Picture* picture, int64_t x, int64_t y) {
@@ -273,6 +279,20 @@ void StoreStraightRgba(Picture* picture, int64_t x, int64_t y, Rgba colour) {
                   colour.a};
   }
   StoreRgba(picture, x, y, colour);
+}
+
+void FillOpaqueRun(Picture* picture, int64_t y, int64_t first, int64_t end, Rgba colour) {
+  first = std::max<int64_t>(first, 0), end = std::min(end, picture->width);
+  if (first >= end || !Inside(picture, first, y)) return;
+  colour.a = 255;
+  if (picture->gd) {
+    for (int64_t x = first; x < end; ++x) StoreRgba(picture, x, y, colour);
+    return;
+  }
+  const uint32_t word = CoreGraphicsWord(picture->storage, colour);
+  const int64_t pixelBytes = BytesPerPixel(picture->storage);
+  uint8_t* row = picture->RowAddress(y);
+  for (int64_t x = first; x < end; ++x) std::memcpy(row + x * pixelBytes, &word, size_t(pixelBytes));
 }
 
 }  // namespace qvlhost
