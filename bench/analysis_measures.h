@@ -2,8 +2,6 @@
 // floors, their OpenCV references and the pictures they share.
 #pragma once
 
-#include <limits>
-
 #include "qvlhost.h"
 
 // Floors of operations that make no picture: one pass reading every pixel
@@ -16,7 +14,6 @@ constexpr const char* kMemmoveFloor = "memmove floor";
 // OpenCV reference alone.
 constexpr double kReadOnlyBound = 1.3;
 constexpr double kScrollBound = 1.5;
-constexpr double kNoFloorBound = std::numeric_limits<double>::infinity();
 
 constexpr const char* kReferenceCalcHist = "calcHist x3";
 constexpr const char* kReferenceCountColour = "inRange + countNonZero";

@@ -5,6 +5,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <limits>
 #include <optional>
 #include <string>
 #include <vector>
@@ -81,6 +82,8 @@ enum class MeasureKind { Floor, Operation, Reference, External };
 // The bound of a filter: its time at most 1.2 times its floor. Operations
 // with more work to do than their floor name their own.
 constexpr double kFloorBound = 1.2;
+// Operations held to something other than their floor (a rate, say).
+constexpr double kNoFloorBound = std::numeric_limits<double>::infinity();
 
 struct Measure {
   std::string name;

@@ -55,21 +55,34 @@ bool HasResult(REALobjectStruct* job) {
 
 // Runs the job, checks that it made a result and ends it with the result.
 template <class Prepare>
-void AddJob(const char* name, const char* className, bool (*run)(REALobjectStruct*), Prepare prepare) {
-  AddMeasure({name, MeasureKind::Operation, SourceKind::Opaque, "", [=](REALpictureStruct* source) {
+void AddJob(const char* name, const char* className, bool (*run)(REALobjectStruct*), Prepare prepare, double bound) {
+  AddMeasure({name,
+              MeasureKind::Operation,
+              SourceKind::Opaque,
+              "",
+              [=](REALpictureStruct* source) {
                 qvlhost::OwnedObject job(NewJob(className, source));
                 if (!job) return false;
                 prepare(job.get());
                 return run(job) && HasResult(job);
-              }});
+              },
+              {},
+              {},
+              bound});
 }
+
+// The LUT interpolates between eight corners a pixel: five times its floor.
+constexpr double kLutBound = 5.0;
 
 }  // namespace
 
 void AddJobOperations() {
-  AddJob("PictureSepiaQVL.Run", "PictureSepiaQVL", sepia::Run, [](REALobjectStruct* job) {
-    SetField(job, "SepiaRed", qvlhost::Value::Integer(40));
-    SetField(job, "SepiaBlue", qvlhost::Value::Integer(-10));
-  });
-  AddJob("PictureLut3DQVL.Run", "PictureLut3DQVL", lut3d::Run, FillWarmTable);
+  AddJob(
+      "PictureSepiaQVL.Run", "PictureSepiaQVL", sepia::Run,
+      [](REALobjectStruct* job) {
+        SetField(job, "SepiaRed", qvlhost::Value::Integer(40));
+        SetField(job, "SepiaBlue", qvlhost::Value::Integer(-10));
+      },
+      kFloorBound);
+  AddJob("PictureLut3DQVL.Run", "PictureLut3DQVL", lut3d::Run, FillWarmTable, kLutBound);
 }
