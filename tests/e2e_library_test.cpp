@@ -58,19 +58,16 @@ class LoadedLibrary : public PluginTest, public testing::WithParamInterface<Rout
     ASSERT_TRUE(qvlhost::LoadPlugin(QVL_PLUGIN_PATH, &error)) << error;
   }
 
-  // Calls the method of that name that takes these arguments, the picture
-  // first: the overload with as many parameters, or the only one.
+  // Calls the one method of that name with these arguments, the picture first.
   Value Call(const std::string& name, std::vector<Value>& arguments) {
     const std::vector<qvlhost::SurfaceMethod> found = qvlhost::FindMethods(name);
-    for (const qvlhost::SurfaceMethod& method : found) {
-      if (found.size() > 1 && method.callForm.parameters.size() != arguments.size()) continue;
-      Value result;
-      std::string error;
-      EXPECT_TRUE(qvlhost::CallMethod(method, arguments, &result, &error)) << method.text << ": " << error;
-      return result;
-    }
-    ADD_FAILURE() << "not registered: " << name << " with " << arguments.size() << " arguments";
-    return Value();
+    Value result;
+    std::string error;
+    if (found.size() != 1)
+      ADD_FAILURE() << found.size() << " methods named " << name;
+    else
+      EXPECT_TRUE(qvlhost::CallMethod(found[0], arguments, &result, &error)) << found[0].text << ": " << error;
+    return result;
   }
 };
 
