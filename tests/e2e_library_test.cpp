@@ -117,6 +117,7 @@ TEST_P(LoadedLibrary, ByRefResultsAreTheDirectOnes) {
   const Value found = Call("FindPictureQVL", arguments);
   int64_t x = -1, y = -1;
   EXPECT_EQ(found.integer, FindPicture(picture, needle, &x, &y, 1, 0, 3));
+  EXPECT_EQ(std::make_pair(x, y), std::make_pair(int64_t(4), int64_t(2)));
   EXPECT_EQ(arguments[2].integer, x);
   EXPECT_EQ(arguments[3].integer, y);
 }
