@@ -1,6 +1,6 @@
-// A small plug-in for the qvl tool's tests: global methods that give a
-// string, its encoding or its bytes in a memory block, raise an exception, or keep a reference they
-// should have given back.
+// A small plug-in for the qvl tool's tests: global methods that give a string,
+// its encoding or its bytes in a memory block, raise an exception, or keep a
+// reference they should have given back.
 #include <cstring>
 
 #include "qvl/definitions.h"
@@ -18,16 +18,13 @@ Fn Entry(const char* name) {
 using StringLength = int64_t (*)(REALstringStruct* text);
 using MemoryBlockConstructor = void (*)(REALobjectStruct* self, int64_t bytes);
 
-// "EchoQVL(text as String) as String": the same string.
 REALstringStruct* Echo(REALstringStruct* text) {
   if (text) Entry<REALLockStringFn>("REALLockString")(text);
   return text;
 }
 
-// "EncodingQVL(text as String) as Integer": the string's encoding.
 int64_t Encoding(REALstringStruct* text) { return Entry<REALGetStringEncodingFn>("REALGetStringEncoding")(text); }
 
-// "BytesQVL(text as String) as MemoryBlock": a block holding the string's bytes.
 REALobjectStruct* Bytes(REALstringStruct* text) {
   auto length = reinterpret_cast<StringLength>(
       Entry<REALLoadFrameworkMethodFn>("REALLoadGlobalMethod")(nullptr, QVL_LENB_DECLARATION));
@@ -43,7 +40,6 @@ REALobjectStruct* Bytes(REALstringStruct* text) {
   return block;
 }
 
-// "RaiseQVL(message as String)": leaves an OutOfBoundsException pending.
 void Raise(REALstringStruct* message) {
   REALobjectStruct* exception = Entry<REALnewInstanceFn>("PluginNewInstance")("OutOfBoundsException");
   Entry<REALSetPropValueStringFn>("REALSetPropValueString")(exception, "Message", message);
@@ -51,7 +47,7 @@ void Raise(REALstringStruct* message) {
   Entry<REALUnlockObjectFn>("REALUnlockObject")(exception);
 }
 
-// "RaiseAndKeepQVL(text as String)": raises, and keeps a reference to the string.
+// Raises, and keeps a reference to the string.
 void RaiseAndKeep(REALstringStruct* text) {
   Entry<REALLockStringFn>("REALLockString")(text);
   Raise(text);
