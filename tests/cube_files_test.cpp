@@ -1,6 +1,5 @@
 // The .cube reader: tables taken node for node or resampled onto the job's
-// 16-node lattice, the domain lines, and one line naming file and line for
-// each malformed file.
+// 16-node lattice, the domains, and one line naming file and line of a fault.
 #include "tools/qvl/cube_files.h"
 
 #include <gtest/gtest.h>
@@ -10,7 +9,6 @@
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
-#include <functional>
 #include <string>
 
 namespace {
@@ -20,7 +18,6 @@ using qvltool::CubeLattice;
 using qvltool::ReadCubeFile;
 
 using Colour = std::array<double, 3>;
-using CubeFunction = std::function<Colour(double r, double g, double b)>;
 
 // Different on every channel, curved, and not symmetric in its inputs, so a
 // swapped axis or a straight-line shortcut shows.
@@ -32,31 +29,23 @@ double Node(const CubeLattice& lattice, int r, int g, int b, int x) {
   return lattice.values[((r * 16 + g) * 16 + b) * 3 + x];
 }
 
-// The rows of a table of this size sampled from f at the file's nodes, red
-// index fastest, each number exact.
-std::string CubeRows(int size, const CubeFunction& f) {
-  std::string text;
+// A table of this size sampled from Curved at the file's nodes, red index
+// fastest, each number exact.
+std::string Cube(int size, const std::string& header = "") {
+  std::string text = header + "LUT_3D_SIZE " + std::to_string(size) + "\n";
   char row[96];
-  for (int b = 0; b < size; ++b) {
-    for (int g = 0; g < size; ++g) {
-      for (int r = 0; r < size; ++r) {
-        const double step = size - 1;
-        const Colour c = f(r / step, g / step, b / step);
-        std::snprintf(row, sizeof row, "%.17g %.17g %.17g\n", c[0], c[1], c[2]);
-        text += row;
-      }
-    }
+  const double step = size - 1;
+  for (int n = 0; n < size * size * size; ++n) {
+    const Colour c = Curved(n % size / step, n / size % size / step, n / (size * size) / step);
+    std::snprintf(row, sizeof row, "%.17g %.17g %.17g\n", c[0], c[1], c[2]);
+    text += row;
   }
   return text;
 }
 
-std::string Cube(int size, const CubeFunction& f, const std::string& header = "") {
-  return header + "LUT_3D_SIZE " + std::to_string(size) + "\n" + CubeRows(size, f);
-}
-
 std::string Repeated(const std::string& line, int count) {
   std::string text;
-  for (int i = 0; i < count; ++i) text += line;
+  while (count-- > 0) text += line;
   return text;
 }
 
@@ -102,33 +91,17 @@ class CubeFiles : public ::testing::Test {
   fs::path root_;
 };
 
-TEST_F(CubeFiles, SizeSixteenIsTakenNodeForNode) {
-  std::string error;
-  const auto lattice = ReadCubeFile(Write(Cube(16, Curved)), &error);
-  ASSERT_TRUE(lattice) << error;
-  for (int r = 0; r < 16; ++r) {
-    for (int g = 0; g < 16; ++g) {
-      for (int b = 0; b < 16; ++b) {
-        const Colour expected = Curved(r / 15.0, g / 15.0, b / 15.0);
-        for (int x = 0; x < 3; ++x) ASSERT_EQ(Node(*lattice, r, g, b, x), expected[x] * 255) << r << g << b << x;
-      }
-    }
-  }
-}
-
-TEST_F(CubeFiles, OtherSizesAreResampledTrilinearly) {
-  for (int size : {2, 17, 33}) {
+// Size 16 is taken node for node, exactly; other sizes are resampled.
+TEST_F(CubeFiles, TablesAreTakenOrResampledTrilinearly) {
+  for (int size : {16, 2, 17, 33}) {
     SCOPED_TRACE(size);
     std::string error;
-    const auto lattice = ReadCubeFile(Write(Cube(size, Curved)), &error);
+    const auto lattice = ReadCubeFile(Write(Cube(size)), &error);
     ASSERT_TRUE(lattice) << error;
-    for (int r = 0; r < 16; ++r) {
-      for (int g = 0; g < 16; ++g) {
-        for (int b = 0; b < 16; ++b) {
-          for (int x = 0; x < 3; ++x)
-            ASSERT_NEAR(Node(*lattice, r, g, b, x), DirectTrilinear(size, r, g, b, x), 1e-9) << r << g << b << x;
-        }
-      }
+    const double tolerance = size == 16 ? 0.0 : 1e-9;
+    for (int n = 0; n < 16 * 16 * 16 * 3; ++n) {
+      const int r = n / 768, g = n / 48 % 16, b = n / 3 % 16, x = n % 3;
+      ASSERT_NEAR(Node(*lattice, r, g, b, x), DirectTrilinear(size, r, g, b, x), tolerance) << r << g << b << x;
     }
   }
 }
@@ -136,21 +109,19 @@ TEST_F(CubeFiles, OtherSizesAreResampledTrilinearly) {
 // Headers that are read, and the domain each gives: output values are
 // scaled from it to 0..255, and those outside it are kept.
 TEST_F(CubeFiles, HeadersAndDomains) {
-  struct Case {
+  const struct {
     std::string header;
     Colour min, max;
-  };
-  const Case cases[] = {
-      {"", {0, 0, 0}, {1, 1, 1}},
+  } cases[] = {
       {"TITLE \"warm # not a comment\"\n# made by hand\n\n", {0, 0, 0}, {1, 1, 1}},
       {"DOMAIN_MIN 0 0 0\nDOMAIN_MAX 2 4 0.5\n", {0, 0, 0}, {2, 4, 0.5}},
       {"DOMAIN_MAX 1 1 1 # upper\r\nDOMAIN_MIN -1 0.25 +0.5\r\n", {-1, 0.25, 0.5}, {1, 1, 1}},
       {"LUT_3D_INPUT_RANGE 0.5 3\n", {0.5, 0.5, 0.5}, {3, 3, 3}},
   };
-  for (const Case& c : cases) {
+  for (const auto& c : cases) {
     SCOPED_TRACE(c.header);
     std::string error;
-    const auto lattice = ReadCubeFile(Write(Cube(16, Curved, c.header)), &error);
+    const auto lattice = ReadCubeFile(Write(Cube(16, c.header)), &error);
     ASSERT_TRUE(lattice) << error;
     for (int n = 0; n < 16; ++n) {
       const Colour value = Curved(n / 15.0, n / 15.0, n / 15.0);
