@@ -262,15 +262,12 @@ TEST_P(Jobs, LookupOfEveryTetrahedronAndTieAtEveryVectorLevel) {
 TEST_P(Jobs, TableIndicesBeyondTheirBoundsReadZeroAndStoreNothing) {
   OwnedObject job(qvlhost::NewObject("PictureLut3DQVL"));
   SetPMX(job, 17, 17, 17, 2, 3.5);
-  SetPMX(job, 0, 0, 0, 3, 9.0);   // would be [0][0][1][0]
-  SetPMX(job, 18, 0, 0, 0, 9.0);  // would be [1][0][0][0] of a larger table
-  SetPMX(job, 0, 0, 0xFFFFFFFF, 0, 9.0);
-  EXPECT_EQ(3.5, GetPMX(job, 17, 17, 17, 2));
+  // x = 3 would store into [0][0][1][0].
+  const uint32_t beyond[][4] = {{0, 0, 0, 3}, {18, 0, 0, 0}, {0, 18, 0, 0}, {0, 0, 0xFFFFFFFF, 0}};
+  for (const auto& i : beyond) SetPMX(job, i[0], i[1], i[2], i[3], 9.0);
+  for (const auto& i : beyond) EXPECT_EQ(0.0, GetPMX(job, i[0], i[1], i[2], i[3]));
   EXPECT_EQ(0.0, GetPMX(job, 0, 0, 1, 0));
-  EXPECT_EQ(0.0, GetPMX(job, 0, 0, 0, 3));
-  EXPECT_EQ(0.0, GetPMX(job, 18, 0, 0, 0));
-  EXPECT_EQ(0.0, GetPMX(job, 0, 18, 0, 0));
-  EXPECT_EQ(0.0, GetPMX(job, 0, 0, 0xFFFFFFFF, 0));
+  EXPECT_EQ(3.5, GetPMX(job, 17, 17, 17, 2));
 }
 
 // On a 30 x 6 picture with an alpha channel; a negative start is held to the
@@ -278,31 +275,20 @@ TEST_P(Jobs, TableIndicesBeyondTheirBoundsReadZeroAndStoreNothing) {
 // lookup's keeps the source's and starts transparent.
 TEST_P(Jobs, TheRectangleOnlyShortensTheWalkFromTheTopLeft) {
   constexpr int64_t kLowest = std::numeric_limits<int64_t>::min();
-  const struct {
-    int64_t MinX, MinY, MaxX, MaxY, columns, rows;
-  } rectangles[] = {
-      {0, 0, 0, 0, 30, 6},
-      {10, 0, 20, 0, 10, 6},
-      {10, 0, 99, 0, 20, 6},
-      {10, 0, 5, 0, 20, 6},
-      {30, 0, 0, 0, 0, 6},
-      {45, 1, 0, 4, 0, 3},
-      {0, 2, 0, 6, 30, 4},
-      {0, 6, 0, 0, 30, 0},
-      {-7, -2, 0, 0, 7, 2},
-      {-5, 0, 30, 0, 30, 6},
-      {-5, 0, 3, 0, 8, 6},
-      {0, -4, 0, 1, 30, 5},
-      {kLowest, kLowest, 0, 0, 30, 6},
-  };
+  // clang-format off
+  const struct { int64_t MinX, MinY, MaxX, MaxY, columns, rows; } rectangles[] = {
+      {0, 0, 0, 0, 30, 6},  {10, 0, 20, 0, 10, 6}, {10, 0, 99, 0, 20, 6}, {10, 0, 5, 0, 20, 6},
+      {30, 0, 0, 0, 0, 6},  {45, 1, 0, 4, 0, 3},   {0, 2, 0, 6, 30, 4},    {0, 6, 0, 0, 30, 0},
+      {-7, -2, 0, 0, 7, 2}, {-5, 0, 30, 0, 30, 6}, {-5, 0, 3, 0, 8, 6},    {0, -4, 0, 1, 30, 5},
+      {kLowest, kLowest, 0, 0, 30, 6}};
+  // clang-format on
   const Table identity = IdentityTable();
   OwnedPicture source(PaintedPicture(30, 6, [](int64_t x, int64_t y) {
     return Rgba{uint8_t(x * 17 % 256), uint8_t(y * 51), uint8_t(x + y), uint8_t(x * 8)};
   }));
   qvlhost::SetHasAlphaChannel(source, true);
   for (const auto& r : rectangles) {
-    SCOPED_TRACE(testing::Message() << "MinX " << r.MinX << " MinY " << r.MinY << " MaxX " << r.MaxX << " MaxY "
-                                    << r.MaxY);
+    SCOPED_TRACE(testing::Message() << "Min " << r.MinX << ", " << r.MinY << " Max " << r.MaxX << ", " << r.MaxY);
     for (bool isSepia : {true, false}) {
       OwnedObject job = isSepia ? SepiaJob(Settings(), source) : LookupJob(identity, source);
       SetInteger(job, "MinX", r.MinX), SetInteger(job, "MinY", r.MinY);
