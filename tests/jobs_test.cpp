@@ -295,13 +295,8 @@ TEST_P(Jobs, TheRectangleOnlyShortensTheWalkFromTheTopLeft) {
       SetInteger(job, "MaxX", r.MaxX), SetInteger(job, "MaxY", r.MaxY);
       OwnedPicture result(Result(job, isSepia ? sepia::Run : lut3d::Run));
       EXPECT_EQ(qvlhost::HasAlphaChannel(result), !isSepia);
-      if (isSepia) {
-        ExpectWalked(
-            source, result, r.columns, r.rows, [](Rgba in) { return Sepia(Settings(), in); }, Rgba{255, 255, 255, 255});
-      } else {
-        ExpectWalked(
-            source, result, r.columns, r.rows, [&](Rgba in) { return Tetrahedral(identity, in); }, Rgba{0, 0, 0, 0});
-      }
+      const auto rule = [&](Rgba in) { return isSepia ? Sepia(Settings(), in) : Tetrahedral(identity, in); };
+      ExpectWalked(source, result, r.columns, r.rows, rule, isSepia ? Rgba{255, 255, 255, 255} : Rgba{0, 0, 0, 0});
     }
   }
 }
