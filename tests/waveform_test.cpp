@@ -1,27 +1,28 @@
-// Waveforms from memory blocks: each sample format, the sizes, the columns
-// without samples, every kind of smoothing, AutoScale, the outline of one
-// pixel and the host's wider one by host version, each refusal with its
-// exception, reads beyond the block, the body's vector rows, and the
-// registered row by declaration.
-#include "waveform/render_samples.h"
-
+// Waveforms from memory blocks: formats, sizes, smoothing, AutoScale, both
+// outlines and the host pen by version, the refusals, reads beyond the block,
+// the body's vector rows; the antialiased line's walk, weights and clipping.
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <cstring>
 #include <limits>
+#include <map>
 #include <string>
 #include <utility>
 #include <vector>
 
+#include "host_internal.h"
 #include "plugin_loader.h"
+#include "support/every_pixel.h"
 #include "support/plugin_test.h"
 #include "surface.h"
 #include "waveform/body_rows.h"
 #include "waveform/lines.h"
+#include "waveform/render_samples.h"
 
 namespace {
 
+using qvlhost::OwnedGraphics;
 using qvlhost::OwnedMemoryBlock;
 using qvlhost::OwnedPicture;
 using qvlhost::Rgba;
@@ -47,6 +48,7 @@ std::vector<int8_t> ColumnsOf(const std::vector<int8_t>& values) {
   return samples;
 }
 
+// The arguments in the order RenderSamples takes them, colours last.
 struct Call {
   int64_t count = 0, smooth = 1, width = 0, height = 200, outline = 0, bits = 7;
   bool autoScale = false;
@@ -81,15 +83,6 @@ std::vector<Span> BodyOf(REALpictureStruct* picture) {
   return spans;
 }
 
-bool SamePixels(REALpictureStruct* a, REALpictureStruct* b) {
-  const int64_t width = qvlhost::PictureWidth(a), height = qvlhost::PictureHeight(a);
-  if (width != qvlhost::PictureWidth(b) || height != qvlhost::PictureHeight(b)) return false;
-  for (int64_t i = 0; i < width * height; ++i) {
-    if (qvlhost::PixelWord(a, i % width, i / width) != qvlhost::PixelWord(b, i % width, i / width)) return false;
-  }
-  return true;
-}
-
 class RenderLayouts : public LayoutTest {};
 
 // The same half-waves in each format: column 0 holds +0.252 and -0.378 of
@@ -105,9 +98,7 @@ TEST_P(RenderLayouts, EachFormatGivesTheSameBody) {
   };
   for (auto [bits, samples] : formats) {
     OwnedMemoryBlock block(samples);
-    Call call;
-    call.count = 8, call.width = 2, call.height = 100, call.bits = bits;
-    OwnedPicture picture(Render(block, call));
+    OwnedPicture picture(Render(block, {8, 1, 2, 100, 0, bits}));
     ASSERT_NE(picture.get(), nullptr);
     EXPECT_EQ(BodyOf(picture), (std::vector<Span>{{12, 75}, {50, 50}})) << "bits " << bits;
   }
@@ -118,9 +109,7 @@ TEST_P(RenderLayouts, EachFormatGivesTheSameBody) {
 TEST_P(RenderLayouts, NotANumberRowsDrawNothingOutside) {
   OwnedMemoryBlock block(BlockOf(ColumnsOf({5, -5, 9, 0, 3})));
   for (int64_t outline : {1, 3}) {
-    Call call;
-    call.smooth = -1, call.width = 5, call.height = 40, call.outline = outline;
-    OwnedPicture picture(Render(block, call));
+    OwnedPicture picture(Render(block, {0, -1, 5, 40, outline}));
     ASSERT_NE(picture.get(), nullptr);
     EXPECT_EQ(qvlhost::PixelColour(picture, 2, 39), Colour(kBack));
     if (GetParam().kind != qvlhost::Storage::CoreGraphics) continue;
@@ -136,17 +125,14 @@ TEST_P(RenderLayouts, ReadsBeyondTheBlockGiveZero) {
   for (auto [bits, size] : {std::pair{8, 1}, {7, 3}, {16, 1}, {16, 4}, {15, 5}, {-32, 6}, {-64, 0}, {-64, 11}}) {
     std::vector<uint8_t> completed(bytes.begin(), bytes.begin() + size);
     completed.resize(32);
+    SCOPED_TRACE(testing::Message() << "bits " << bits << ", bytes " << size);
     OwnedMemoryBlock shortBlock(BlockOf(completed, size_t(size))), fullBlock(BlockOf(completed));
-    Call call;
-    call.count = 4, call.width = 3, call.height = 60, call.bits = bits;
+    const Call call{4, 1, 3, 60, 0, bits};
     OwnedPicture fromShort(Render(shortBlock, call)), fromFull(Render(fullBlock, call));
-    ASSERT_TRUE(fromShort && fromFull);
-    EXPECT_TRUE(SamePixels(fromShort, fromFull)) << "bits " << bits << ", bytes " << size;
+    ExpectSamePicture(fromShort, fromFull);
   }
   OwnedMemoryBlock tiny(BlockOf(bytes, 2));
-  Call huge;
-  huge.count = int64_t(1) << 50, huge.width = 4, huge.height = 200, huge.bits = 16;
-  OwnedPicture picture(Render(tiny, huge));
+  OwnedPicture picture(Render(tiny, {int64_t(1) << 50, 1, 4, 200, 0, 16}));
   EXPECT_EQ(BodyOf(picture), std::vector<Span>(4, {0, 100}));
 }
 
@@ -164,14 +150,11 @@ class RenderTest : public PluginTest {
   qvlhost::Config host_;
 };
 
-// Signed 8-bit columns of 0, 10, 10, 10 (each 20 after the column pass, 31.5
-// rows): Smooth 1 and any value of -2 or less leave them; 0 rings; 3 rises
-// toward them; -1 makes everything not-a-number, which spans row 0 to the
-// middle. Eight columns for four samples leave every other one without
-// samples, not-a-number, which smoothing even of length 1 carries on. With
-// AutoScale the loudest column reaches the edge, and silence makes every
-// entry not-a-number. Unsigned silence counted from the block: a column a
-// sample, the middle row of 500, or with Height 1 the whole picture.
+// Columns of 0, 10, 10, 10 (31.5 rows each): Smooth 1 and -2 or less keep
+// them, 0 rings, 3 rises, -1 makes all not-a-number (row 0 to the middle).
+// Columns without samples are not-a-number, which any smoothing carries on.
+// AutoScale takes the loudest column to the edge, and silence to not-a-number.
+// Width 0 is a column a sample, Height 0 the middle row of 500.
 TEST_F(RenderTest, SizesSmoothingEmptyColumnsAndAutoScale) {
   const std::vector<int8_t> rising = ColumnsOf({0, 10, 10, 10}), four(4, 10), loud = ColumnsOf({3, 10, -10});
   const std::vector<int8_t> silence(3, 0), unsignedSilence(6, -128);
@@ -180,31 +163,28 @@ TEST_F(RenderTest, SizesSmoothingEmptyColumnsAndAutoScale) {
   for (int i = 0; i < 4; ++i) alternate.insert(alternate.end(), {{0, 100}, {100, 131}});
   const struct {
     const std::vector<int8_t>& samples;
-    int64_t smooth, count, width;
-    bool autoScale;
+    Call call;
     std::vector<Span> spans;
-    int64_t height = 200, bits = 7;
   } cases[] = {
-      {rising, 1, 0, 4, false, none},
-      {rising, -2, 0, 4, false, none},
-      {rising, std::numeric_limits<int64_t>::max(), 0, 4, false, none},
-      {rising, 0, 0, 4, false, {{100, 100}, {100, 162}, {100, 100}, {100, 162}}},
-      {rising, 3, 0, 4, false, {{100, 100}, {100, 115}, {100, 123}, {100, 127}}},
-      {rising, -1, 0, 4, false, std::vector<Span>(4, {0, 100})},
-      {four, -2, 4, 8, false, alternate},
-      {four, 1, 4, 8, false, std::vector<Span>(8, {0, 100})},
-      {loud, 1, 0, 3, true, {{100, 130}, {100, 199}, {0, 100}}},
-      {silence, 1, 0, 3, true, std::vector<Span>(3, {0, 100})},
-      {unsignedSilence, 1, 0, 0, false, std::vector<Span>(6, {250, 250}), 0, 8},
-      {unsignedSilence, 1, 0, 0, false, std::vector<Span>(6, {0, 0}), 1, 8},
+      {rising, {0, 1, 4}, none},
+      {rising, {0, -2, 4}, none},
+      {rising, {0, std::numeric_limits<int64_t>::max(), 4}, none},
+      {rising, {0, 0, 4}, {{100, 100}, {100, 162}, {100, 100}, {100, 162}}},
+      {rising, {0, 3, 4}, {{100, 100}, {100, 115}, {100, 123}, {100, 127}}},
+      {rising, {0, -1, 4}, std::vector<Span>(4, {0, 100})},
+      {four, {4, -2, 8}, alternate},
+      {four, {4, 1, 8}, std::vector<Span>(8, {0, 100})},
+      {loud, {0, 1, 3, 200, 0, 7, true}, {{100, 130}, {100, 199}, {0, 100}}},
+      {silence, {0, 1, 3, 200, 0, 7, true}, std::vector<Span>(3, {0, 100})},
+      {unsignedSilence, {0, 1, 0, 0, 0, 8}, std::vector<Span>(6, {250, 250})},
+      {unsignedSilence, {0, 1, 0, 1, 0, 8}, std::vector<Span>(6, {0, 0})},
   };
   for (const auto& c : cases) {
+    SCOPED_TRACE(testing::Message() << "smooth " << c.call.smooth << ", width " << c.call.width << ", height "
+                                    << c.call.height);
     OwnedMemoryBlock block(BlockOf(c.samples));
-    Call call;
-    call.smooth = c.smooth, call.count = c.count, call.width = c.width, call.autoScale = c.autoScale;
-    call.height = c.height, call.bits = c.bits;
-    OwnedPicture picture(Render(block, call));
-    EXPECT_EQ(BodyOf(picture), c.spans) << "smooth " << c.smooth << ", width " << c.width << ", height " << c.height;
+    OwnedPicture picture(Render(block, c.call));
+    EXPECT_EQ(BodyOf(picture), c.spans);
   }
 }
 
@@ -213,9 +193,7 @@ TEST_F(RenderTest, SizesSmoothingEmptyColumnsAndAutoScale) {
 // an end keeps it; over silence the outline is the middle row alone.
 TEST_F(RenderTest, OutlineOfOnePixelPassesThroughEachEnd) {
   OwnedMemoryBlock block(BlockOf(ColumnsOf({0, 10, 20, 10, 0, 0, 0})));
-  Call call;
-  call.width = 7, call.outline = 1, call.outlineColor = 0x204040;
-  OwnedPicture picture(Render(block, call));
+  OwnedPicture picture(Render(block, {0, 1, 7, 200, 1, 7, false, 0x204040}));
   const int64_t highRows[] = {100, 131, 162, 131, 100, 100, 100};
   for (int64_t x = 0; x < 7; ++x) {
     EXPECT_EQ(qvlhost::PixelColour(picture, x, 100), Colour(0x204040)) << x;
@@ -227,66 +205,53 @@ TEST_F(RenderTest, OutlineOfOnePixelPassesThroughEachEnd) {
   EXPECT_EQ(gOutLineColorG, 0x40);
 }
 
-// Each refusal with its class and message; an unknown format is nil without
-// a word, also when its bytes per sample come to 0. The outline colour is
-// set whatever follows. Then a block over no memory gives no data, and a
-// wide outline without a graphics object raises and still returns the
-// picture, without its outline.
+// Each refusal as "class: message"; an unknown format is nil without a
+// word, also at 0 bytes a sample. The outline colour is set once the block
+// is there. A wide outline without a graphics object raises and still gives
+// the picture, without its outline.
 TEST_F(RenderTest, Refusals) {
   expectException_ = true;
-  const std::vector<uint8_t> four(4, 128), none, three{1, 2, 3}, nine(9);
-  const char *memory = "Failed to allocate memory.", *picture = "Failed to allocate picture.";
+  const std::vector<uint8_t> four(4, 128), none, three{1, 2, 3}, nine(9), overNoMemory;
+  const std::string memory = "OutOfMemoryException: Failed to allocate memory.",
+                    picture = "OutOfMemoryException: Failed to allocate picture.";
   const struct {
     const char* name;
     const std::vector<uint8_t>* bytes;  // null: a nil block
     int64_t count, width, height, bits;
-    const char *exceptionClass, *message;  // null: nothing raised
+    std::string raised;
     bool picture;
   } cases[] = {
-      {"nil block", nullptr, 0, 0, 0, 8, "NilObjectException", "memoryblock is nil", false},
-      {"no columns", &none, 0, 0, 0, 8, "OutOfMemoryException", picture, false},
+      {"nil block", nullptr, 0, 0, 0, 8, "NilObjectException: memoryblock is nil", false},
+      {"over no memory", &overNoMemory, 4, 0, 0, 8,
+       "UnsupportedOperationException: Failed to get data for memoryblock.", false},
+      {"no columns", &none, 0, 0, 0, 8, picture, false},
       // Floats counted from the size: 3 and 9 bytes at -3 bytes a sample.
-      {"-1 column", &three, 0, 0, 0, -32, "OutOfMemoryException", picture, false},
-      {"-3 columns", &nine, 0, 0, 0, -32, "OutOfMemoryException", memory, false},
-      {"too wide", &four, 0, 32768, 10, 8, "OutOfMemoryException", picture, false},
-      {"too high", &four, 0, 0, 32768, 8, "OutOfMemoryException", picture, false},
-      {"widest and highest", &four, 0, 32767, 2, 8, nullptr, nullptr, true},
-      {"unknown format", &four, 4, 4, 10, 12, nullptr, nullptr, false},
-      {"no bytes a sample", &four, 0, 0, 10, -10, nullptr, nullptr, false},
-      {"no bytes a sample, width given", &four, 0, 5, 10, 0, nullptr, nullptr, false},
+      {"-1 column", &three, 0, 0, 0, -32, picture, false},
+      {"-3 columns", &nine, 0, 0, 0, -32, memory, false},
+      {"too wide", &four, 0, 32768, 10, 8, picture, false},
+      {"too high", &four, 0, 0, 32768, 8, picture, false},
+      {"widest and highest", &four, 0, 32767, 2, 8, "", true},
+      {"unknown format", &four, 4, 4, 10, 12, "", false},
+      {"no bytes a sample", &four, 0, 0, 10, -10, "", false},
+      {"no bytes a sample, width given", &four, 0, 5, 10, 0, "", false},
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(c.name);
-    OwnedMemoryBlock block(c.bytes ? BlockOf(*c.bytes) : nullptr);
-    Call call;
-    call.count = c.count, call.width = c.width, call.height = c.height, call.bits = c.bits;
-    call.outlineColor = 0x123456;
-    OwnedPicture result(Render(block, call));
+    OwnedMemoryBlock block(!c.bytes                   ? nullptr
+                           : c.bytes == &overNoMemory ? qvlhost::MemoryBlockOverPointer(nullptr)
+                                                      : BlockOf(*c.bytes));
+    OwnedPicture result(Render(block, {c.count, 1, c.width, c.height, 0, c.bits, false, 0x123456}));
     EXPECT_EQ(result.get() != nullptr, c.picture);
-    REALobjectStruct* pending = qvlhost::PendingException();
-    EXPECT_EQ(pending ? qvlhost::ClassName(pending) : "", c.exceptionClass ? c.exceptionClass : "");
-    EXPECT_EQ(pending ? qvlhost::ExceptionMessage(pending) : "", c.message ? c.message : "");
+    EXPECT_EQ(TakePendingException(), c.raised);
     EXPECT_TRUE(!c.bytes || gOutLineColorR * 65536 + gOutLineColorG * 256 + gOutLineColorB == 0x123456);
-    qvlhost::ClearPendingException();
   }
-
-  OwnedMemoryBlock pointer(qvlhost::MemoryBlockOverPointer(nullptr));
-  Call call;
-  call.count = 4;
-  EXPECT_EQ(Render(pointer, call), nullptr);
-  EXPECT_EQ(qvlhost::ClassName(qvlhost::PendingException()), "UnsupportedOperationException");
-  EXPECT_EQ(qvlhost::ExceptionMessage(qvlhost::PendingException()), "Failed to get data for memoryblock.");
-  qvlhost::ClearPendingException();
   OwnedMemoryBlock block(BlockOf(ColumnsOf({4, -9, 7})));
   OwnedPicture plain(Render(block, Call()));
   qvlhost::CurrentConfig().hiddenEntries.insert("pluginPictureGraphicsGetter");
-  call = Call();
-  call.outline = 2;
-  OwnedPicture unframed(Render(block, call));
-  ASSERT_TRUE(plain && unframed);
-  EXPECT_TRUE(SamePixels(plain, unframed));
-  EXPECT_EQ(qvlhost::ClassName(qvlhost::PendingException()), "OutOfMemoryException");
-  EXPECT_EQ(qvlhost::ExceptionMessage(qvlhost::PendingException()), "Failed to get graphics object.");
+  OwnedPicture unframed(Render(block, {0, 1, 0, 200, 2}));
+  ExpectSamePicture(unframed, plain);
+  EXPECT_EQ(TakePendingException(), "OutOfMemoryException: Failed to get graphics object.");
+  expectException_ = false;
 }
 
 // Each level's body row gives the per-pixel rule's words, spans empty, of one
@@ -312,7 +277,7 @@ TEST(RenderBodyRows, EveryLevelGivesThePerPixelRule) {
 }
 
 // Silence at a pen of 3, shifted up and left by 1: the host's own walk hangs
-// the pen below and right of the line, so it covers every column; libgd
+// the pen below and right of the line, so it covers every column; gd
 // centres it, so the last column stays bare. Two lines a column, by the
 // declaration the host version picks; without DrawLine nothing is drawn.
 TEST_F(RenderTest, OutlineDrawnByTheHost) {
@@ -337,9 +302,7 @@ TEST_F(RenderTest, OutlineDrawnByTheHost) {
     host.hiddenMethods.insert(c.hiddenMethods.begin(), c.hiddenMethods.end());
     Rehost(host);
     OwnedMemoryBlock block(BlockOf(std::vector<uint8_t>(7, 128)));
-    Call call;
-    call.height = 20, call.outline = 3, call.bits = 8;
-    OwnedPicture picture(Render(block, call));
+    OwnedPicture picture(Render(block, {0, 1, 0, 20, 3, 8}));
     ASSERT_NE(picture.get(), nullptr);
     EXPECT_EQ(JournalCount(kDrawLineDouble), c.doubleLines);
     EXPECT_EQ(JournalCount(kDrawLineInteger), c.integerLines);
@@ -351,6 +314,53 @@ TEST_F(RenderTest, OutlineDrawnByTheHost) {
         EXPECT_EQ(qvlhost::PixelColour(picture, x, y), want) << "at (" << x << ", " << y << ")";
       }
     }
+  }
+}
+
+// The pen's height first, then its width, as an outline sets them: the
+// setters called, in order, and the pen afterwards.
+TEST_F(RenderTest, PenSetByHostVersion) {
+  const struct {
+    double version;
+    std::vector<std::string> failing, hidden;
+    double pen;
+    std::string calls;
+  } cases[] = {
+      {2018.01, {}, {}, 2, R"(Integer "PenHeight", 2; Integer "PenWidth", 2)"},
+      {2018.02, {}, {}, 2.75, R"(Double "PenSize", 2.75; Double "PenSize", 2.75)"},
+      {2020.0,
+       {"PenSize"},
+       {},
+       2.75,
+       R"(Double "PenSize", 2.75; Double "PenHeight", 2.75; Double "PenSize", 2.75; Double "PenWidth", 2.75)"},
+      {2020.0, {}, {"REALSetPropValueDouble"}, 2, R"(Integer "PenHeight", 2; Integer "PenWidth", 2)"},
+      {2020.0,
+       {"PenSize", "PenWidth", "PenHeight"},
+       {},
+       1,
+       R"(Double "PenSize", 2.75; Double "PenHeight", 2.75; Integer "PenHeight", 2; )"
+       R"(Double "PenSize", 2.75; Double "PenWidth", 2.75; Integer "PenWidth", 2)"},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.calls);
+    qvlhost::Config host;
+    host.version = c.version;
+    host.failingProperties.insert(c.failing.begin(), c.failing.end());
+    host.hiddenEntries.insert(c.hidden.begin(), c.hidden.end());
+    Rehost(host);
+    OwnedPicture picture(qvlhost::NewPicture(4, 4));
+    OwnedGraphics graphics(qvlhost::PictureGraphics(picture));
+    qvlhost::ClearJournal();
+    SetGraphicsPenHeight(graphics, 2.75);
+    SetGraphicsPenWidth(graphics, 2.75);
+    std::string calls;
+    for (const qvlhost::JournalEntry& entry : qvlhost::Journal())
+      calls += (calls.empty() ? "" : "; ") + entry.entry.substr(std::strlen("REALSetPropValue")) + " " + entry.detail;
+    EXPECT_EQ(calls, c.calls);
+    auto* pen = qvlhost::Live<qvlhost::Graphics>(graphics.get(), "test");
+    ASSERT_NE(pen, nullptr);
+    EXPECT_EQ(pen->penWidth, c.pen);
+    EXPECT_EQ(pen->penHeight, c.pen);
   }
 }
 
@@ -378,8 +388,134 @@ TEST_F(RenderTest, RegisteredRowGivesTheDirectCallsPicture) {
     OwnedPicture byDeclaration(static_cast<REALpictureStruct*>(result.handle));
     OwnedPicture direct(defaults ? RenderSamples(block, 0, 2, 0, 64, 1, kBack, kFore, kOutline, 8, false)
                                  : RenderSamples(block, 0, 2, 0, 64, 1, 0x102030, 0xF0E0D0, 0x00FF00, 7, true));
-    EXPECT_TRUE(byDeclaration && direct && SamePixels(byDeclaration, direct));
+    ExpectSamePicture(byDeclaration, direct);
   }
 }
+
+using Point = std::pair<int64_t, int64_t>;
+// Weight left at each pixel a line touched.
+using Weights = std::map<Point, int>;
+
+constexpr Rgba kWhite{255, 255, 255, 255};
+
+// A writer on a white picture with a black outline colour: a pixel drawn once
+// at weight w then reads w in every channel, one never drawn reads 255.
+class LineTest : public LayoutTest {
+ protected:
+  void SetUp() override {
+    LayoutTest::SetUp();
+    ASSERT_TRUE(writer_.NewPictureWriter(kSide, kSide));
+    Fill(kWhite);
+    gOutLineColorR = gOutLineColorG = gOutLineColorB = 0;
+  }
+
+  void TearDown() override {
+    writer_.clear();
+    LayoutTest::TearDown();
+  }
+
+  void Fill(Rgba colour) {
+    for (int64_t i = 0; i < kSide * kSide; ++i) qvlhost::SetPixelRgba(writer_.picture, i % kSide, i / kSide, colour);
+  }
+
+  // Every pixel against the expected weights, 255 elsewhere; nothing
+  // written into the bytes beyond each row.
+  void ExpectWeights(const Weights& expected) {
+    for (int64_t y = 0; y < kSide; ++y) {
+      for (int64_t x = 0; x < kSide; ++x) {
+        const auto found = expected.find({x, y});
+        const auto want = uint8_t(found == expected.end() ? 255 : found->second);
+        EXPECT_EQ(qvlhost::PixelRgba(writer_.picture, x, y), (Rgba{want, want, want, 255})) << x << ", " << y;
+      }
+      if (GetParam().kind == qvlhost::Storage::CoreGraphics) {
+        EXPECT_EQ(qvlhost::RowPadding(writer_.picture, y), qvlhost::FreshRowPadding(kRowPadding)) << "row " << y;
+      }
+    }
+  }
+
+  static constexpr int64_t kSide = 12;
+  PictureWriter writer_;
+};
+
+struct LineCase {
+  const char* name;
+  int64_t x0, y0, x1, y1;
+  Weights weights;
+};
+
+TEST_P(LineTest, EachCaseWalksItsPixels) {
+  // clang-format off
+  const LineCase cases[] = {
+      {"a point is one pixel", 3, 3, 3, 3, {{{3, 3}, 0}}},
+      {"horizontal, leftward", 5, 2, 2, 2, {{{5, 2}, 0}, {{4, 2}, 0}, {{3, 2}, 0}, {{2, 2}, 0}}},
+      {"vertical, given downward", 1, 4, 1, 1, {{{1, 1}, 0}, {{1, 2}, 0}, {{1, 3}, 0}, {{1, 4}, 0}}},
+      {"exact diagonal, no pairs", 2, 2, 3, 3, {{{2, 2}, 0}, {{3, 3}, 0}}},
+      {"y-major, one pass: 128 and 127", 2, 1, 3, 3, {{{2, 1}, 0}, {{2, 2}, 128}, {{3, 2}, 127}, {{3, 3}, 0}}},
+      {"y-major leftward: the pair lies left", 6, 1, 5, 3, {{{6, 1}, 0}, {{6, 2}, 128}, {{5, 2}, 127}, {{5, 3}, 0}}},
+      // adjust 43690: the second pass turns the accumulator over to 21844,
+      // so y moves and the main pixel gets 85 and its pair 170.
+      {"x-major with a turn-over", 1, 1, 4, 3,
+       {{{1, 1}, 0}, {{2, 1}, 170}, {{2, 2}, 85}, {{3, 2}, 85}, {{3, 3}, 170}, {{4, 3}, 0}}},
+      {"x-major leftward: the pair still lies below", 4, 1, 1, 3,
+       {{{4, 1}, 0}, {{3, 1}, 170}, {{3, 2}, 85}, {{2, 2}, 85}, {{2, 3}, 170}, {{1, 3}, 0}}},
+      // dy of 40000 reads -25536 in 16 bits: the signed test makes it
+      // x-major, and with one column it goes straight to the far end.
+      {"a steep line whose dy wraps", 0, 0, 1, 40000, {{{0, 0}, 0}}},
+      // Only the far end of a line given downward is narrowed to 16 bits:
+      // there the last pixel lands in the picture, while the same line given
+      // upward ends 65536 columns away. The walk is the same, as dx wraps alike.
+      {"given downward, the far end narrowed", 65540, 4, 2, 1,
+       {{{2, 1}, 0}, {{2, 2}, 170}, {{3, 2}, 85}, {{3, 3}, 85}, {{4, 3}, 170}, {{4, 4}, 0}}},
+      {"given upward, the far end kept", 2, 1, 65540, 4,
+       {{{2, 1}, 0}, {{2, 2}, 170}, {{3, 2}, 85}, {{3, 3}, 85}, {{4, 3}, 170}}},
+      {"partly off the picture", -3, 2, 4, 2, {{{0, 2}, 0}, {{1, 2}, 0}, {{2, 2}, 0}, {{3, 2}, 0}, {{4, 2}, 0}}},
+      {"wholly off, right and below", 20, -5, 30, 40, {}},
+      {"wholly off, left", -40, 3, -1, 8, {}},
+  };
+  // clang-format on
+  for (const LineCase& c : cases) {
+    SCOPED_TRACE(c.name);
+    Fill(kWhite);
+    DrawWuLine(writer_, c.x0, c.y0, c.x1, c.y1);
+    ExpectWeights(c.weights);
+  }
+}
+
+// Ends far off the picture, in 16 bits and beyond, wrap into at most 65535
+// steps, and nothing beyond the rows is touched.
+TEST_P(LineTest, LinesFarOffTheRowsEndAndTouchNothingOutside) {
+  const int64_t extremes[] = {INT64_MIN, INT64_MIN + 1, -70000, -1, kSide, 70000, INT64_MAX};
+  for (int64_t a : extremes) {
+    for (int64_t b : extremes) {
+      DrawWuLine(writer_, a, 5, b, 6);
+      DrawWuLine(writer_, 5, a, 6, b);
+      DrawWuLine(writer_, a, b, b, a);
+    }
+  }
+  DrawPixel(writer_, -1, 0, 0);
+  DrawPixel(writer_, 0, kSide, 0);
+  DrawPixel(writer_, kSide, 0, 0);
+  for (int64_t y = 0; GetParam().kind == qvlhost::Storage::CoreGraphics && y < kSide; ++y)
+    EXPECT_EQ(qvlhost::RowPadding(writer_.picture, y), qvlhost::FreshRowPadding(kRowPadding)) << "row " << y;
+}
+
+// The new green comes from the old blue and the new blue from the old
+// green, so weight 255 exchanges them instead of keeping the pixel.
+TEST_P(LineTest, DrawPixelCrossesGreenAndBlue) {
+  Fill({10, 200, 50, 255});
+  gOutLineColorR = 100;
+  gOutLineColorG = 30;
+  gOutLineColorB = 60;
+  DrawPixel(writer_, 0, 0, 255);
+  DrawPixel(writer_, 1, 0, 0);
+  DrawPixel(writer_, 2, 0, 128);
+  EXPECT_EQ(qvlhost::PixelRgba(writer_.picture, 0, 0), (Rgba{10, 50, 200, 255}));
+  EXPECT_EQ(qvlhost::PixelRgba(writer_.picture, 1, 0), (Rgba{100, 30, 60, 255}));
+  // (10*128 + 100*127)/255, (50*128 + 30*127)/255, (200*128 + 60*127)/255
+  EXPECT_EQ(qvlhost::PixelRgba(writer_.picture, 2, 0), (Rgba{54, 40, 130, 255}));
+  EXPECT_EQ(qvlhost::PixelRgba(writer_.picture, 3, 0), (Rgba{10, 200, 50, 255}));
+}
+
+QVL_INSTANTIATE_LAYOUTS(LineTest);
 
 }  // namespace
