@@ -29,16 +29,14 @@ TEST_F(AdapterTest, BuildUnicodeStringNormalisesEncodings) {
     double version;
     std::string built;
     uint32_t builtEncoding;
-  } cases[] = {
-      {"abc", kREALTextEncodingMacRoman, 2024.03, "abc", kREALTextEncodingASCII},
-      {"ab\x80", kREALTextEncodingMacRoman, 2024.03, "ab\x80", kREALTextEncodingMacRoman},
-      {"abc", kREALTextEncodingWindowsLatin1, 2011.04, "abc", kREALTextEncodingASCII},
-      {"\xFF", kREALTextEncodingUnknown, 2011.04, "\xFF", kREALTextEncodingUnknown},
-      {"\xC3\xA9", kREALTextEncodingUTF8, 2024.03, "\xC3\xA9", kREALTextEncodingUTF8},
-      {"a", kREALTextEncodingUTF32, 2024.03, "a", kREALTextEncodingUTF32},
-      {utf16, kREALTextEncodingUnicodeDefault, 2024.03, "h\xC3\xA9", kREALTextEncodingUTF8},
-      {utf16, kREALTextEncodingUnicodeDefault, 2011.04, "h\xC3\xA9", kREALTextEncodingUTF8},
-  };
+  } cases[] = {{"abc", kREALTextEncodingMacRoman, 2024.03, "abc", kREALTextEncodingASCII},
+               {"ab\x80", kREALTextEncodingMacRoman, 2024.03, "ab\x80", kREALTextEncodingMacRoman},
+               {"abc", kREALTextEncodingWindowsLatin1, 2011.04, "abc", kREALTextEncodingASCII},
+               {"\xFF", kREALTextEncodingUnknown, 2011.04, "\xFF", kREALTextEncodingUnknown},
+               {"\xC3\xA9", kREALTextEncodingUTF8, 2024.03, "\xC3\xA9", kREALTextEncodingUTF8},
+               {"a", kREALTextEncodingUTF32, 2024.03, "a", kREALTextEncodingUTF32},
+               {utf16, kREALTextEncodingUnicodeDefault, 2024.03, "h\xC3\xA9", kREALTextEncodingUTF8},
+               {utf16, kREALTextEncodingUnicodeDefault, 2011.04, "h\xC3\xA9", kREALTextEncodingUTF8}};
   for (const auto& c : cases) {
     SCOPED_TRACE(c.built);
     rbversion_rbversion = c.version;
@@ -134,8 +132,7 @@ TEST_P(TextTest, GetUTF8ByEncoding) {
       {std::string("h\0\xE9\0", 4), kREALTextEncodingUTF16LE, "h\xC3\xA9", false, false, unterminated},
       {"abc", kREALTextEncodingUnknown, "abc", true, false, nullptr},
       {"\x8E", kREALTextEncodingUnknown, "\xC3\xA9", false, true, "REALBuildUnicodeString failed"},
-      {"abc", 0x7777, "", false, true, "REALGetStringData failed."},
-  };
+      {"abc", 0x7777, "", false, true, "REALGetStringData failed."}};
   for (const TextCase& c : cases) {
     SCOPED_TRACE(c.utf8);
     OwnedString text(qvlhost::NewString(c.bytes, c.encoding));
@@ -178,17 +175,15 @@ TEST_F(AdapterTest, NewMemoryBlockUnderTheExceptionHandler) {
     const char* hidden;  // an entry, method or class the host lacks
     int64_t madeSize;    // -1: no block
     const char* leftPending;
-  } cases[] = {
-      {16, nullptr, 16, ""},
-      {65, nullptr, -1, ""},
-      {-1, nullptr, 0, ""},
-      {16, "PluginCallFunctionWithExceptionHandler", 16, ""},
-      {65, "PluginCallFunctionWithExceptionHandler", -1, "OutOfMemoryException"},
-      {16, "Constructor(bytes as Integer)", -1, ""},
-      {16, "MemoryBlock", -1, ""},
-      {1, "memoryBlockGetSize", -1, ""},
-      {0, "memoryBlockGetSize", 0, ""},
-  };
+  } cases[] = {{16, nullptr, 16, ""},
+               {65, nullptr, -1, ""},
+               {-1, nullptr, 0, ""},
+               {16, "PluginCallFunctionWithExceptionHandler", 16, ""},
+               {65, "PluginCallFunctionWithExceptionHandler", -1, "OutOfMemoryException"},
+               {16, "Constructor(bytes as Integer)", -1, ""},
+               {16, "MemoryBlock", -1, ""},
+               {1, "memoryBlockGetSize", -1, ""},
+               {0, "memoryBlockGetSize", 0, ""}};
   for (const auto& c : cases) {
     SCOPED_TRACE(testing::Message() << c.size << " " << (c.hidden ? c.hidden : ""));
     qvlhost::Config config = config_;

@@ -33,8 +33,7 @@ const std::function<bool(const AlbumArguments&)> kAlbumCalls[] = {
     [](auto& a) { return rbUISaveVideoAtPathToSavedPhotosAlbumS(a.path, a.completion), false; },
     [](auto& a) { return rbUISaveVideoAtPathToSavedPhotosAlbumF(a.file, a.completion), false; },
     [](auto& a) { return rbUISaveImageAtPathToSavedPhotosAlbumS(a.path, a.completion), false; },
-    [](auto& a) { return rbUISaveImageAtPathToSavedPhotosAlbumF(a.file, a.completion), false; },
-};
+    [](auto& a) { return rbUISaveImageAtPathToSavedPhotosAlbumF(a.file, a.completion), false; }};
 
 class AlbumRefusal : public PluginTest, public ::testing::WithParamInterface<bool> {
  protected:

@@ -20,17 +20,15 @@ TEST_F(ExceptionBridgeTest, CaughtExceptionsRaiseTheirHostClass) {
   const struct {
     std::function<void()> fail;
     const char* raised;
-  } cases[] = {
-      {[] { throw std::bad_alloc(); }, "OutOfMemoryException: Failed to allocate memory: std::bad_alloc"},
-      {[] { throw std::range_error("r"); }, "OutOfBoundsException: C++ reports range error: r"},
-      {[] { throw std::out_of_range("index 9"); }, "OutOfBoundsException: C++ reports range error: index 9"},
-      {[] { throw std::overflow_error("o"); }, "OutOfBoundsException: C++ reports overflow error: o"},
-      {[] { throw std::underflow_error("u"); }, "OutOfBoundsException: C++ reports underflow error: u"},
-      {[] { throw std::length_error("too long"); }, "RuntimeException: C++ Exception: too long"},
-      {[] { throw std::runtime_error(""); }, "RuntimeException: C++ Exception."},
-      {[] { throw NullWhat(); }, "RuntimeException: C++ Exception."},
-      {[] { throw 7; }, "RuntimeException: Sorry, but there was an unnamed C++ Exception."},
-  };
+  } cases[] = {{[] { throw std::bad_alloc(); }, "OutOfMemoryException: Failed to allocate memory: std::bad_alloc"},
+               {[] { throw std::range_error("r"); }, "OutOfBoundsException: C++ reports range error: r"},
+               {[] { throw std::out_of_range("index 9"); }, "OutOfBoundsException: C++ reports range error: index 9"},
+               {[] { throw std::overflow_error("o"); }, "OutOfBoundsException: C++ reports overflow error: o"},
+               {[] { throw std::underflow_error("u"); }, "OutOfBoundsException: C++ reports underflow error: u"},
+               {[] { throw std::length_error("too long"); }, "RuntimeException: C++ Exception: too long"},
+               {[] { throw std::runtime_error(""); }, "RuntimeException: C++ Exception."},
+               {[] { throw NullWhat(); }, "RuntimeException: C++ Exception."},
+               {[] { throw 7; }, "RuntimeException: Sorry, but there was an unnamed C++ Exception."}};
   for (const auto& c : cases) {
     SCOPED_TRACE(c.raised);
     const std::vector<std::string> lines = TracedLines([&] {
@@ -52,14 +50,12 @@ TEST_F(ExceptionBridgeTest, RaiseDegradesOrDropsWhatTheHostLacks) {
     std::set<std::string> hiddenClasses, failingProperties;
     const char* message;
     const char* raised;
-  } cases[] = {
-      {{}, {}, "picture is nil", "NilObjectException: picture is nil"},
-      {{"NilObjectException"}, {}, "picture is nil", "RuntimeException: picture is nil"},
-      {{"NilObjectException", "RuntimeException"}, {}, "picture is nil", ""},
-      {{}, {}, nullptr, "NilObjectException: (nil)"},
-      {{}, {}, "", "NilObjectException: (nil)"},
-      {{}, {"Message"}, "picture is nil", "NilObjectException: (nil)"},
-  };
+  } cases[] = {{{}, {}, "picture is nil", "NilObjectException: picture is nil"},
+               {{"NilObjectException"}, {}, "picture is nil", "RuntimeException: picture is nil"},
+               {{"NilObjectException", "RuntimeException"}, {}, "picture is nil", ""},
+               {{}, {}, nullptr, "NilObjectException: (nil)"},
+               {{}, {}, "", "NilObjectException: (nil)"},
+               {{}, {"Message"}, "picture is nil", "NilObjectException: (nil)"}};
   for (const auto& c : cases) {
     qvlhost::Config config = config_;
     config.hiddenClasses = c.hiddenClasses;

@@ -77,27 +77,25 @@ TEST_F(HostOutOfMemory, EntriesGiveTheirFailureResult) {
     const char* entry;
     // Calls the entry as the plug-in does; true when it gave its failure result.
     std::function<bool()> call;
-  } cases[] = {
-      {"REALGetRBVersion", [&] { return version() == 0.0; }},
-      {"newPicture", [&] { return MadeNothing(newPicture(8, 8, 32)); }},
-      {"PluginNewInstance", [&] { return MadeNothing(newInstance("Picture")); }},
-      {"REALBuildString",
-       [&] {
-         REALstringStruct* made = buildString(text.data(), int32_t(text.size()));
-         Disarm();
-         if (made) qvlhost::Release(made);
-         return made == nullptr;
-       }},
-      {"pluginObjectType", [&] { return classRef("Graphics") == nullptr; }},
-      {"REALLockPictureDescription",
-       [&] {
-         bool locked = lockDescription(picture, &description, pictureCGBitmapContext);
-         Disarm();
-         if (locked) unlockDescription(picture);
-         return !locked;
-       }},
-      {"Picture.BestRepresentation", [&] { return MadeNothing(bestRepresentation(vector, 8, 8, 1.0)); }},
-  };
+  } cases[] = {{"REALGetRBVersion", [&] { return version() == 0.0; }},
+               {"newPicture", [&] { return MadeNothing(newPicture(8, 8, 32)); }},
+               {"PluginNewInstance", [&] { return MadeNothing(newInstance("Picture")); }},
+               {"REALBuildString",
+                [&] {
+                  REALstringStruct* made = buildString(text.data(), int32_t(text.size()));
+                  Disarm();
+                  if (made) qvlhost::Release(made);
+                  return made == nullptr;
+                }},
+               {"pluginObjectType", [&] { return classRef("Graphics") == nullptr; }},
+               {"REALLockPictureDescription",
+                [&] {
+                  bool locked = lockDescription(picture, &description, pictureCGBitmapContext);
+                  Disarm();
+                  if (locked) unlockDescription(picture);
+                  return !locked;
+                }},
+               {"Picture.BestRepresentation", [&] { return MadeNothing(bestRepresentation(vector, 8, 8, 1.0)); }}};
   for (const auto& c : cases) {
     int failures = 0;
     for (int64_t allowed = 0;; ++allowed) {

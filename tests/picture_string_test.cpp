@@ -138,8 +138,7 @@ TEST_F(PictureStringTest, OnlyTheMagicAndTheLengthFieldAreChecked) {
       {"height 32768", PictureString({1, 32768}, twoPixels), false},
       {"depth 7", PictureString({2, 1, 40, 7}, twoPixels), true},
       {"reserved bytes set", PictureString({2, 1, 40, 32, std::string(16, '\xAB')}, twoPixels), true},
-      {"offset 48", PictureString({2, 1, 48}, junk + twoPixels), true},
-  };
+      {"offset 48", PictureString({2, 1, 48}, junk + twoPixels), true}};
   for (const auto& c : cases) {
     OwnedPicture picture(Decode(c.bytes));
     ASSERT_EQ(c.decodes, picture.get() != nullptr) << c.what;
@@ -167,8 +166,7 @@ TEST_F(PictureStringTest, PixelsOutsideTheStringReadAsZero) {
       {"negative offset", PictureString({3, 1, -4}, five), std::string("\0\0\0\0PPIC\0", 9)},
       {"16 bytes, offset read as 0", "PPIC" + BigEndian(16) + BigEndian(1) + BigEndian(1), "PPI"},
       {"23 bytes, offset 256",
-       "PPIC" + BigEndian(23) + BigEndian(1) + BigEndian(1) + BigEndian(32) + std::string("\0\0\x01", 3), black},
-  };
+       "PPIC" + BigEndian(23) + BigEndian(1) + BigEndian(1) + BigEndian(32) + std::string("\0\0\x01", 3), black}};
   for (const auto& c : cases) {
     OwnedPicture picture(Decode(c.bytes));
     ASSERT_NE(nullptr, picture.get()) << c.what;

@@ -26,10 +26,9 @@ TEST_F(WriterTest, SizeLimitsNameTheFirstSideThatFails) {
   const struct {
     int64_t width, height;
     const char* word;  // nil: the writer is made
-  } cases[] = {
-      {0, 5, "width < 1"},          {32768, 0, "height < 1"},        {5, -1, "height < 1"}, {32768, 1, "width > 32767"},
-      {1, 32768, "height > 32767"}, {32768, 32768, "width > 32767"}, {32767, 1, nullptr},   {1, 32767, nullptr},
-  };
+  } cases[] = {{0, 5, "width < 1"},         {32768, 0, "height < 1"},     {5, -1, "height < 1"},
+               {32768, 1, "width > 32767"}, {1, 32768, "height > 32767"}, {32768, 32768, "width > 32767"},
+               {32767, 1, nullptr},         {1, 32767, nullptr}};
   DebuggingEnabled = true;
   for (const auto& c : cases) {
     qvlhost::LogCapture log;
@@ -142,11 +141,9 @@ TEST_F(WriterTest, FilterResultsWithoutLockStayAliveWithOneReference) {
     const char* name;
     bool alphaSource;
     REALpictureStruct* (*filter)(REALpictureStruct*);
-  } cases[] = {
-      {"InvertPicture2", false, InvertPicture2},
-      {"InvertPicture2 with alpha", true, InvertPicture2},
-      {"ThresholdQVL", false, [](REALpictureStruct* pic) { return ThresholdQVL(pic, 128); }},
-  };
+  } cases[] = {{"InvertPicture2", false, InvertPicture2},
+               {"InvertPicture2 with alpha", true, InvertPicture2},
+               {"ThresholdQVL", false, [](REALpictureStruct* pic) { return ThresholdQVL(pic, 128); }}};
   for (const auto& c : cases) {
     SCOPED_TRACE(c.name);
     qvlhost::CurrentConfig().hiddenEntries = {"REALLockObject"};
