@@ -19,13 +19,12 @@ using qvlhost::Storage;
 using ::testing::Contains;
 using Lines = std::vector<std::string>;
 
-class AcquisitionTest : public PluginTest {
- protected:
-  void Configure(AppKind app, Storage storage) {
-    qvlhost::CurrentConfig().app = app;
-    qvlhost::CurrentConfig().storage = storage;
-  }
-};
+using AcquisitionTest = PluginTest;
+
+void Configure(AppKind app, Storage storage) {
+  qvlhost::CurrentConfig().app = app;
+  qvlhost::CurrentConfig().storage = storage;
+}
 
 TEST_F(AcquisitionTest, NilPictureReleasesWhatWasHeldAndStoresNothing) {
   OwnedPicture pic(qvlhost::NewPicture(2, 2));
@@ -49,7 +48,7 @@ TEST_F(AcquisitionTest, PictureKindsDecideWhatCanBeWritten) {
       {2, true, true, ok, 1},       {7, true, true, nullptr, 1},  {-1, true, true, nullptr, 1},
       {0, false, true, nullptr, 1}, {1, false, true, nullptr, 2}, {3, false, true, nullptr, 2},
       {2, false, true, ok, 1}};
-  qvlhost::CurrentConfig().version = rbversion_rbversion = 2015.04;  // below the hosts with a best representation
+  SetHostVersion(2015.04);  // below the hosts with a best representation
   for (auto [kind, writing, acquired, word, locks] : cases) {
     SCOPED_TRACE(kind);
     OwnedPicture pic(qvlhost::NewPicture(2, 2));
@@ -60,15 +59,13 @@ TEST_F(AcquisitionTest, PictureKindsDecideWhatCanBeWritten) {
     const Lines lines = TracedLines([&, w = writing] { got = editor.GetPictureEditor(pic, !w, w); });
     EXPECT_EQ(acquired, got);
     EXPECT_EQ(locks, JournalCount("REALLockPictureDescription"));
-    EXPECT_TRUE(!word || CountOf(lines, std::string("QVL Debug: ") + word));
+    EXPECT_TRUE(!word || TraceCount(lines, word));
   }
-}
-
-TEST_F(AcquisitionTest, MissingKindEntryCountsAsMutable) {
-  qvlhost::CurrentConfig().hiddenEntries.insert("PluginPictureGetType");
-  OwnedPicture pic(qvlhost::NewPicture(2, 2));
-  qvlhost::SetPictureKind(pic, 0);
-  EXPECT_TRUE(PictureEditor().GetPictureEditor(pic, false, true));
+  qvlhost::CurrentConfig().hiddenEntries.insert("PluginPictureGetType");  // then every kind counts as mutable
+  ForgetEntryPoints();
+  OwnedPicture kindless(qvlhost::NewPicture(2, 2));
+  qvlhost::SetPictureKind(kindless, 0);
+  EXPECT_TRUE(PictureEditor().GetPictureEditor(kindless, false, true));
 }
 
 TEST_F(AcquisitionTest, StorageFormsRefuseWhatTheyCannotWalk) {
@@ -85,7 +82,7 @@ TEST_F(AcquisitionTest, StorageFormsRefuseWhatTheyCannotWalk) {
     PictureEditor editor;
     const Lines lines = TracedLines([&] { EXPECT_FALSE(editor.GetPictureEditor(pic, false, true)); });
     EXPECT_THAT(lines, Contains("QVL Debug: GetPictureEditor failed"));
-    EXPECT_TRUE(!word || CountOf(lines, std::string("QVL Debug: ") + word));
+    EXPECT_TRUE(!word || TraceCount(lines, word));
     EXPECT_EQ(pictureTypeAfter != 0, std::any_of(lines.begin(), lines.end(), [](const std::string& line) {
                 return line.find("kCGImageAlpha") != line.npos;
               }));
