@@ -18,7 +18,7 @@ using qvlhost::OwnedPicture;
 using qvlhost::OwnedString;
 using Lines = std::vector<std::string>;
 
-class AdapterTest : public PluginTest {};
+using AdapterTest = PluginTest;
 
 // Hosts from 2012.0 build with the encoding, older ones label the built string.
 TEST_F(AdapterTest, BuildUnicodeStringNormalisesEncodings) {
@@ -48,7 +48,7 @@ TEST_F(AdapterTest, BuildUnicodeStringNormalisesEncodings) {
     EXPECT_EQ(c.builtEncoding, qvlhost::StringEncoding(built));
     EXPECT_EQ(1, JournalCount(c.version >= 2012 ? "REALBuildStringWithEncoding" : "REALBuildString"));
     EXPECT_EQ(c.encoding == kREALTextEncodingUTF32,
-              CountOf(lines, "QVL Debug: Unknown encoding in REALBuildUnicodeString 201326848") == 1);
+              TraceCount(lines, "Unknown encoding in REALBuildUnicodeString 201326848") == 1);
   }
 }
 
@@ -58,7 +58,7 @@ TEST_F(AdapterTest, BuildUnicodeStringRefusesOrRaisesAtTheLimits) {
     for (auto [text, count] : {std::pair{static_cast<const char*>(nullptr), 3L}, {bytes, 0L}, {bytes, 2147483648L}})
       EXPECT_EQ(nullptr, REALBuildUnicodeString(text, count, kREALTextEncodingUTF8)) << count;
   });
-  EXPECT_EQ(1, CountOf(lines, "QVL Debug: Count too big for REALBuildUnicodeString."));
+  EXPECT_EQ(1, TraceCount(lines, "Count too big for REALBuildUnicodeString."));
   EXPECT_EQ(0, JournalCount("REALBuildStringWithEncoding"));
   // The largest count reaches the host, whose allocator gives up: the
   // host's failure result comes back as nil, with nothing pending.
@@ -92,16 +92,13 @@ TEST_F(AdapterTest, DataViewsStringsAndBlocks) {
   }
   EXPECT_EQ(1, qvlhost::ReferenceCount(text));
   EXPECT_EQ(1, qvlhost::ReferenceCount(block));
-}
-
-TEST_F(AdapterTest, DataOfAStringWithoutBytesHasNoSize) {
-  qvlhost::CurrentConfig().hiddenEntries.insert("StringGetCString");
-  OwnedString text(qvlhost::NewString("abc"));
+  qvlhost::CurrentConfig().hiddenEntries.insert("StringGetCString");  // a string without bytes has no size
+  ForgetEntryPoints();
   const Lines lines = TracedLines([&] {
     rbData view(text.get());
     EXPECT_TRUE(view.data == nullptr && view.size == 0);
   });
-  EXPECT_EQ(1, CountOf(lines, "QVL Debug: data is NULL, so size fixed to zero."));
+  EXPECT_EQ(1, TraceCount(lines, "data is NULL, so size fixed to zero."));
 }
 
 struct TextCase {
@@ -146,7 +143,7 @@ TEST_P(TextTest, GetUTF8ByEncoding) {
       EXPECT_EQ(c.ownBytes, JournalCount("PluginGetStringData") == 0);
       EXPECT_EQ(c.failed, view.failed);
     });
-    EXPECT_EQ(c.word ? 1 : 0, CountOf(lines, std::string("QVL Debug: ") + (c.word ? c.word : "")));
+    EXPECT_EQ(c.word ? 1 : 0, TraceCount(lines, c.word ? c.word : ""));
     EXPECT_EQ(1, qvlhost::ReferenceCount(text));
   }
 }
