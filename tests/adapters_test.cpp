@@ -1,10 +1,15 @@
-// Host strings built by encoding, byte and text views of strings and memory
-// blocks, memory blocks made under the exception handler, scope guards.
+// The binding's adapters: host strings built by encoding, byte and text views
+// of strings and memory blocks, memory blocks made under the exception
+// handler, scope guards, and C++ exceptions raised into the host.
 #include "binding/adapters.h"
 
 #include <cstring>
+#include <functional>
+#include <new>
+#include <set>
 #include <stdexcept>
 
+#include "binding/exceptions.h"
 #include "binding/host_strings.h"
 #include "binding/memory_blocks.h"
 #include "binding/scope_guards.h"
@@ -99,6 +104,67 @@ TEST_F(AdapterTest, DataViewsStringsAndBlocks) {
     EXPECT_TRUE(view.data == nullptr && view.size == 0);
   });
   EXPECT_EQ(1, TraceCount(lines, "data is NULL, so size fixed to zero."));
+}
+
+struct NullWhat : std::exception {
+  const char* what() const noexcept override { return nullptr; }
+};
+
+TEST_F(AdapterTest, CaughtExceptionsRaiseTheirHostClass) {
+  const struct {
+    std::function<void()> fail;
+    const char* raised;
+  } cases[] = {{[] { throw std::bad_alloc(); }, "OutOfMemoryException: Failed to allocate memory: std::bad_alloc"},
+               {[] { throw std::range_error("r"); }, "OutOfBoundsException: C++ reports range error: r"},
+               {[] { throw std::out_of_range("index 9"); }, "OutOfBoundsException: C++ reports range error: index 9"},
+               {[] { throw std::overflow_error("o"); }, "OutOfBoundsException: C++ reports overflow error: o"},
+               {[] { throw std::underflow_error("u"); }, "OutOfBoundsException: C++ reports underflow error: u"},
+               {[] { throw std::length_error("too long"); }, "RuntimeException: C++ Exception: too long"},
+               {[] { throw std::runtime_error(""); }, "RuntimeException: C++ Exception."},
+               {[] { throw NullWhat(); }, "RuntimeException: C++ Exception."},
+               {[] { throw 7; }, "RuntimeException: Sorry, but there was an unnamed C++ Exception."}};
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.raised);
+    const std::vector<std::string> lines = TracedLines([&] {
+      EXPECT_EQ(nullptr, CatchIntoHostException([&]() -> REALstringStruct* {
+                  c.fail();
+                  return qvlhost::NewString("unreached");
+                }));
+    });
+    ASSERT_NE(nullptr, qvlhost::PendingException());
+    EXPECT_EQ(0, qvlhost::ExceptionErrorNumber(qvlhost::PendingException()));
+    EXPECT_EQ(c.raised, TakePendingException());
+    const bool unnamed = std::string(c.raised).find("unnamed") != std::string::npos;
+    EXPECT_EQ(unnamed ? 1 : 0, TraceCount(lines, "Unnamed C++ Exception."));
+  }
+}
+
+// Without the raise entry the exception is made, dropped and given back.
+TEST_F(AdapterTest, RaiseDegradesOrDropsWhatTheHostLacks) {
+  const struct {
+    std::set<std::string> hidden, failingProperties;  // hidden classes and entries
+    const char* message;
+    const char* raised;
+    int64_t asked;  // instances asked of the host, one per class tried
+  } cases[] = {{{}, {}, "picture is nil", "NilObjectException: picture is nil", 1},
+               {{"NilObjectException"}, {}, "picture is nil", "RuntimeException: picture is nil", 2},
+               {{"NilObjectException", "RuntimeException"}, {}, "picture is nil", "", 2},
+               {{"RuntimeRaiseException"}, {}, "picture is nil", "", 1},
+               {{}, {}, nullptr, "NilObjectException: (nil)", 1},
+               {{}, {}, "", "NilObjectException: (nil)", 1},
+               {{}, {"Message"}, "picture is nil", "NilObjectException: (nil)", 1}};
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.raised);
+    qvlhost::Config config = config_;
+    config.hiddenClasses = config.hiddenEntries = c.hidden;
+    config.failingProperties = c.failingProperties;
+    qvlhost::Reset(config);
+    ForgetEntryPoints();
+    RaiseException("NilObjectException", c.message);
+    EXPECT_EQ(c.raised, TakePendingException());
+    EXPECT_EQ(c.asked, JournalCount("PluginNewInstance"));
+    EXPECT_EQ("", qvlhost::BalanceProblems());
+  }
 }
 
 struct TextCase {
