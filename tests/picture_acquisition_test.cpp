@@ -129,19 +129,15 @@ TEST_P(AcquiredLayoutTest, AcquisitionRecordsTheLayoutAndRowsAddressTheHostPixel
   EXPECT_EQ(gd ? 3 : 2, reader.warningCount);
   EXPECT_EQ(gd ? uintptr_t{0} : reinterpret_cast<uintptr_t>(reader.Pixelbase) - uintptr_t(reader.BytesPerRow),
             reinterpret_cast<uintptr_t>(above));
-}
-
-TEST_F(AcquisitionTest, UnreadablePropertiesCountAsFalseAndZero) {
-  qvlhost::CurrentConfig().failingProperties = {"HasAlphaChannel", "VerticalResolution"};
-  OwnedPicture pic(qvlhost::NewAlphaPicture(2, 2));
+  qvlhost::CurrentConfig().failingProperties = {"HasAlphaChannel", "VerticalResolution"};  // read as false and 0
   const Lines lines = TracedLines([&] {
-    PictureReader reader(pic);
-    ASSERT_EQ(pic.get(), reader.picture);
-    EXPECT_FALSE(reader.HasAlphaChannel);
-    EXPECT_EQ(0, reader.VerticalResolution);
-    EXPECT_EQ(72, reader.HorizontalResolution);
+    PictureReader unreadable(pic);
+    ASSERT_EQ(pic.get(), unreadable.picture);
+    EXPECT_FALSE(unreadable.HasAlphaChannel);
+    EXPECT_EQ(0, unreadable.VerticalResolution);
+    EXPECT_EQ(144, unreadable.HorizontalResolution);
   });
-  EXPECT_THAT(lines, Contains("QVL Debug: HasAlphaChannel property not found."));
+  EXPECT_EQ(1, TraceCount(lines, "HasAlphaChannel property not found."));
 }
 
 // The first acquisition asks the host three times what it runs; the flags it
