@@ -146,15 +146,25 @@ TEST_F(ReadFallbackTest, VectorAndAlphaInfoZeroPicturesAreReadThroughADrawnDupli
 
 // A source with alpha gets a duplicate with alpha, made by the Picture
 // constructor, and its mask is left on; one without alpha loses its mask for
-// the copy only, through the getter of the host's version.
-TEST_F(ReadFallbackTest, DuplicateKeepsAlphaAndDrawsWithoutTheMask) {
-  const std::tuple<double, uint8_t, const char*> cases[] = {
-      {2020.0, 255, "REALGetPictureMask"}, {2020.01, 255, kMaskGetter}, {2024.0, 128, nullptr}};
-  for (auto [version, alpha, maskGetter] : cases) {
-    SCOPED_TRACE(version);
+// the copy only, through the getter of the host's version. The source's
+// resolutions go to the duplicate when both read as 1 or more; otherwise it
+// keeps the host's default.
+TEST_F(ReadFallbackTest, DuplicateKeepsAlphaAndResolutionsAndDrawsWithoutTheMask) {
+  // Version, alpha, the mask getter used, the source's resolutions, reading the horizontal one fails.
+  using Case = std::tuple<double, uint8_t, const char*, int64_t, int64_t, bool>;
+  const Case cases[] = {{2020.0, 255, "REALGetPictureMask", 144, 96, false},
+                        {2020.01, 255, kMaskGetter, 0, 96, false},
+                        {2024.0, 128, nullptr, 144, 0, false},
+                        {2024.0, 128, nullptr, 144, 96, true}};
+  qvlhost::CurrentConfig().newPictureResolution = 300;
+  for (auto [version, alpha, maskGetter, horizontal, vertical, failing] : cases) {
+    SCOPED_TRACE(testing::Message() << version << " " << horizontal << " " << vertical);
     SetHostVersion(version);
     OwnedPicture pic(Vector(3, 2, alpha)), mask(qvlhost::NewPicture(3, 2));
     qvlhost::SetPictureMask(pic, mask);
+    qvlhost::SetResolution(pic, horizontal, vertical);
+    qvlhost::CurrentConfig().failingProperties.clear();
+    if (failing) qvlhost::CurrentConfig().failingProperties.insert("HorizontalResolution");
     qvlhost::ClearJournal();
     {
       PictureReader reader(pic);
@@ -163,6 +173,9 @@ TEST_F(ReadFallbackTest, DuplicateKeepsAlphaAndDrawsWithoutTheMask) {
       EXPECT_EQ(alpha != 255, reader.HasAlphaChannel);
       EXPECT_EQ(nullptr, qvlhost::PictureMask(reader.picture));
       EXPECT_EQ(alpha, qvlhost::PixelColour(reader.picture, 1, 1).a);
+      const bool carried = horizontal > 0 && vertical > 0 && !failing;
+      EXPECT_EQ(carried ? horizontal : 300, qvlhost::HorizontalResolution(reader.picture));
+      EXPECT_EQ(carried ? vertical : 300, qvlhost::VerticalResolution(reader.picture));
     }
     EXPECT_EQ(mask.get(), qvlhost::PictureMask(pic));
     if (!maskGetter) {
@@ -175,26 +188,6 @@ TEST_F(ReadFallbackTest, DuplicateKeepsAlphaAndDrawsWithoutTheMask) {
     const Lines setterCalls = CallDetails(kMaskSetter);
     ASSERT_EQ(2u, setterCalls.size());
     EXPECT_TRUE(setterCalls[0] == "nil" && setterCalls[1] != "nil");
-  }
-}
-
-// The source's resolutions go to the duplicate and so to the result, when
-// both read as 1 or more; otherwise the duplicate keeps the host's default.
-TEST_F(ReadFallbackTest, ResolutionsCarriedOrLeftToTheHostDefault) {
-  // The source's resolutions, whether reading them fails, whether they are carried.
-  const std::tuple<int64_t, int64_t, bool, bool> cases[] = {
-      {144, 96, false, true}, {0, 96, false, false}, {144, 0, false, false}, {144, 96, true, false}};
-  qvlhost::CurrentConfig().newPictureResolution = 300;
-  for (auto [horizontal, vertical, failing, carried] : cases) {
-    SCOPED_TRACE(std::to_string(horizontal) + " " + std::to_string(vertical));
-    OwnedPicture pic(Vector(2, 2));
-    qvlhost::SetResolution(pic, horizontal, vertical);
-    qvlhost::CurrentConfig().failingProperties.clear();
-    if (failing) qvlhost::CurrentConfig().failingProperties.insert("HorizontalResolution");
-    PictureReader reader(pic);
-    ASSERT_NE(nullptr, reader.picture);
-    EXPECT_EQ(carried ? horizontal : 300, qvlhost::HorizontalResolution(reader.picture));
-    EXPECT_EQ(carried ? vertical : 300, qvlhost::VerticalResolution(reader.picture));
   }
 }
 
