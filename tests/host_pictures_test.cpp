@@ -13,6 +13,7 @@
 #include "filters/threshold.h"
 #include "qvl/entry_points.h"
 #include "support/every_pixel.h"
+#include "support/painted_picture.h"
 #include "support/plugin_test.h"
 
 namespace {
@@ -135,19 +136,12 @@ TEST_F(HostFileTest, UnreadableFilesGiveNil) {
 // The plug-in reads 32-bit pixels as words, so the host starts every such row
 // on a whole word whatever padding is asked; the padding changes no result.
 TEST_F(HostFileTest, PaddingOf32BitRowsIsRoundedToWholeWords) {
-  auto painted = [] {
-    REALpictureStruct* picture = qvlhost::NewAlphaPicture(5, 3);
-    for (int64_t y = 0; y < 3; ++y)
-      for (int64_t x = 0; x < 5; ++x)
-        qvlhost::SetPixelColour(picture, x, y, {uint8_t(x * 50), uint8_t(y * 90), uint8_t(x + y * 7), uint8_t(x * 60)});
-    return picture;
-  };
-  OwnedPicture plain(painted());
+  OwnedPicture plain(VariedAlphaPicture(5, 3));
   OwnedPicture inverted(InvertPicture2(plain)), threshold(ThresholdQVL(plain, 100));
   for (int64_t padding : {1, 2, 3}) {
     SCOPED_TRACE(padding);
     qvlhost::CurrentConfig().extraBytesPerRow = padding;
-    OwnedPicture padded(painted());
+    OwnedPicture padded(VariedAlphaPicture(5, 3));
     const int64_t bytesPerRow = 5 * 4 + int64_t(qvlhost::RowPadding(padded, 0).size());
     EXPECT_EQ(0, bytesPerRow % 4);
     EXPECT_LE(5 * 4 + padding, bytesPerRow);

@@ -12,6 +12,7 @@
 
 #include "binding/globals.h"
 #include "registrationclient/registration_check.h"
+#include "support/painted_picture.h"
 #include "support/plugin_test.h"
 
 extern "C" void REALPluginMain(QVLResolver resolver);
@@ -90,11 +91,7 @@ TEST_P(PictureStringLayoutTest, RoundTripKeepsTheStoredColoursAndGivesAnOpaquePi
   for (const auto& [level, width, height] : sizes) {
     CapVectorLevel(level);
     SCOPED_TRACE(NameOf(level));
-    OwnedPicture source(qvlhost::NewAlphaPicture(width, height));
-    for (int64_t y = 0; y < height; ++y)
-      for (int64_t x = 0; x < width; ++x)
-        qvlhost::SetPixelColour(
-            source, x, y, {uint8_t(x * 19 + y), uint8_t(250 - x * 7), uint8_t(y * 90 + 3), uint8_t(x % 2 ? 255 : 128)});
+    OwnedPicture source(VariedAlphaPicture(width, height));
     OwnedPicture mask(qvlhost::NewPicture(width, height));
     qvlhost::SetPictureMask(source, mask);
     const std::string bytes = Encode(source);
