@@ -1,10 +1,15 @@
-// Host strings built by encoding, byte and text views of strings and memory
-// blocks, memory blocks made under the exception handler, scope guards.
+// The binding's adapters: host strings built by encoding, byte and text views
+// of strings and memory blocks, memory blocks made under the exception
+// handler, scope guards, and C++ exceptions raised into the host.
 #include "binding/adapters.h"
 
 #include <cstring>
+#include <functional>
+#include <new>
+#include <set>
 #include <stdexcept>
 
+#include "binding/exceptions.h"
 #include "binding/host_strings.h"
 #include "binding/memory_blocks.h"
 #include "binding/scope_guards.h"
@@ -18,7 +23,7 @@ using qvlhost::OwnedPicture;
 using qvlhost::OwnedString;
 using Lines = std::vector<std::string>;
 
-class AdapterTest : public PluginTest {};
+using AdapterTest = PluginTest;
 
 // Hosts from 2012.0 build with the encoding, older ones label the built string.
 TEST_F(AdapterTest, BuildUnicodeStringNormalisesEncodings) {
@@ -29,16 +34,14 @@ TEST_F(AdapterTest, BuildUnicodeStringNormalisesEncodings) {
     double version;
     std::string built;
     uint32_t builtEncoding;
-  } cases[] = {
-      {"abc", kREALTextEncodingMacRoman, 2024.03, "abc", kREALTextEncodingASCII},
-      {"ab\x80", kREALTextEncodingMacRoman, 2024.03, "ab\x80", kREALTextEncodingMacRoman},
-      {"abc", kREALTextEncodingWindowsLatin1, 2011.04, "abc", kREALTextEncodingASCII},
-      {"\xFF", kREALTextEncodingUnknown, 2011.04, "\xFF", kREALTextEncodingUnknown},
-      {"\xC3\xA9", kREALTextEncodingUTF8, 2024.03, "\xC3\xA9", kREALTextEncodingUTF8},
-      {"a", kREALTextEncodingUTF32, 2024.03, "a", kREALTextEncodingUTF32},
-      {utf16, kREALTextEncodingUnicodeDefault, 2024.03, "h\xC3\xA9", kREALTextEncodingUTF8},
-      {utf16, kREALTextEncodingUnicodeDefault, 2011.04, "h\xC3\xA9", kREALTextEncodingUTF8},
-  };
+  } cases[] = {{"abc", kREALTextEncodingMacRoman, 2024.03, "abc", kREALTextEncodingASCII},
+               {"ab\x80", kREALTextEncodingMacRoman, 2024.03, "ab\x80", kREALTextEncodingMacRoman},
+               {"abc", kREALTextEncodingWindowsLatin1, 2011.04, "abc", kREALTextEncodingASCII},
+               {"\xFF", kREALTextEncodingUnknown, 2011.04, "\xFF", kREALTextEncodingUnknown},
+               {"\xC3\xA9", kREALTextEncodingUTF8, 2024.03, "\xC3\xA9", kREALTextEncodingUTF8},
+               {"a", kREALTextEncodingUTF32, 2024.03, "a", kREALTextEncodingUTF32},
+               {utf16, kREALTextEncodingUnicodeDefault, 2024.03, "h\xC3\xA9", kREALTextEncodingUTF8},
+               {utf16, kREALTextEncodingUnicodeDefault, 2011.04, "h\xC3\xA9", kREALTextEncodingUTF8}};
   for (const auto& c : cases) {
     SCOPED_TRACE(c.built);
     rbversion_rbversion = c.version;
@@ -50,7 +53,7 @@ TEST_F(AdapterTest, BuildUnicodeStringNormalisesEncodings) {
     EXPECT_EQ(c.builtEncoding, qvlhost::StringEncoding(built));
     EXPECT_EQ(1, JournalCount(c.version >= 2012 ? "REALBuildStringWithEncoding" : "REALBuildString"));
     EXPECT_EQ(c.encoding == kREALTextEncodingUTF32,
-              CountOf(lines, "QVL Debug: Unknown encoding in REALBuildUnicodeString 201326848") == 1);
+              TraceCount(lines, "Unknown encoding in REALBuildUnicodeString 201326848") == 1);
   }
 }
 
@@ -60,7 +63,7 @@ TEST_F(AdapterTest, BuildUnicodeStringRefusesOrRaisesAtTheLimits) {
     for (auto [text, count] : {std::pair{static_cast<const char*>(nullptr), 3L}, {bytes, 0L}, {bytes, 2147483648L}})
       EXPECT_EQ(nullptr, REALBuildUnicodeString(text, count, kREALTextEncodingUTF8)) << count;
   });
-  EXPECT_EQ(1, CountOf(lines, "QVL Debug: Count too big for REALBuildUnicodeString."));
+  EXPECT_EQ(1, TraceCount(lines, "Count too big for REALBuildUnicodeString."));
   EXPECT_EQ(0, JournalCount("REALBuildStringWithEncoding"));
   // The largest count reaches the host, whose allocator gives up: the
   // host's failure result comes back as nil, with nothing pending.
@@ -94,16 +97,74 @@ TEST_F(AdapterTest, DataViewsStringsAndBlocks) {
   }
   EXPECT_EQ(1, qvlhost::ReferenceCount(text));
   EXPECT_EQ(1, qvlhost::ReferenceCount(block));
-}
-
-TEST_F(AdapterTest, DataOfAStringWithoutBytesHasNoSize) {
-  qvlhost::CurrentConfig().hiddenEntries.insert("StringGetCString");
-  OwnedString text(qvlhost::NewString("abc"));
+  qvlhost::CurrentConfig().hiddenEntries.insert("StringGetCString");  // a string without bytes has no size
+  ForgetEntryPoints();
   const Lines lines = TracedLines([&] {
     rbData view(text.get());
     EXPECT_TRUE(view.data == nullptr && view.size == 0);
   });
-  EXPECT_EQ(1, CountOf(lines, "QVL Debug: data is NULL, so size fixed to zero."));
+  EXPECT_EQ(1, TraceCount(lines, "data is NULL, so size fixed to zero."));
+}
+
+struct NullWhat : std::exception {
+  const char* what() const noexcept override { return nullptr; }
+};
+
+TEST_F(AdapterTest, CaughtExceptionsRaiseTheirHostClass) {
+  const struct {
+    std::function<void()> fail;
+    const char* raised;
+  } cases[] = {{[] { throw std::bad_alloc(); }, "OutOfMemoryException: Failed to allocate memory: std::bad_alloc"},
+               {[] { throw std::range_error("r"); }, "OutOfBoundsException: C++ reports range error: r"},
+               {[] { throw std::out_of_range("index 9"); }, "OutOfBoundsException: C++ reports range error: index 9"},
+               {[] { throw std::overflow_error("o"); }, "OutOfBoundsException: C++ reports overflow error: o"},
+               {[] { throw std::underflow_error("u"); }, "OutOfBoundsException: C++ reports underflow error: u"},
+               {[] { throw std::length_error("too long"); }, "RuntimeException: C++ Exception: too long"},
+               {[] { throw std::runtime_error(""); }, "RuntimeException: C++ Exception."},
+               {[] { throw NullWhat(); }, "RuntimeException: C++ Exception."},
+               {[] { throw 7; }, "RuntimeException: Sorry, but there was an unnamed C++ Exception."}};
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.raised);
+    const std::vector<std::string> lines = TracedLines([&] {
+      EXPECT_EQ(nullptr, CatchIntoHostException([&]() -> REALstringStruct* {
+                  c.fail();
+                  return qvlhost::NewString("unreached");
+                }));
+    });
+    ASSERT_NE(nullptr, qvlhost::PendingException());
+    EXPECT_EQ(0, qvlhost::ExceptionErrorNumber(qvlhost::PendingException()));
+    EXPECT_EQ(c.raised, TakePendingException());
+    const bool unnamed = std::string(c.raised).find("unnamed") != std::string::npos;
+    EXPECT_EQ(unnamed ? 1 : 0, TraceCount(lines, "Unnamed C++ Exception."));
+  }
+}
+
+// Without the raise entry the exception is made, dropped and given back.
+TEST_F(AdapterTest, RaiseDegradesOrDropsWhatTheHostLacks) {
+  const struct {
+    std::set<std::string> hidden, failingProperties;  // hidden classes and entries
+    const char* message;
+    const char* raised;
+    int64_t asked;  // instances asked of the host, one per class tried
+  } cases[] = {{{}, {}, "picture is nil", "NilObjectException: picture is nil", 1},
+               {{"NilObjectException"}, {}, "picture is nil", "RuntimeException: picture is nil", 2},
+               {{"NilObjectException", "RuntimeException"}, {}, "picture is nil", "", 2},
+               {{"RuntimeRaiseException"}, {}, "picture is nil", "", 1},
+               {{}, {}, nullptr, "NilObjectException: (nil)", 1},
+               {{}, {}, "", "NilObjectException: (nil)", 1},
+               {{}, {"Message"}, "picture is nil", "NilObjectException: (nil)", 1}};
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.raised);
+    qvlhost::Config config = config_;
+    config.hiddenClasses = config.hiddenEntries = c.hidden;
+    config.failingProperties = c.failingProperties;
+    qvlhost::Reset(config);
+    ForgetEntryPoints();
+    RaiseException("NilObjectException", c.message);
+    EXPECT_EQ(c.raised, TakePendingException());
+    EXPECT_EQ(c.asked, JournalCount("PluginNewInstance"));
+    EXPECT_EQ("", qvlhost::BalanceProblems());
+  }
 }
 
 struct TextCase {
@@ -134,8 +195,7 @@ TEST_P(TextTest, GetUTF8ByEncoding) {
       {std::string("h\0\xE9\0", 4), kREALTextEncodingUTF16LE, "h\xC3\xA9", false, false, unterminated},
       {"abc", kREALTextEncodingUnknown, "abc", true, false, nullptr},
       {"\x8E", kREALTextEncodingUnknown, "\xC3\xA9", false, true, "REALBuildUnicodeString failed"},
-      {"abc", 0x7777, "", false, true, "REALGetStringData failed."},
-  };
+      {"abc", 0x7777, "", false, true, "REALGetStringData failed."}};
   for (const TextCase& c : cases) {
     SCOPED_TRACE(c.utf8);
     OwnedString text(qvlhost::NewString(c.bytes, c.encoding));
@@ -149,7 +209,7 @@ TEST_P(TextTest, GetUTF8ByEncoding) {
       EXPECT_EQ(c.ownBytes, JournalCount("PluginGetStringData") == 0);
       EXPECT_EQ(c.failed, view.failed);
     });
-    EXPECT_EQ(c.word ? 1 : 0, CountOf(lines, std::string("QVL Debug: ") + (c.word ? c.word : "")));
+    EXPECT_EQ(c.word ? 1 : 0, TraceCount(lines, c.word ? c.word : ""));
     EXPECT_EQ(1, qvlhost::ReferenceCount(text));
   }
 }
@@ -171,48 +231,38 @@ TEST_F(AdapterTest, NilTextIsEmptyAndCheckWordsReportOverwrites) {
   EXPECT_TRUE(qvlhost::Journal().empty());
 }
 
-struct MemoryBlockCase {
-  int64_t size;
-  bool handler;
-  const char *hiddenMethod, *hiddenClass;
-  int64_t madeSize;         // -1: no block
-  const char* leftPending;  // the exception class left pending
-};
-
+// Without a size from the host only a requested size of 0 or less passes.
 TEST_F(AdapterTest, NewMemoryBlockUnderTheExceptionHandler) {
-  const MemoryBlockCase cases[] = {
-      {16, true, nullptr, nullptr, 16, ""},
-      {65, true, nullptr, nullptr, -1, ""},
-      {-1, true, nullptr, nullptr, 0, ""},
-      {16, false, nullptr, nullptr, 16, ""},
-      {65, false, nullptr, nullptr, -1, "OutOfMemoryException"},
-      {16, true, "Constructor(bytes as Integer)", nullptr, -1, ""},
-      {16, true, nullptr, "MemoryBlock", -1, ""},
-  };
-  for (const MemoryBlockCase& c : cases) {
-    SCOPED_TRACE(c.size);
+  const struct {
+    int64_t size;
+    const char* hidden;  // an entry, method or class the host lacks
+    int64_t madeSize;    // -1: no block
+    const char* leftPending;
+  } cases[] = {{16, nullptr, 16, ""},
+               {65, nullptr, -1, ""},
+               {-1, nullptr, 0, ""},
+               {16, "PluginCallFunctionWithExceptionHandler", 16, ""},
+               {65, "PluginCallFunctionWithExceptionHandler", -1, "OutOfMemoryException"},
+               {16, "Constructor(bytes as Integer)", -1, ""},
+               {16, "MemoryBlock", -1, ""},
+               {1, "memoryBlockGetSize", -1, ""},
+               {0, "memoryBlockGetSize", 0, ""}};
+  for (const auto& c : cases) {
+    SCOPED_TRACE(testing::Message() << c.size << " " << (c.hidden ? c.hidden : ""));
     qvlhost::Config config = config_;
     config.maxMemoryBlockBytes = 64;
-    if (!c.handler) config.hiddenEntries.insert("PluginCallFunctionWithExceptionHandler");
-    if (c.hiddenMethod) config.hiddenMethods.insert(c.hiddenMethod);
-    if (c.hiddenClass) config.hiddenClasses.insert(c.hiddenClass);
+    if (c.hidden) config.hiddenEntries = config.hiddenMethods = config.hiddenClasses = {c.hidden};
     qvlhost::Reset(config);
+    ForgetEntryPoints();
     OwnedMemoryBlock block(REALNewMemoryBlock(c.size));
     EXPECT_EQ(c.madeSize, block ? qvlhost::MemoryBlockSize(block) : -1);
-    EXPECT_EQ(c.handler ? 1 : 0, JournalCount("PluginCallFunctionWithExceptionHandler"));
+    const bool handler = !c.hidden || std::string(c.hidden) != "PluginCallFunctionWithExceptionHandler";
+    EXPECT_EQ(handler ? 1 : 0, JournalCount("PluginCallFunctionWithExceptionHandler"));
     const std::string pending = TakePendingException();
     EXPECT_EQ(c.leftPending, pending.substr(0, pending.find(':')));
     block.reset();
     EXPECT_EQ("", qvlhost::BalanceProblems());
   }
-}
-
-// Without a size from the host, only a requested size of 0 or less passes.
-TEST_F(AdapterTest, NewMemoryBlockWithoutItsSizeIsTooSmall) {
-  qvlhost::CurrentConfig().hiddenEntries.insert("memoryBlockGetSize");
-  EXPECT_EQ(nullptr, REALNewMemoryBlock(1));
-  OwnedMemoryBlock empty(REALNewMemoryBlock(0));
-  EXPECT_NE(nullptr, empty.get());
 }
 
 TEST_F(AdapterTest, GuardsGiveBackOnEveryPathOut) {

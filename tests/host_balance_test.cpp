@@ -50,13 +50,11 @@ TEST_F(BalanceTest, ReportsEachKindOfImbalance) {
          qvlhost::OwnedObject exception(qvlhost::NewObject("NilObjectException"));
          HostEntry<REALRaiseExceptionFn>("RuntimeRaiseException")(exception);
        }},
-      {"1 string data record(s) not disposed of\n",
-       [] {
+      {"1 string data record(s) not disposed of\n", [] {
          qvlhost::OwnedString text(qvlhost::NewString("abc"));
          REALstringData data{};
          EXPECT_TRUE(HostEntry<REALGetStringDataFn>("PluginGetStringData")(text, 0x08000100, &data));
-       }},
-  };
+       }}};
   for (const Case& c : cases) {
     SCOPED_TRACE(c.problem);
     qvlhost::Reset();

@@ -1,6 +1,6 @@
-// Host entry points when memory runs out: each allocation a call makes is
-// made to fail in turn, and the call gives its failure result or succeeds,
-// but lets no C++ exception out to the plug-in.
+// Host entry points when memory runs out: each allocation a call makes fails
+// in turn, and the call gives its failure result or succeeds, but lets no C++
+// exception out to the plug-in.
 #include <gtest/gtest.h>
 
 #include <cstdlib>
@@ -19,8 +19,6 @@ namespace {
 // while none is to fail.
 int64_t allocationsBeforeFailure = -1;
 bool failureReached = false;
-
-// Lets every allocation succeed again, before a test cleans up after a call.
 void Disarm() { allocationsBeforeFailure = -1; }
 
 }  // namespace
@@ -51,8 +49,8 @@ TEST_F(HostOutOfMemory, EntriesGiveTheirFailureResult) {
   OwnedPicture picture(qvlhost::NewPicture(4, 4));
   REALpictureDescription description{};
   const std::string text(2000, 'q');
-  std::vector<qvlhost::OwnedObject> kept;  // objects the entries made, given back at the end
-  // Keeps what a call made; true when it made nothing.
+  std::vector<qvlhost::OwnedObject> kept;
+  // Keeps what a call made, to give back at the end; true when it made nothing.
   auto MadeNothing = [&](void* handle) {
     Disarm();
     if (handle) kept.emplace_back(static_cast<REALobjectStruct*>(handle));
@@ -66,8 +64,7 @@ TEST_F(HostOutOfMemory, EntriesGiveTheirFailureResult) {
   auto classRef = HostEntry<REALGetClassRefFn>("pluginObjectType");
   auto lockDescription = HostEntry<REALLockPictureDescriptionFn>("REALLockPictureDescription");
   auto unlockDescription = HostEntry<REALUnlockPictureDescriptionFn>("unlockPictureDescription");
-  // A method handed out by declaration: a vector picture's best
-  // representation is a new bitmap drawn for the call.
+  // A vector picture's best representation is a bitmap drawn for the call.
   OwnedPicture vector(qvlhost::NewPicture(4, 4));
   qvlhost::SetPictureKind(vector, 1);
   using BestRepresentationFn = REALpictureStruct* (*)(REALobjectStruct*, int64_t, int64_t, double);
@@ -75,29 +72,26 @@ TEST_F(HostOutOfMemory, EntriesGiveTheirFailureResult) {
       HostEntry<REALLoadObjectMethodFn>("REALLoadObjectMethod")(vector, QVL_PICTURE_BEST_REPRESENTATION));
   const struct {
     const char* entry;
-    // Calls the entry as the plug-in does; true when it gave its failure result.
-    std::function<bool()> call;
-  } cases[] = {
-      {"REALGetRBVersion", [&] { return version() == 0.0; }},
-      {"newPicture", [&] { return MadeNothing(newPicture(8, 8, 32)); }},
-      {"PluginNewInstance", [&] { return MadeNothing(newInstance("Picture")); }},
-      {"REALBuildString",
-       [&] {
-         REALstringStruct* made = buildString(text.data(), int32_t(text.size()));
-         Disarm();
-         if (made) qvlhost::Release(made);
-         return made == nullptr;
-       }},
-      {"pluginObjectType", [&] { return classRef("Graphics") == nullptr; }},
-      {"REALLockPictureDescription",
-       [&] {
-         bool locked = lockDescription(picture, &description, pictureCGBitmapContext);
-         Disarm();
-         if (locked) unlockDescription(picture);
-         return !locked;
-       }},
-      {"Picture.BestRepresentation", [&] { return MadeNothing(bestRepresentation(vector, 8, 8, 1.0)); }},
-  };
+    std::function<bool()> call;  // true when the entry gave its failure result
+  } cases[] = {{"REALGetRBVersion", [&] { return version() == 0.0; }},
+               {"newPicture", [&] { return MadeNothing(newPicture(8, 8, 32)); }},
+               {"PluginNewInstance", [&] { return MadeNothing(newInstance("Picture")); }},
+               {"REALBuildString",
+                [&] {
+                  REALstringStruct* made = buildString(text.data(), int32_t(text.size()));
+                  Disarm();
+                  if (made) qvlhost::Release(made);
+                  return made == nullptr;
+                }},
+               {"pluginObjectType", [&] { return classRef("Graphics") == nullptr; }},
+               {"REALLockPictureDescription",
+                [&] {
+                  bool locked = lockDescription(picture, &description, pictureCGBitmapContext);
+                  Disarm();
+                  if (locked) unlockDescription(picture);
+                  return !locked;
+                }},
+               {"Picture.BestRepresentation", [&] { return MadeNothing(bestRepresentation(vector, 8, 8, 1.0)); }}};
   for (const auto& c : cases) {
     int failures = 0;
     for (int64_t allowed = 0;; ++allowed) {

@@ -26,17 +26,16 @@ TEST_F(WriterTest, SizeLimitsNameTheFirstSideThatFails) {
   const struct {
     int64_t width, height;
     const char* word;  // nil: the writer is made
-  } cases[] = {
-      {0, 5, "width < 1"},          {32768, 0, "height < 1"},        {5, -1, "height < 1"}, {32768, 1, "width > 32767"},
-      {1, 32768, "height > 32767"}, {32768, 32768, "width > 32767"}, {32767, 1, nullptr},   {1, 32767, nullptr},
-  };
+  } cases[] = {{0, 5, "width < 1"},         {32768, 0, "height < 1"},     {5, -1, "height < 1"},
+               {32768, 1, "width > 32767"}, {1, 32768, "height > 32767"}, {32768, 32768, "width > 32767"},
+               {32767, 1, nullptr},         {1, 32767, nullptr}};
   DebuggingEnabled = true;
   for (const auto& c : cases) {
     qvlhost::LogCapture log;
     PictureWriter writer;
     EXPECT_EQ(c.word == nullptr, writer.NewPictureWriter(c.width, c.height)) << c.width << "x" << c.height;
     if (c.word) {
-      EXPECT_THAT(log.Lines(), Contains(std::string("QVL Debug: ") + c.word));
+      EXPECT_EQ(1, TraceCount(log.Lines(), c.word));
     } else {
       EXPECT_EQ(c.width, writer.Width);
       EXPECT_EQ(1, qvlhost::ReferenceCount(writer.picture));
@@ -49,24 +48,33 @@ TEST_F(WriterTest, SizeLimitsNameTheFirstSideThatFails) {
   EXPECT_EQ(nullptr, writer.picture);
 }
 
-TEST_F(WriterTest, AlphaReaderTakesTheConstructorPathWithoutSizeLimit) {
-  const std::tuple<double, bool, int64_t, bool> cases[] = {// version, alpha, width, made
-                                                           {2024.03, true, 40000, true},
-                                                           {2024.03, false, 40000, false},
-                                                           {2011.04, true, 10, true},
-                                                           {2011.03, true, 10, false},
-                                                           {2011.03, false, 10, true}};
-  for (auto [version, alpha, width, made] : cases) {
-    qvlhost::CurrentConfig().version = rbversion_rbversion = version;
+// From 2011.04 a reader with alpha takes the constructor path, which has no
+// size limit. The reader's resolutions go to the writer on every path, also
+// when it fails, and to the result when both are positive.
+TEST_F(WriterTest, AlphaReaderTakesTheConstructorPathAndResolutionsCarryOver) {
+  qvlhost::CurrentConfig().newPictureResolution = 96;
+  // Version, alpha, width, resolutions of the source, made.
+  using Case = std::tuple<double, bool, int64_t, int64_t, int64_t, bool>;
+  const Case cases[] = {{2024.03, true, 40000, 144, 72, true}, {2024.03, false, 40000, 144, 72, false},
+                        {2024.03, false, 10, 144, 72, true},   {2011.04, true, 10, 144, 0, true},
+                        {2011.03, true, 10, 0, 300, false},    {2011.03, false, 10, 0, 300, true}};
+  for (auto [version, alpha, width, horizontal, vertical, made] : cases) {
+    SCOPED_TRACE(testing::Message() << version << " " << alpha << " " << width);
+    SetHostVersion(version);
     OwnedPicture source(alpha ? qvlhost::NewAlphaPicture(width, 1) : qvlhost::NewPicture(width, 1));
-    qvlhost::SetResolution(source, 144, 72);
+    qvlhost::SetResolution(source, horizontal, vertical);
     PictureReader reader(source);
     ASSERT_EQ(source.get(), reader.picture);
     PictureWriter writer;
-    EXPECT_EQ(made, writer.NewPictureWriter(reader)) << version << " " << alpha << " " << width;
+    EXPECT_EQ(made, writer.NewPictureWriter(reader));
     EXPECT_EQ(made && alpha, writer.HasAlphaChannel);
-    EXPECT_EQ(144, writer.HorizontalResolution);  // carried on every path, also after a failure
-    EXPECT_EQ(72, writer.VerticalResolution);
+    EXPECT_EQ(horizontal, writer.HorizontalResolution);
+    EXPECT_EQ(vertical, writer.VerticalResolution);
+    if (!made) continue;
+    OwnedPicture result(writer.RenderPictureWriter());
+    const bool carried = horizontal > 0 && vertical > 0;
+    EXPECT_EQ(carried ? horizontal : 96, qvlhost::HorizontalResolution(result));
+    EXPECT_EQ(carried ? vertical : 96, qvlhost::VerticalResolution(result));
   }
 }
 
@@ -75,34 +83,18 @@ TEST_F(WriterTest, ConstructorPathFailuresGiveNil) {
   qvlhost::LogCapture log;
   qvlhost::CurrentConfig().hiddenClasses = {"Picture"};
   EXPECT_EQ(nullptr, NewPictureWithAlphaChannel(4, 4));
-  EXPECT_THAT(log.Lines(), Contains("QVL Debug: Failed to allocate picture."));
+  EXPECT_EQ(1, TraceCount(log.Lines(), "Failed to allocate picture."));
   qvlhost::CurrentConfig().hiddenClasses.clear();
   qvlhost::CurrentConfig().hiddenMethods = {"Constructor(width as integer, height as integer)"};
   qvlhost::ClearJournal();
   EXPECT_EQ(nullptr, NewPictureWithAlphaChannel(4, 4));
-  EXPECT_THAT(log.Lines(), Contains("QVL Debug: Failed to get picture constructor."));
+  EXPECT_EQ(1, TraceCount(log.Lines(), "Failed to get picture constructor."));
   // The new instance is not given back on this path: find it and release it here.
   const qvlhost::JournalEntry& load = qvlhost::Journal().back();
   ASSERT_EQ("REALLoadObjectMethod", load.entry);
   EXPECT_EQ(1, qvlhost::ReferenceCount(load.handle));
   qvlhost::Release(static_cast<REALobjectStruct*>(const_cast<void*>(load.handle)));
   EXPECT_EQ(nullptr, NewPictureWithAlphaChannel(0, 4));
-}
-
-TEST_F(WriterTest, RenderSetsResolutionsOnlyWhenBothArePositive) {
-  const std::tuple<int64_t, int64_t, int64_t, int64_t> cases[] = {
-      {144, 72, 144, 72}, {144, 0, 96, 96}, {0, 300, 96, 96}};  // resolutions of the source, then of the result
-  qvlhost::CurrentConfig().newPictureResolution = 96;
-  for (auto [horizontal, vertical, expectedHorizontal, expectedVertical] : cases) {
-    OwnedPicture source(qvlhost::NewPicture(3, 3));
-    qvlhost::SetResolution(source, horizontal, vertical);
-    PictureReader reader(source);
-    PictureWriter writer;
-    ASSERT_TRUE(writer.NewPictureWriter(reader));
-    OwnedPicture result(writer.RenderPictureWriter());
-    EXPECT_EQ(expectedHorizontal, qvlhost::HorizontalResolution(result)) << horizontal;
-    EXPECT_EQ(expectedVertical, qvlhost::VerticalResolution(result)) << vertical;
-  }
 }
 
 TEST_F(WriterTest, ReferencesPassFromCreatorToWriterToCaller) {
@@ -133,20 +125,16 @@ TEST_F(WriterTest, RenderingAnEmptyEditorGivesNilAndStillClears) {
   EXPECT_TRUE(qvlhost::Journal().empty());
 }
 
-// On a host that cannot lock objects the writer keeps the creator's reference
-// and hands it to the caller, and readers give back none they did not take:
-// each filter's result is alive, holds the caller's one reference, and has
-// the pixels that the same filter gives on a host that can lock.
+// On a host that cannot lock objects the writer hands the creator's reference
+// to the caller and readers give back none they did not take.
 TEST_F(WriterTest, FilterResultsWithoutLockStayAliveWithOneReference) {
   const struct {
     const char* name;
     bool alphaSource;
     REALpictureStruct* (*filter)(REALpictureStruct*);
-  } cases[] = {
-      {"InvertPicture2", false, InvertPicture2},
-      {"InvertPicture2 with alpha", true, InvertPicture2},
-      {"ThresholdQVL", false, [](REALpictureStruct* pic) { return ThresholdQVL(pic, 128); }},
-  };
+  } cases[] = {{"InvertPicture2", false, InvertPicture2},
+               {"InvertPicture2 with alpha", true, InvertPicture2},
+               {"ThresholdQVL", false, [](REALpictureStruct* pic) { return ThresholdQVL(pic, 128); }}};
   for (const auto& c : cases) {
     SCOPED_TRACE(c.name);
     qvlhost::CurrentConfig().hiddenEntries = {"REALLockObject"};

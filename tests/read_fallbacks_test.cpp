@@ -41,9 +41,9 @@ REALpictureStruct* Ramp(int64_t width, int64_t height, uint8_t alpha = 255) {
   return pic;
 }
 
-// What ThresholdQVL gives for a plain mutable picture of these pixels.
-void ExpectThresholdOf(REALpictureStruct* expectedSource, REALpictureStruct* result) {
-  ExpectSamePicture(result, OwnedPicture(ThresholdQVL(expectedSource, 100)));
+// The result is what ThresholdQVL gives for a plain picture of these pixels.
+void ExpectThresholdOf(REALpictureStruct* plain, REALpictureStruct* result) {
+  ExpectSamePicture(result, OwnedPicture(ThresholdQVL(plain, 100)));
 }
 
 // Whether `wanted` appears in `names` in this order, other names between.
@@ -53,30 +53,27 @@ bool InOrder(const Lines& names, const Lines& wanted) {
   return next == wanted.size();
 }
 
-const qvlhost::JournalEntry* FindCall(const std::string& entry) {
+// The details of the journaled calls through this entry.
+Lines CallDetails(const std::string& entry) {
+  Lines details;
   for (const qvlhost::JournalEntry& call : qvlhost::Journal())
-    if (call.entry == entry) return &call;
-  return nullptr;
+    if (call.entry == entry) details.push_back(call.detail);
+  return details;
 }
 
 // How often REALLoadObjectMethod was asked for this declaration.
 int64_t LoadCount(const std::string& declaration) {
-  int64_t count = 0;
-  for (const qvlhost::JournalEntry& call : qvlhost::Journal())
-    count += call.entry == "REALLoadObjectMethod" && call.detail == "\"" + declaration + "\"";
-  return count;
+  return CountOf(CallDetails("REALLoadObjectMethod"), "\"" + declaration + "\"");
 }
 
-class ReadFallbackTest : public PluginTest {
- protected:
-  void SetVersion(double version) { qvlhost::CurrentConfig().version = rbversion_rbversion = version; }
-  // A vector picture (kind 1) that draws as a ramp.
-  REALpictureStruct* Vector(int64_t width, int64_t height, uint8_t alpha = 255) {
-    REALpictureStruct* pic = Ramp(width, height, alpha);
-    qvlhost::SetPictureKind(pic, 1);
-    return pic;
-  }
-};
+// A vector picture (kind 1) that draws as a ramp.
+REALpictureStruct* Vector(int64_t width, int64_t height, uint8_t alpha = 255) {
+  REALpictureStruct* pic = Ramp(width, height, alpha);
+  qvlhost::SetPictureKind(pic, 1);
+  return pic;
+}
+
+using ReadFallbackTest = PluginTest;
 
 // From 2016.0 a HiDPI picture is read through the representation the host
 // picks for four times its size, here the larger bitmap; directly below, its
@@ -90,7 +87,7 @@ TEST_F(ReadFallbackTest, HiDPIAndVectorRepresentationsReadThroughBestRepresentat
                                                                     {2016.0, 3, false, 16, true}};
   for (auto [version, kind, bestHidden, width, asked] : cases) {
     SCOPED_TRACE(version);
-    SetVersion(version);
+    SetHostVersion(version);
     qvlhost::CurrentConfig().hiddenMethods.clear();
     if (bestHidden) qvlhost::CurrentConfig().hiddenMethods.insert(kBest);
     OwnedPicture small(Ramp(4, 2)), large(Ramp(8, 4));
@@ -100,35 +97,40 @@ TEST_F(ReadFallbackTest, HiDPIAndVectorRepresentationsReadThroughBestRepresentat
     qvlhost::ClearJournal();
     OwnedPicture result;
     const Lines lines = TracedLines([&] { result = OwnedPicture(ThresholdQVL(pic, 100)); });
-    const qvlhost::JournalEntry* best = FindCall(kBest);
-    EXPECT_EQ(asked ? "4, 2, 4" : "-", best ? best->detail : "-");
-    EXPECT_EQ(bestHidden, CountOf(lines, "QVL Debug: BestRepresentation missing") == 1);
+    EXPECT_EQ(asked ? Lines{"4, 2, 4"} : Lines{}, CallDetails(kBest));
+    EXPECT_EQ(bestHidden, TraceCount(lines, "BestRepresentation missing") == 1);
     ASSERT_NE(nullptr, result.get());
     EXPECT_EQ(width, qvlhost::PictureWidth(result));
     if (kind == 0) ExpectThresholdOf(width == 8 ? large : small, result);
   }
 }
 
-// A vector picture is drawn into a plain 32-bit duplicate, which is read
-// instead; the Double DrawPicture from 2018.02, the Integer one below, and
-// without a method the own copy, which a Core Graphics source refuses.
-TEST_F(ReadFallbackTest, VectorPictureIsReadThroughADrawnDuplicate) {
-  // The version, and the DrawPicture it draws with; none where that one is hidden.
-  const std::tuple<double, const char*> cases[] = {
-      {2018.02, kDrawDouble}, {2018.01, kDrawInteger}, {2018.02, nullptr}, {2017.0, nullptr}};
-  for (auto [version, drawnWith] : cases) {
+// A vector picture, or one of alpha info 0, which is refused even at 32 bits,
+// is drawn into a plain 32-bit duplicate, which is read instead; the Double
+// DrawPicture from 2018.02, the Integer one below, and without a method the
+// own copy, which a Core Graphics source refuses.
+TEST_F(ReadFallbackTest, VectorAndAlphaInfoZeroPicturesAreReadThroughADrawnDuplicate) {
+  // The version, the DrawPicture it draws with (none where that one is hidden), alpha info 0.
+  const std::tuple<double, const char*, bool> cases[] = {{2018.02, kDrawDouble, false},
+                                                         {2018.01, kDrawInteger, false},
+                                                         {2018.02, nullptr, false},
+                                                         {2017.0, nullptr, false},
+                                                         {2024.03, kDrawDouble, true}};
+  for (auto [version, drawnWith, alphaInfoZero] : cases) {
     SCOPED_TRACE(version);
-    SetVersion(version);
+    SetHostVersion(version);
     const bool doubleDeclaration = version >= 2018.02;  // one declaration by the host's version, never the other
     qvlhost::CurrentConfig().hiddenMethods.clear();
     if (!drawnWith) qvlhost::CurrentConfig().hiddenMethods.insert(doubleDeclaration ? kDrawDouble : kDrawInteger);
-    OwnedPicture pic(Vector(5, 2));
+    if (alphaInfoZero) qvlhost::CurrentConfig().storage = Storage::CG(0);
+    OwnedPicture pic(alphaInfoZero ? Ramp(5, 2) : Vector(5, 2));
+    qvlhost::CurrentConfig().storage = Storage::CG(2);
     qvlhost::ClearJournal();
     OwnedPicture result;
     const Lines lines = TracedLines([&] { result = OwnedPicture(ThresholdQVL(pic, 100)); });
     EXPECT_TRUE(InOrder(lines, {"QVL Debug: Trying clone....", "QVL Debug: MyREALNewPicture 5, 2, 32",
                                 "QVL Debug: set resoluton to 72, 72"}));
-    EXPECT_EQ(drawnWith == nullptr, CountOf(lines, "QVL Debug: drawpicture failes?") == 1);
+    EXPECT_EQ(drawnWith == nullptr, TraceCount(lines, "drawpicture failes?") == 1);
     EXPECT_EQ(1, LoadCount(doubleDeclaration ? kDrawDouble : kDrawInteger));
     EXPECT_EQ(0, LoadCount(doubleDeclaration ? kDrawInteger : kDrawDouble));
     if (drawnWith) {
@@ -142,29 +144,27 @@ TEST_F(ReadFallbackTest, VectorPictureIsReadThroughADrawnDuplicate) {
   }
 }
 
-// Alpha info 0 is refused even at 32 bits; the duplicate the host makes in
-// its own storage reads the same pixels.
-TEST_F(ReadFallbackTest, AlphaInfoZeroIsReadThroughTheDuplicate) {
-  qvlhost::CurrentConfig().storage = Storage::CG(0);
-  OwnedPicture pic(Ramp(6, 3));
-  qvlhost::CurrentConfig().storage = Storage::CG(2);
-  qvlhost::ClearJournal();
-  OwnedPicture result(ThresholdQVL(pic, 100));
-  EXPECT_EQ(1, JournalCount(kDrawDouble));
-  ExpectThresholdOf(OwnedPicture(Ramp(6, 3)), result);
-}
-
 // A source with alpha gets a duplicate with alpha, made by the Picture
 // constructor, and its mask is left on; one without alpha loses its mask for
-// the copy only, through the getter of the host's version.
-TEST_F(ReadFallbackTest, DuplicateKeepsAlphaAndDrawsWithoutTheMask) {
-  const std::tuple<double, uint8_t, const char*> cases[] = {
-      {2020.0, 255, "REALGetPictureMask"}, {2020.01, 255, kMaskGetter}, {2024.0, 128, nullptr}};
-  for (auto [version, alpha, maskGetter] : cases) {
-    SCOPED_TRACE(version);
-    SetVersion(version);
+// the copy only, through the getter of the host's version. The source's
+// resolutions go to the duplicate when both read as 1 or more; otherwise it
+// keeps the host's default.
+TEST_F(ReadFallbackTest, DuplicateKeepsAlphaAndResolutionsAndDrawsWithoutTheMask) {
+  // Version, alpha, the mask getter used, the source's resolutions, reading the horizontal one fails.
+  using Case = std::tuple<double, uint8_t, const char*, int64_t, int64_t, bool>;
+  const Case cases[] = {{2020.0, 255, "REALGetPictureMask", 144, 96, false},
+                        {2020.01, 255, kMaskGetter, 0, 96, false},
+                        {2024.0, 128, nullptr, 144, 0, false},
+                        {2024.0, 128, nullptr, 144, 96, true}};
+  qvlhost::CurrentConfig().newPictureResolution = 300;
+  for (auto [version, alpha, maskGetter, horizontal, vertical, failing] : cases) {
+    SCOPED_TRACE(testing::Message() << version << " " << horizontal << " " << vertical);
+    SetHostVersion(version);
     OwnedPicture pic(Vector(3, 2, alpha)), mask(qvlhost::NewPicture(3, 2));
     qvlhost::SetPictureMask(pic, mask);
+    qvlhost::SetResolution(pic, horizontal, vertical);
+    qvlhost::CurrentConfig().failingProperties.clear();
+    if (failing) qvlhost::CurrentConfig().failingProperties.insert("HorizontalResolution");
     qvlhost::ClearJournal();
     {
       PictureReader reader(pic);
@@ -173,6 +173,9 @@ TEST_F(ReadFallbackTest, DuplicateKeepsAlphaAndDrawsWithoutTheMask) {
       EXPECT_EQ(alpha != 255, reader.HasAlphaChannel);
       EXPECT_EQ(nullptr, qvlhost::PictureMask(reader.picture));
       EXPECT_EQ(alpha, qvlhost::PixelColour(reader.picture, 1, 1).a);
+      const bool carried = horizontal > 0 && vertical > 0 && !failing;
+      EXPECT_EQ(carried ? horizontal : 300, qvlhost::HorizontalResolution(reader.picture));
+      EXPECT_EQ(carried ? vertical : 300, qvlhost::VerticalResolution(reader.picture));
     }
     EXPECT_EQ(mask.get(), qvlhost::PictureMask(pic));
     if (!maskGetter) {
@@ -182,31 +185,9 @@ TEST_F(ReadFallbackTest, DuplicateKeepsAlphaAndDrawsWithoutTheMask) {
     }
     EXPECT_TRUE(InOrder(qvlhost::JournalEntryNames(), {maskGetter, kMaskSetter, "newPicture", kDrawDouble, kMaskSetter,
                                                        "REALUnlockObject", "REALGetPropValueInteger"}));
-    Lines setterCalls;
-    for (const qvlhost::JournalEntry& call : qvlhost::Journal())
-      if (call.entry == kMaskSetter) setterCalls.push_back(call.detail);
+    const Lines setterCalls = CallDetails(kMaskSetter);
     ASSERT_EQ(2u, setterCalls.size());
     EXPECT_TRUE(setterCalls[0] == "nil" && setterCalls[1] != "nil");
-  }
-}
-
-// The source's resolutions go to the duplicate and so to the result, when
-// both read as 1 or more; otherwise the duplicate keeps the host's default.
-TEST_F(ReadFallbackTest, ResolutionsCarriedOrLeftToTheHostDefault) {
-  // The source's resolutions, whether reading them fails, whether they are carried.
-  const std::tuple<int64_t, int64_t, bool, bool> cases[] = {
-      {144, 96, false, true}, {0, 96, false, false}, {144, 0, false, false}, {144, 96, true, false}};
-  qvlhost::CurrentConfig().newPictureResolution = 300;
-  for (auto [horizontal, vertical, failing, carried] : cases) {
-    SCOPED_TRACE(std::to_string(horizontal) + " " + std::to_string(vertical));
-    OwnedPicture pic(Vector(2, 2));
-    qvlhost::SetResolution(pic, horizontal, vertical);
-    qvlhost::CurrentConfig().failingProperties.clear();
-    if (failing) qvlhost::CurrentConfig().failingProperties.insert("HorizontalResolution");
-    PictureReader reader(pic);
-    ASSERT_NE(nullptr, reader.picture);
-    EXPECT_EQ(carried ? horizontal : 300, qvlhost::HorizontalResolution(reader.picture));
-    EXPECT_EQ(carried ? vertical : 300, qvlhost::VerticalResolution(reader.picture));
   }
 }
 
@@ -230,7 +211,7 @@ TEST_F(ReadFallbackTest, OwnCopyOfGDImagesWithoutDrawPicture) {
     EXPECT_TRUE(
         InOrder(lines, {"QVL Debug: Failed to get DrawPicture function.", "QVL Debug: drawpicture failes?",
                         "QVL Debug: OwnCopy", "QVL Debug: dw " + std::to_string(destWidth), "QVL Debug: sw 4"}));
-    EXPECT_TRUE(!word || CountOf(lines, std::string("QVL Debug: ") + word) == 1);
+    EXPECT_TRUE(!word || TraceCount(lines, word) == 1);
     EXPECT_EQ(destWidth == 4 ? 1 : 0, qvlhost::CacheClearCount(dest));
     EXPECT_EQ(destWidth == 4 ? 2 : 0, JournalCount("REALLockPictureDescription"));
     EXPECT_EQ(copied, qvlhost::PixelWord(dest, 3, 2) == qvlhost::PixelWord(source, 3, 2));

@@ -1,5 +1,5 @@
-// The fixture of every test that runs plug-in code against the embedded host:
-// a fresh host, the plug-in pointed at it, and the balance check at the end.
+// The fixture of every test that runs plug-in code against a fresh embedded
+// host, with the balance check at the end.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -16,7 +16,6 @@
 #include "qvlhost.h"
 
 namespace qvlhost {
-// Readable values in test failures: channels as {r, g, b, a}, layouts by name.
 inline void PrintTo(const Rgba& colour, std::ostream* out) {
   *out << "{" << int(colour.r) << ", " << int(colour.g) << ", " << int(colour.b) << ", " << int(colour.a) << "}";
 }
@@ -33,8 +32,16 @@ inline int64_t CountOf(const std::vector<std::string>& lines, const std::string&
   return std::count(lines.begin(), lines.end(), line);
 }
 
-// How often the host was called through this entry since the journal was cleared.
+// Host calls through this entry since the journal was cleared.
 inline int64_t JournalCount(const std::string& entry) { return CountOf(qvlhost::JournalEntryNames(), entry); }
+
+// Lines "QVL Debug: <word>" among the traced lines.
+inline int64_t TraceCount(const std::vector<std::string>& lines, const std::string& word) {
+  return CountOf(lines, "QVL Debug: " + word);
+}
+
+// The host's version, as the host answers it and as the plug-in read it.
+inline void SetHostVersion(double version) { qvlhost::CurrentConfig().version = rbversion_rbversion = version; }
 
 // The lines `run` writes with tracing on; tracing is off again afterwards.
 template <class Run>
@@ -46,8 +53,8 @@ std::vector<std::string> TracedLines(Run run) {
   return log.Lines();
 }
 
-// The exception left pending as "CLASS: MESSAGE" ("(nil)" for a nil
-// message), taken out of the host; "" when nothing is pending.
+// The pending exception, taken out of the host, as "CLASS: MESSAGE" ("(nil)"
+// for a nil message); "" when nothing is pending.
 inline std::string TakePendingException() {
   REALobjectStruct* pending = qvlhost::PendingException();
   if (!pending) return "";
@@ -57,13 +64,11 @@ inline std::string TakePendingException() {
   return text;
 }
 
-// Every vector level of this build, widest first, for tests that run each
-// row code the processor has against the same rule.
+// Every vector level of this build, widest first.
 inline constexpr const auto& kEveryVectorLevel = kVectorLevels;
 
-// A host of this version whose new pictures have this storage. gd storage is
-// what console applications have; a desktop host settles on Core Graphics
-// and never looks at gd.
+// A host of this version whose new pictures have this storage: gd in a
+// console application, as a desktop host never looks at gd.
 inline qvlhost::Config HostWith(double version, qvlhost::Storage storage) {
   qvlhost::Config config;
   config.version = version;
@@ -87,17 +92,14 @@ class PluginTest : public ::testing::Test {
     CapVectorLevel(VectorLevel::Avx512);
   }
 
-  // Every test ends with locks released, references given back and nothing
-  // pending unless the test expects an exception.
   void TearDown() override { EXPECT_EQ("", qvlhost::BalanceProblems(expectException_)); }
 
   qvlhost::Config config_;
   bool expectException_ = false;
 };
 
-// A test run once per picture layout: cg1 .. cg6 and gd.
-// Core Graphics rows carry padding beyond their pixels, as a host's rows may,
-// so that rows are found by BytesPerRow and never by the width.
+// A test run once per picture layout, cg1 .. cg6 and gd, with padded Core
+// Graphics rows so that rows are found by BytesPerRow and never by the width.
 class LayoutTest : public PluginTest, public ::testing::WithParamInterface<qvlhost::Storage> {
  protected:
   static constexpr int64_t kRowPadding = 8;
@@ -111,6 +113,5 @@ class LayoutTest : public PluginTest, public ::testing::WithParamInterface<qvlho
 
 inline std::string LayoutName(const ::testing::TestParamInfo<qvlhost::Storage>& info) { return info.param.Name(); }
 
-// Runs every test of a LayoutTest suite in the seven layouts, named cg1 .. cg6 and gd.
 #define QVL_INSTANTIATE_LAYOUTS(Suite) \
   INSTANTIATE_TEST_SUITE_P(Layouts, Suite, ::testing::ValuesIn(qvlhost::Storage::SevenLayouts()), LayoutName)
