@@ -157,9 +157,7 @@ struct PenRun {
 };
 
 void CoverWithPen(Picture* target, const PenRun& run, int64_t penWidth, int64_t penHeight, Rgba pen) {
-  for (int64_t y = std::max<int64_t>(run.y1, 0); y < std::min(run.y2 + penHeight, target->height); ++y) {
-    FillOpaqueRun(target, y, run.x1, run.x2 + penWidth, pen);
-  }
+  FillOpaqueRect(target, run.x1, run.y1, run.x2 + penWidth, run.y2 + penHeight, pen);
 }
 
 void ComposePen(Picture* target, int64_t x, int64_t y, int64_t penWidth, int64_t penHeight, Rgba pen) {

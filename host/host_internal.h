@@ -229,9 +229,10 @@ Rgba StoredRgba(const Picture* picture, int64_t x, int64_t y);
 void StoreRgba(Picture* picture, int64_t x, int64_t y, Rgba colour);
 Rgba StraightRgba(const Picture* picture, int64_t x, int64_t y);  // colours un-premultiplied
 void StoreStraightRgba(Picture* picture, int64_t x, int64_t y, Rgba colour);
-// Covers pixels first to end - 1 of row y with a colour made opaque, as
-// StoreStraightRgba would one by one; what lies outside the picture is left.
-void FillOpaqueRun(Picture* picture, int64_t y, int64_t first, int64_t end, Rgba colour);
+// Covers the pixels from (left, top) up to but not including (right, bottom)
+// with a colour made opaque, as StoreStraightRgba would one by one; what lies
+// outside the picture is left.
+void FillOpaqueRect(Picture* picture, int64_t left, int64_t top, int64_t right, int64_t bottom, Rgba colour);
 uint8_t GDAlphaToOpacity(int field);
 int OpacityToGDAlpha(uint8_t opacity);
 void SetMask(Picture* picture, Picture* mask);

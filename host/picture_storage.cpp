@@ -281,18 +281,24 @@ void StoreStraightRgba(Picture* picture, int64_t x, int64_t y, Rgba colour) {
   StoreRgba(picture, x, y, colour);
 }
 
-void FillOpaqueRun(Picture* picture, int64_t y, int64_t first, int64_t end, Rgba colour) {
-  first = std::max<int64_t>(first, 0), end = std::min(end, picture->width);
-  if (first >= end || !Inside(picture, first, y)) return;
+void FillOpaqueRect(Picture* picture, int64_t left, int64_t top, int64_t right, int64_t bottom, Rgba colour) {
+  left = std::max<int64_t>(left, 0), right = std::min(right, picture->width);
+  top = std::max<int64_t>(top, 0), bottom = std::min(bottom, picture->height);
+  if (left >= right || top >= bottom || !picture->HasPixels()) return;
   colour.a = 255;
   if (picture->gd) {
-    for (int64_t x = first; x < end; ++x) StoreRgba(picture, x, y, colour);
+    for (int64_t y = top; y < bottom; ++y) {
+      for (int64_t x = left; x < right; ++x) StoreRgba(picture, x, y, colour);
+    }
     return;
   }
   const uint32_t word = CoreGraphicsWord(picture->storage, colour);
-  const int64_t pixelBytes = BytesPerPixel(picture->storage);
-  uint8_t* row = picture->RowAddress(y);
-  for (int64_t x = first; x < end; ++x) std::memcpy(row + x * pixelBytes, &word, size_t(pixelBytes));
+  const size_t pixelBytes = size_t(BytesPerPixel(picture->storage));
+  for (int64_t y = top; y < bottom; ++y) {
+    uint8_t* const row = picture->RowAddress(y) + size_t(left) * pixelBytes;
+    for (size_t at = 0; at < size_t(right - left) * pixelBytes; at += pixelBytes)
+      std::memcpy(row + at, &word, pixelBytes);
+  }
 }
 
 }  // namespace qvlhost
