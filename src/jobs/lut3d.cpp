@@ -39,6 +39,7 @@ struct AxisCell {
 
 struct Lut3DKernel {
   Lut3DKernel(const double* table) : table(table) {
+    for (uint32_t k = 0; k < kNodeSpacing; ++k) fractionOf[k] = static_cast<double>(k) / 17.0;
     for (uint32_t c = 0; c < 256; ++c) {
       const uint32_t lower = c / kNodeSpacing;
       const uint32_t upper = std::min(lower, kLastLowerNode) + 1;
@@ -100,6 +101,7 @@ struct Lut3DKernel {
 
   const double* table;
   AxisCell red[256], green[256], blue[256];
+  double fractionOf[kNodeSpacing];  // k / 17.0 for k up to 16
 };
 
 }  // namespace
@@ -111,11 +113,11 @@ namespace HWY_NAMESPACE {
 
 #if HWY_TARGET != HWY_SCALAR
 // As many pixels a block as the target has double lanes. The lattice cell
-// is found in doubles, where every step is exact: the lower node is
-// floor(c / 17.0), the fraction (c - 17 lower) / 17.0 as in the rule. The
-// tetrahedron is chosen lane by lane with the rule's tests, its corners
-// gathered from the table, and the sums made in the rule's order, each
-// operation rounded on its own.
+// is found in integers: the lower node c / 17 is c * 241 >> 12 for every
+// byte c, the fraction k / 17.0 of the rule is looked up by k = c - 17
+// lower, and the axes compare as their k. The tetrahedron is chosen lane by
+// lane with the rule's tests, its corners gathered from the table, and the
+// sums made in the rule's order, each operation rounded on its own.
 template <PixelLayout S, PixelLayout D>
 int64_t Lut3DVectorRow(const uint32_t* source, uint32_t* destination, int64_t width, const Lut3DKernel& kernel) {
   const hn::ScalableTag<double> df;
@@ -123,19 +125,20 @@ int64_t Lut3DVectorRow(const uint32_t* source, uint32_t* destination, int64_t wi
   const hn::Rebind<uint32_t, decltype(df)> du32;
   const hn::Rebind<int32_t, decltype(df)> di32;
   const int64_t lanes = static_cast<int64_t>(hn::Lanes(df));
-  const auto spacing = hn::Set(df, 17.0), lastLower = hn::Set(df, double{kLastLowerNode}), one = hn::Set(df, 1.0);
-  const auto zero = hn::Zero(df), limit = hn::Set(df, 255.0);
+  const auto one = hn::Set(df, 1.0), zero = hn::Zero(df), limit = hn::Set(df, 255.0);
+  const auto reciprocal = hn::Set(du32, 241u), nodeSpacing = hn::Set(du32, kNodeSpacing),
+             lastLower = hn::Set(du32, kLastLowerNode), oneNode = hn::Set(du32, 1u);
   const double* table = kernel.table;
+  const auto wide = [&](auto narrow) { return hn::PromoteTo(di64, hn::BitCast(di32, narrow)); };
   struct Axis {
-    hn::Vec<decltype(df)> offset, step, fraction;
+    hn::Vec<decltype(di64)> offset, step, beyond;
   };
-  const auto axisOf = [&](auto channel, double stride) {
-    const auto c = hn::PromoteTo(df, hn::BitCast(di32, channel));
-    const auto lower = hn::Floor(hn::Div(c, spacing));
-    const auto upper = hn::Add(hn::Min(lower, lastLower), one);
-    const auto strideVector = hn::Set(df, stride);
-    return Axis{hn::Mul(lower, strideVector), hn::Mul(hn::Sub(upper, lower), strideVector),
-                hn::Div(hn::Sub(c, hn::Mul(lower, spacing)), spacing)};
+  const auto axisOf = [&](auto channel, uint32_t stride) {
+    const auto lower = hn::ShiftRight<12>(hn::Mul(channel, reciprocal));
+    const auto upper = hn::Add(hn::Min(lower, lastLower), oneNode);
+    const auto strideVector = hn::Set(du32, stride);
+    return Axis{wide(hn::Mul(lower, strideVector)), wide(hn::Mul(hn::Sub(upper, lower), strideVector)),
+                wide(hn::Sub(channel, hn::Mul(lower, nodeSpacing)))};
   };
   const auto byteOf = [&](auto value) {
     const auto held = hn::Min(hn::IfThenElseZero(hn::Ge(value, zero), value), limit);
@@ -146,9 +149,9 @@ int64_t Lut3DVectorRow(const uint32_t* source, uint32_t* destination, int64_t wi
     const auto words = hn::LoadU(du32, source + column);
     const Axis r = axisOf(RedOf<S>(words), kRedStride), g = axisOf(GreenOf<S>(words), kGreenStride),
                b = axisOf(BlueOf<S>(words), kBlueStride);
-    const auto redOverGreen = hn::Gt(r.fraction, g.fraction), greenOverBlue = hn::Gt(g.fraction, b.fraction),
-               redOverBlue = hn::Gt(r.fraction, b.fraction), blueOverGreen = hn::Gt(b.fraction, g.fraction),
-               blueOverRed = hn::Gt(b.fraction, r.fraction);
+    const auto redOverGreen = hn::Gt(r.beyond, g.beyond), greenOverBlue = hn::Gt(g.beyond, b.beyond),
+               redOverBlue = hn::Gt(r.beyond, b.beyond), blueOverGreen = hn::Gt(b.beyond, g.beyond),
+               blueOverRed = hn::Gt(b.beyond, r.beyond);
     // The first, second and third axis of the tetrahedron, per lane.
     const auto firstOf = [&](auto red, auto green, auto blue) {
       return hn::IfThenElse(redOverGreen, hn::IfThenElse(hn::Or(greenOverBlue, redOverBlue), red, blue),
@@ -162,15 +165,15 @@ int64_t Lut3DVectorRow(const uint32_t* source, uint32_t* destination, int64_t wi
       return hn::IfThenElse(redOverGreen, hn::IfThenElse(greenOverBlue, blue, green),
                             hn::IfThenElse(hn::Or(blueOverGreen, blueOverRed), red, blue));
     };
-    const auto f1 = firstOf(r.fraction, g.fraction, b.fraction), f2 = secondOf(r.fraction, g.fraction, b.fraction),
-               f3 = thirdOf(r.fraction, g.fraction, b.fraction);
+    const auto fractionOf = [&](auto beyond) { return hn::GatherIndex(df, kernel.fractionOf, beyond); };
+    const auto f1 = fractionOf(firstOf(r.beyond, g.beyond, b.beyond)),
+               f2 = fractionOf(secondOf(r.beyond, g.beyond, b.beyond)),
+               f3 = fractionOf(thirdOf(r.beyond, g.beyond, b.beyond));
     const auto w1 = hn::Sub(one, f1), w2 = hn::Sub(f1, f2), w3 = hn::Sub(f2, f3);
-    const auto base = hn::Add(hn::Add(r.offset, g.offset), b.offset);
-    const auto corner1 = hn::Add(base, firstOf(r.step, g.step, b.step));
-    const auto corner2 = hn::Add(corner1, secondOf(r.step, g.step, b.step));
-    const auto corner3 = hn::Add(base, hn::Add(hn::Add(r.step, g.step), b.step));
-    const auto i0 = hn::ConvertTo(di64, base), i1 = hn::ConvertTo(di64, corner1), i2 = hn::ConvertTo(di64, corner2),
-               i3 = hn::ConvertTo(di64, corner3);
+    const auto i0 = hn::Add(hn::Add(r.offset, g.offset), b.offset);
+    const auto i1 = hn::Add(i0, firstOf(r.step, g.step, b.step));
+    const auto i2 = hn::Add(i1, secondOf(r.step, g.step, b.step));
+    const auto i3 = hn::Add(i0, hn::Add(hn::Add(r.step, g.step), b.step));
     const auto outputOf = [&](int x) {
       const double* at = table + x;
       const auto sum =
