@@ -1,9 +1,11 @@
 // Colour counting, the uniformity tests and colourness in all seven layouts:
 // the crossed order of the histogram blocks and their adding counters, the
-// pixel and rectangle rules, the boundaries of colourness, and every vector
-// row answering as the per-pixel rule.
+// pixel and rectangle rules, the boundaries of colourness, every vector row
+// answering as the per-pixel rule, and the guards of a reader of no known
+// layout or without pixels.
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <cstdint>
 #include <cstring>
 #include <random>
@@ -31,17 +33,12 @@ uint32_t Counter(REALmemoryBlockStruct* block, int entry) {
   return value;
 }
 
-void SetCounter(REALmemoryBlockStruct* block, int entry, uint32_t value) {
-  std::memcpy(qvlhost::MemoryBlockData(block) + entry * 4, &value, 4);
-}
-
 // A 4 x 3 picture of (10, 20, 30) with two other pixels: (10, 20, 31) at the
 // start and (200, 100, 50) at the end of the last row.
 REALpictureStruct* MostlyOneColour() {
   return PaintedPicture(4, 3, [](int64_t x, int64_t y) {
     if (x == 0 && y == 0) return Rgba{10, 20, 31, 255};
-    if (x == 3 && y == 2) return Rgba{200, 100, 50, 255};
-    return Rgba{10, 20, 30, 255};
+    return x == 3 && y == 2 ? Rgba{200, 100, 50, 255} : Rgba{10, 20, 30, 255};
   });
 }
 
@@ -67,14 +64,12 @@ TEST_P(Analysis, HistogramsInCrossedOrderAddUp) {
   ASSERT_TRUE(first && second && third);
   EXPECT_EQ(qvlhost::MemoryBlockSize(first), 1024);
   EXPECT_EQ(count, 12);
-  EXPECT_EQ(Counter(first, 10), 11u);
-  EXPECT_EQ(Counter(first, 200), 1u);
-  EXPECT_EQ(Counter(second, 20), 11u);
-  EXPECT_EQ(Counter(second, 100), 1u);
-  EXPECT_EQ(Counter(third, 30), 10u);
-  EXPECT_EQ(Counter(third, 50), 1u);
+  EXPECT_EQ(std::vector<uint32_t>({Counter(first, 10), Counter(first, 200), Counter(second, 20), Counter(second, 100),
+                                   Counter(third, 30), Counter(third, 50)}),
+            std::vector<uint32_t>({11, 1, 11, 1, 10, 1}));
 
-  SetCounter(first, 200, 0xFFFFFFFFu);  // unsigned counters wrap
+  const uint32_t wrapping = 0xFFFFFFFFu;  // unsigned counters wrap
+  std::memcpy(qvlhost::MemoryBlockData(first) + 200 * 4, &wrapping, 4);
   CountColorsQVL(picture, &first, &second, &third, &count);
   EXPECT_EQ(first, a.get());
   EXPECT_EQ(Counter(first, 10), 22u);
@@ -117,25 +112,16 @@ TEST_P(Analysis, PixelRules) {
   for (const auto& c : cases) {
     SCOPED_TRACE(testing::PrintToString(c.colour));
     OwnedPicture picture(SolidPicture(3, 2, c.colour));
-    EXPECT_EQ(isBlack2(picture), c.black);
-    EXPECT_EQ(isWhite2(picture), c.white);
-    EXPECT_EQ(isGray2(picture, 0), c.grey0);
-    EXPECT_EQ(isGray2(picture, 1), c.grey1);
-    EXPECT_EQ(isGray2(picture, -1), c.greyMinus1);
-    EXPECT_EQ(isGray2(picture, 2), c.grey2);
-    EXPECT_EQ(isGray2(picture, INT64_MIN), true);
+    EXPECT_EQ(std::vector<bool>({isBlack2(picture), isWhite2(picture), isGray2(picture, 0), isGray2(picture, 1),
+                                 isGray2(picture, -1), isGray2(picture, 2), isGray2(picture, INT64_MIN)}),
+              std::vector<bool>({c.black, c.white, c.grey0, c.grey1, c.greyMinus1, c.grey2, true}));
   }
 }
 
-// A 6 x 5 white picture with one black pixel at (2, 2).
-REALpictureStruct* WhiteWithBlackAt22() {
-  return PaintedPicture(6, 5, [](int64_t x, int64_t y) {
-    return x == 2 && y == 2 ? Rgba{0, 0, 0, 255} : Rgba{255, 255, 255, 255};
-  });
-}
-
 TEST_P(Analysis, RectangleRules) {
-  OwnedPicture picture(WhiteWithBlackAt22());
+  OwnedPicture picture(PaintedPicture(6, 5, [](int64_t x, int64_t y) {  // white, one black pixel at (2, 2)
+    return x == 2 && y == 2 ? Rgba{0, 0, 0, 255} : Rgba{255, 255, 255, 255};
+  }));
   const struct {
     int64_t left, top, width, height;
     bool white;
@@ -148,9 +134,8 @@ TEST_P(Analysis, RectangleRules) {
       {0, INT64_MAX, 3, 3, true}, {INT64_MAX, 0, 10, 10, true}, {-10, -10, 100, 100, false},
   };
   for (const auto& c : cases) {
-    SCOPED_TRACE(std::to_string(c.left) + "," + std::to_string(c.top) + "," + std::to_string(c.width) + "," +
-                 std::to_string(c.height));
-    EXPECT_EQ(isWhite(picture, c.left, c.top, c.width, c.height), c.white);
+    EXPECT_EQ(isWhite(picture, c.left, c.top, c.width, c.height), c.white)
+        << c.left << "," << c.top << "," << c.width << "," << c.height;
   }
   // The other tests share the frame: the tolerance comes first for isGray.
   EXPECT_TRUE(isBlack(picture, 2, 2, 1, 1));
@@ -176,7 +161,8 @@ TEST_P(Analysis, NilPicture) {
   EXPECT_TRUE(first && second && third);
 }
 
-// Colourness of a picture of one colour: 1 when it counts, 0 when not.
+// Colourness of a picture of one colour: 1 when it counts, 0 when not; and
+// the share of a picture of two colours.
 TEST_P(Analysis, ColournessBoundaries) {
   const struct {
     Rgba colour;
@@ -198,37 +184,36 @@ TEST_P(Analysis, ColournessBoundaries) {
       {{50, 50, 50, 255}, INT32_MIN, 1.0},
   };
   for (const auto& c : cases) {
-    SCOPED_TRACE(testing::PrintToString(c.colour) + " threshold " + std::to_string(c.threshold));
     OwnedPicture picture(SolidPicture(3, 2, c.colour));
-    EXPECT_EQ(ColornessQVL(picture, c.threshold), c.share);
+    EXPECT_EQ(ColornessQVL(picture, c.threshold), c.share) << testing::PrintToString(c.colour) << " " << c.threshold;
   }
-}
-
-TEST_P(Analysis, ColournessIsTheShareOfAllPixels) {
   OwnedPicture picture(PaintedPicture(5, 3, [](int64_t x, int64_t y) {
     return x == 4 || y == 1 ? Rgba{0, 200, 0, 255} : Rgba{90, 90, 90, 255};
   }));
   EXPECT_DOUBLE_EQ(ColornessQVL(picture, 10), 7.0 / 15.0);
 }
 
-constexpr int64_t kWidth = 37, kHeight = 5;
-
-// The answers of every read-only operation, as numbers.
-std::vector<double> Answers(REALpictureStruct* noisy, const std::vector<REALpictureStruct*>& nearlySolid) {
+// The answers of every read-only operation that has vector rows, as numbers.
+std::vector<double> Answers(REALpictureStruct* noisy, const std::vector<OwnedPicture>& nearlySolid) {
+  const int64_t width = qvlhost::PictureWidth(noisy), height = qvlhost::PictureHeight(noisy);
   std::vector<double> answers;
-  for (uint32_t colour : {0x000000u, 0x1E2980u, 0xFFFFFFu}) answers.push_back(double(CountColorQVL(noisy, colour)));
-  for (int64_t threshold : {int64_t{INT32_MIN}, int64_t{-1}, int64_t{0}, int64_t{10}, int64_t{254}, int64_t{255}}) {
+  for (int64_t x : {0, 17, 150, 299}) {  // colours found in the picture, and black
+    const Rgba c = qvlhost::PixelRgba(noisy, x, x % height);
+    answers.push_back(double(CountColorQVL(noisy, x ? c.r << 16 | c.g << 8 | c.b : 0)));
+  }
+  for (int64_t threshold : {int64_t{INT32_MIN}, int64_t{-1}, int64_t{0}, int64_t{1}, int64_t{10}, int64_t{100},
+                            int64_t{254}, int64_t{255}, int64_t{256}}) {
     answers.push_back(ColornessQVL(noisy, threshold));
   }
   for (REALpictureStruct* picture : nearlySolid) {
-    answers.insert(answers.end(),
-                   {double(isBlack2(picture)), double(isWhite2(picture)), double(isGray2(picture, 0)),
-                    double(isGray2(picture, -2)), double(isGray2(picture, 3)), double(isWhite(picture, 5, 1, 31, 3))});
+    answers.insert(answers.end(), {double(isBlack2(picture)), double(isWhite2(picture)), double(isGray2(picture, 0)),
+                                   double(isGray2(picture, -2)), double(isGray2(picture, 3)),
+                                   double(isGray2(picture, 4)), double(isWhite(picture, 1, 0, 140, 2))});
   }
   // The needle: one or two pixels from the picture's last row.
-  for (int64_t width : {1, 2}) {
+  for (int64_t needleWidth : {1, 2}) {
     OwnedPicture needle(PaintedPicture(
-        width, 1, [&](int64_t x, int64_t) { return qvlhost::PixelRgba(noisy, kWidth - 3 + x, kHeight - 1); }));
+        needleWidth, 1, [&](int64_t x, int64_t) { return qvlhost::PixelRgba(noisy, width - 3 + x, height - 1); }));
     for (int64_t tolerance : {1, 2, 3, 40}) {
       int64_t x = 0, y = 0;
       answers.insert(answers.end(),
@@ -238,26 +223,26 @@ std::vector<double> Answers(REALpictureStruct* noisy, const std::vector<REALpict
   return answers;
 }
 
-// A noisy picture whose channels lie on both sides of the rules'
-// boundaries, so that many pixels match, count or fail; and pictures of one
-// colour with one pixel off by one or three in a channel, at the start of a
-// vector, inside one, in the tail and nowhere.
+// Rows wide enough for several of the widest vectors and a tail: a noisy
+// picture whose channels lie on both sides of the rules' boundaries (the
+// dark limit, the thresholds), and solid pictures with one pixel off by one
+// or more in a channel anywhere in a row, or nowhere.
 TEST_P(Analysis, EveryLevelAnswersAsTheRule) {
-  static const uint8_t values[] = {0, 1, 29, 30, 40, 41, 128, 131, 254, 255};
+  const uint8_t near[] = {0, 1, 28, 29, 30, 31, 40, 41, 99, 100, 101, 109, 110, 111, 128, 131, 200, 254, 255};
   std::mt19937 random(GetParam().alphaInfo + 1);
-  OwnedPicture noisy(PaintedPicture(kWidth, kHeight, [&](int64_t, int64_t) {
-    return Rgba{values[random() % 10], values[random() % 10], values[random() % 10], uint8_t(random())};
+  const auto channel = [&] { return random() % 4 ? near[random() % sizeof near] : Byte(random()); };
+  OwnedPicture noisy(PaintedPicture(300, 3, [&](int64_t, int64_t) {
+    return Rgba{channel(), channel(), channel(), Byte(random())};
   }));
-  std::vector<OwnedPicture> owned;
-  std::vector<REALpictureStruct*> nearlySolid;
-  const Rgba solids[][2] = {{{0, 0, 0, 255}, {0, 1, 0, 255}},
-                            {{255, 255, 255, 9}, {255, 255, 254, 9}},
-                            {{128, 128, 128, 255}, {128, 131, 128, 255}}};
-  for (const auto& [solid, off] : solids) {
-    for (int64_t x : {-1, 0, 16, 21, 36}) {
-      owned.emplace_back(SolidPicture(kWidth, kHeight, solid));
-      if (x >= 0) qvlhost::SetPixelRgba(owned.back(), x, x % kHeight, off);
-      nearlySolid.push_back(owned.back());
+  std::vector<OwnedPicture> nearlySolid;
+  const Rgba solids[] = {{0, 0, 0, 255}, {255, 255, 255, 9}, {90, 90, 90, 255}};
+  const Rgba odd[] = {{0, 0, 1, 255}, {0, 1, 0, 255}, {255, 254, 255, 9}, {90, 93, 90, 255}, {90, 96, 90, 255}};
+  for (const Rgba& solid : solids) {
+    for (const Rgba& other : odd) {
+      for (int64_t at : {-1, 0, 15, 16, 31, 63, 64, 100, 127, 128, 149}) {
+        nearlySolid.emplace_back(
+            PaintedPicture(150, 2, [&](int64_t x, int64_t y) { return x == at && y == 1 ? other : solid; }));
+      }
     }
   }
   CapVectorLevel(VectorLevel::Portable);
@@ -270,19 +255,54 @@ TEST_P(Analysis, EveryLevelAnswersAsTheRule) {
 
 QVL_INSTANTIATE_LAYOUTS(Analysis);
 
+using AnalysisGuards = PluginTest;
+
+// A reader of no known layout: the uniformity tests answer as their rows'
+// guard (a red picture fails all three in a known layout), an empty
+// rectangle passes before any pixel is read, and colourness counts nothing.
+// Each answer from a reader of its own: a failing test clears its reader.
+TEST_F(AnalysisGuards, UnknownLayout) {
+  OwnedPicture red(SolidPicture(5, 4, Rgba{200, 0, 0, 255}));
+  const struct {
+    Uniformity uniformity;
+    int64_t tolerance;
+    bool passes;
+  } cases[] = {{Uniformity::Black, 0, true},
+               {Uniformity::White, 0, false},
+               {Uniformity::Grey, 0, true},
+               {Uniformity::Grey, -3, true}};
+  for (uint32_t type : {0u, 7u, 9u, 255u}) {
+    const auto answer = [&](const auto& c, bool known, int64_t width) {
+      PictureReader reader(red);
+      if (!known) reader.pictureType = type;
+      return TestAcquired(reader, c.uniformity, c.tolerance, 1, 1, width, 2);
+    };
+    for (const auto& c : cases) {
+      SCOPED_TRACE(testing::Message() << "type " << type << " test " << static_cast<int>(c.uniformity));
+      EXPECT_FALSE(answer(c, true, 2));
+      EXPECT_EQ(answer(c, false, 2), c.passes);
+      EXPECT_TRUE(answer(c, false, 0));
+    }
+    PictureReader reader(red);
+    EXPECT_EQ(ColournessOfAcquired(reader, 10), 1.0);
+    reader.pictureType = type;
+    EXPECT_EQ(ColournessOfAcquired(reader, 10), 0.0) << type;
+  }
+}
+
+TEST_F(AnalysisGuards, ColournessWithoutPixelsIsZeroByZero) {
+  OwnedPicture picture(SolidPicture(3, 3, Rgba{200, 0, 0, 255}));
+  PictureReader reader(picture);
+  reader.Width = 0;
+  reader.Height = 0;
+  EXPECT_TRUE(std::isnan(ColournessOfAcquired(reader, 10)));
+}
+
 // A host that can't make a block of 1024 bytes raises inside its exception
 // handler; the plug-in drops the exception and reports -1 before touching
 // the picture, keeping a block it was given.
-class CountingWithoutBlocks : public PluginTest {
- protected:
-  qvlhost::Config HostConfig() override {
-    qvlhost::Config config = PluginTest::HostConfig();
-    config.maxMemoryBlockBytes = 512;
-    return config;
-  }
-};
-
-TEST_F(CountingWithoutBlocks, CountIsMinusOne) {
+TEST_F(AnalysisGuards, CountingWithoutBlocksIsMinusOne) {
+  qvlhost::CurrentConfig().maxMemoryBlockBytes = 512;
   OwnedPicture picture(qvlhost::NewPicture(2, 2));
   OwnedMemoryBlock given(qvlhost::NewMemoryBlock(256));
   REALmemoryBlockStruct *first = nullptr, *second = given, *third = nullptr;
