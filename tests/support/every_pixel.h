@@ -48,10 +48,16 @@ inline void ExpectSamePicture(REALpictureStruct* actual, REALpictureStruct* expe
       });
 }
 
+// How many registration checks run() makes.
+template <class Run>
+int64_t ChecksDuring(Run run) {
+  const int64_t before = RegistrationCheckCalls();
+  run();
+  return RegistrationCheckCalls() - before;
+}
+
 // call() gives nil after this many registration checks.
 template <class Call>
 void ExpectNilAfterChecks(int64_t checks, Call call) {
-  const int64_t before = RegistrationCheckCalls();
-  EXPECT_EQ(call(), nullptr);
-  EXPECT_EQ(RegistrationCheckCalls(), before + checks);
+  EXPECT_EQ(ChecksDuring([&] { EXPECT_EQ(call(), nullptr); }), checks);
 }
