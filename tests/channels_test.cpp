@@ -1,6 +1,5 @@
-// Channel composition: which channel comes from which picture (with the
-// crossed order of CombinePicturesQVL), the size rules, nil handling and the
-// place of the registration check, in every layout and across layouts.
+// Channel composition in every layout and across layouts: which channel comes
+// from which picture, the size rules, nil pictures and the registration check.
 #include "filters/channels.h"
 
 #include <gtest/gtest.h>
@@ -9,8 +8,8 @@
 #include <cstdint>
 #include <functional>
 
-#include "registrationclient/registration_check.h"
 #include "support/every_pixel.h"
+#include "support/painted_picture.h"
 #include "support/plugin_test.h"
 
 namespace {
@@ -18,18 +17,16 @@ namespace {
 using qvlhost::OwnedPicture;
 using qvlhost::Rgba;
 
-uint8_t Byte(int64_t value) { return static_cast<uint8_t>(value); }
-
 // Distinct pictures by seed; with an alpha channel the alpha varies too,
 // so that a rule that let it through would show.
 REALpictureStruct* Varied(int64_t width, int64_t height, int seed, bool alpha = false) {
-  REALpictureStruct* picture = alpha ? qvlhost::NewAlphaPicture(width, height) : qvlhost::NewPicture(width, height);
-  for (int64_t y = 0; y < height; ++y)
-    for (int64_t x = 0; x < width; ++x)
-      qvlhost::SetPixelRgba(
-          picture, x, y,
-          {Byte(x * 13 + seed), Byte(y * 29 + seed * 3), Byte(x * y + seed * 7), Byte(alpha ? 255 - x * 9 : 255)});
-  return picture;
+  return PaintedPicture(
+      width, height,
+      [=](int64_t x, int64_t y) {
+        return Rgba{Byte(x * 13 + seed), Byte(y * 29 + seed * 3), Byte(x * y + seed * 7),
+                    Byte(alpha ? 255 - x * 9 : 255)};
+      },
+      alpha);
 }
 
 Rgba At(REALpictureStruct* picture, int64_t x, int64_t y) { return qvlhost::PixelRgba(picture, x, y); }
@@ -56,7 +53,7 @@ struct ReplacerCase {
 
 const ReplacerCase kReplacers[] = {{ReplaceRedChannel, 0}, {ReplaceGreenChannel, 1}, {ReplaceBlueChannel, 2}};
 
-uint8_t ChannelOf(Rgba c, int channel) { return channel == 0 ? c.r : channel == 1 ? c.g : c.b; }
+uint8_t& Channel(Rgba& c, int channel) { return channel == 0 ? c.r : channel == 1 ? c.g : c.b; }
 
 // Every filter against its rule at every level, on pictures wide enough
 // for whole vector blocks and a rest: the replacers with a larger channel
@@ -71,20 +68,18 @@ void ExpectEveryRule(REALpictureStruct* a, REALpictureStruct* b, REALpictureStru
     for (const ReplacerCase& replacer : kReplacers) {
       OwnedPicture result(replacer.function(a, larger));
       ExpectPixels(result, width, height, [&](int64_t x, int64_t y) {
-        Rgba want = At(a, x, y);
-        const int channel = replacer.channel;
-        (channel == 0 ? want.r : channel == 1 ? want.g : want.b) = ChannelOf(At(larger, x, y), channel);
-        return Rgba{want.r, want.g, want.b, 255};
+        Rgba want = At(a, x, y), from = At(larger, x, y);
+        Channel(want, replacer.channel) = Channel(from, replacer.channel);
+        return Opaque(want.r, want.g, want.b);
       });
     }
     OwnedPicture combined(CombinePicturesQVL(a, b, c));
-    ExpectPixels(combined, width, height, [&](int64_t x, int64_t y) {
-      return Rgba{At(a, x, y).r, At(c, x, y).g, At(b, x, y).b, 255};
-    });
+    ExpectPixels(combined, width, height,
+                 [&](int64_t x, int64_t y) { return Opaque(At(a, x, y).r, At(c, x, y).g, At(b, x, y).b); });
     OwnedPicture merged(MergePicture(a, b));
     ExpectPixels(merged, width, height, [&](int64_t x, int64_t y) {
       const Rgba p = At(a, x, y), q = At(b, x, y);
-      return Rgba{std::max(p.r, q.r), std::max(p.g, q.g), std::max(p.b, q.b), 255};
+      return Opaque(std::max(p.r, q.r), std::max(p.g, q.g), std::max(p.b, q.b));
     });
   }
 }
@@ -138,14 +133,8 @@ TEST_F(ChannelCompositionRules, NilChannelPictureRaisesAfterTheCheck) {
   expectException_ = true;
   OwnedPicture picture(Varied(2, 2, 1));
   for (const ReplacerCase& c : kReplacers) {
-    const int64_t checks = RegistrationCheckCalls();
-    EXPECT_EQ(nullptr, c.function(picture, nullptr));
-    EXPECT_EQ(checks + 1, RegistrationCheckCalls());
-    REALobjectStruct* exception = qvlhost::PendingException();
-    ASSERT_NE(nullptr, exception);
-    EXPECT_EQ("NilObjectException", qvlhost::ClassName(exception));
-    EXPECT_EQ("The channel picture is nil.", qvlhost::ExceptionMessage(exception));
-    qvlhost::ClearPendingException();
+    ExpectNilAfterChecks(1, [&] { return c.function(picture, nullptr); });
+    EXPECT_EQ(TakePendingException(), "NilObjectException: The channel picture is nil.");
   }
 }
 
@@ -164,14 +153,10 @@ TEST_F(ChannelCompositionRules, OtherNilPicturesGiveNilQuietly) {
       {[&] { return MergePicture(nullptr, picture); }, 0},
   };
   for (const Case& c : cases) {
-    const int64_t before = RegistrationCheckCalls();
-    EXPECT_EQ(nullptr, c.call());
-    EXPECT_EQ(before + c.checks, RegistrationCheckCalls());
+    ExpectNilAfterChecks(c.checks, c.call);
     EXPECT_EQ(nullptr, qvlhost::PendingException());
   }
-  const int64_t before = RegistrationCheckCalls();
-  OwnedPicture merged(MergePicture(picture, picture));
-  EXPECT_EQ(before + 1, RegistrationCheckCalls());
+  EXPECT_EQ(ChecksDuring([&] { OwnedPicture merged(MergePicture(picture, picture)); }), 1);
 }
 
 }  // namespace

@@ -7,6 +7,7 @@
 
 inline uint8_t Byte(int64_t value) { return static_cast<uint8_t>(value); }
 inline qvlhost::Rgba Opaque(int64_t r, int64_t g, int64_t b) { return {Byte(r), Byte(g), Byte(b), 255}; }
+inline qvlhost::Rgba Opaque(qvlhost::Rgba c) { return {c.r, c.g, c.b, 255}; }
 
 // A new picture, with an alpha channel when asked, whose pixel (x, y) holds
 // the channels colourAt(x, y) gives, as stored bytes; one counted reference
