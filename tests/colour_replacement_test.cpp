@@ -9,8 +9,8 @@
 #include <string>
 #include <vector>
 
-#include "registrationclient/registration_check.h"
 #include "support/every_pixel.h"
+#include "support/painted_picture.h"
 #include "support/plugin_test.h"
 
 namespace {
@@ -19,26 +19,10 @@ using qvlhost::OwnedMemoryBlock;
 using qvlhost::OwnedPicture;
 using qvlhost::Rgba;
 
-uint8_t Byte(int value) { return static_cast<uint8_t>(value); }
-Rgba Opaque(int r, int g, int b) { return {Byte(r), Byte(g), Byte(b), 255}; }
-Rgba Opaque(Rgba c) { return {c.r, c.g, c.b, 255}; }
-
-// One row holding the pixels as stored bytes, repeated over 37 columns: whole
-// vector blocks and a rest at every level.
-REALpictureStruct* RowOf(const std::vector<Rgba>& pixels, bool alpha) {
-  const int64_t width = 37;
-  REALpictureStruct* picture = alpha ? qvlhost::NewAlphaPicture(width, 1) : qvlhost::NewPicture(width, 1);
-  for (int64_t x = 0; x < width; ++x) qvlhost::SetPixelRgba(picture, x, 0, pixels[x % pixels.size()]);
-  return picture;
-}
-
 // A picture whose pixels take many values in every channel.
 REALpictureStruct* VariedPicture(int64_t width, int64_t height) {
-  REALpictureStruct* picture = qvlhost::NewPicture(width, height);
-  for (int64_t y = 0; y < height; ++y)
-    for (int64_t x = 0; x < width; ++x)
-      qvlhost::SetPixelRgba(picture, x, y, Opaque(int(x * 37 + y), int(x * 11 + y * 53), int(255 - x * 7 - y * 3)));
-  return picture;
+  return PaintedPicture(width, height,
+                        [](int64_t x, int64_t y) { return Opaque(x * 37 + y, x * 11 + y * 53, 255 - x * 7 - y * 3); });
 }
 
 // A memory block whose byte i is entry(i), for i below size.
@@ -74,7 +58,9 @@ TEST_P(ColourReplacement, ExactMatchesOfStoredBytes) {
       for (const bool alpha : {false, true}) {
         SCOPED_TRACE(std::string(NameOf(level)) + " from " + storage.Name() + (alpha ? " with alpha" : ""));
         qvlhost::CurrentConfig().storage = storage;
-        OwnedPicture source(RowOf({std::begin(pixels), std::end(pixels)}, alpha));
+        // Whole vector blocks and a rest at every level.
+        OwnedPicture source(PaintedPicture(
+            37, 1, [&](int64_t x, int64_t) { return pixels[x % 6]; }, alpha));
         qvlhost::CurrentConfig().storage = made;
         OwnedPicture replacedPicture(ReplaceColorQVL(source, search, replacement));
         ExpectEveryPixel(source, replacedPicture, [&](Rgba in) { return isMatch(in) ? replaced : Opaque(in); });
@@ -147,25 +133,20 @@ TEST_F(ColourReplacementFailures, NilHandlesRaiseInTheirOrder) {
       {true, true, false, false, "green memoryblock is nil"},
       {true, true, false, true, "blue memoryblock is nil"},
   };
+  const auto given = [](bool given, REALmemoryBlockStruct* block) { return given ? block : nullptr; };
   for (const Case& c : cases) {
-    const int64_t checks = RegistrationCheckCalls();
-    EXPECT_EQ(nullptr, TransformColorsQVL(c.picture ? picture.get() : nullptr, c.red ? table.get() : nullptr,
-                                          c.blue ? table.get() : nullptr, c.green ? table.get() : nullptr, nullptr));
-    EXPECT_EQ(checks + 1, RegistrationCheckCalls());
-    REALobjectStruct* exception = qvlhost::PendingException();
-    ASSERT_NE(nullptr, exception) << c.message;
-    EXPECT_EQ("NilObjectException", qvlhost::ClassName(exception));
-    EXPECT_EQ(c.message, qvlhost::ExceptionMessage(exception));
-    qvlhost::ClearPendingException();
+    ExpectNilAfterChecks(1, [&] {
+      return TransformColorsQVL(c.picture ? picture.get() : nullptr, given(c.red, table), given(c.blue, table),
+                                given(c.green, table), nullptr);
+    });
+    EXPECT_EQ(TakePendingException(), std::string("NilObjectException: ") + c.message);
   }
 }
 
 // A nil picture gives nil without a raise, after the registration check.
 TEST_F(ColourReplacementFailures, NilPictureGivesNilQuietly) {
-  const int64_t checks = RegistrationCheckCalls();
-  EXPECT_EQ(nullptr, ReplaceColorQVL(nullptr, 0, 0));
-  EXPECT_EQ(nullptr, ExtractColorQVL(nullptr, 0, 0, 0));
-  EXPECT_EQ(checks + 2, RegistrationCheckCalls());
+  ExpectNilAfterChecks(1, [] { return ReplaceColorQVL(nullptr, 0, 0); });
+  ExpectNilAfterChecks(1, [] { return ExtractColorQVL(nullptr, 0, 0, 0); });
   EXPECT_EQ(nullptr, qvlhost::PendingException());
 }
 
