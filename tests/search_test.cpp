@@ -1,12 +1,10 @@
-// The sub-picture search in all seven layouts: start rules, first match in
-// raster order, the strict tolerance, needles larger than the haystack, and
-// needle and haystack in different layouts.
+// The sub-picture search in all seven layouts, the needle in another one:
+// start rules, first match in raster order, the strict tolerance, refusals.
 #include "analysis/search.h"
 
 #include <gtest/gtest.h>
 
 #include <cstdint>
-#include <string>
 #include <utility>
 #include <vector>
 
@@ -18,20 +16,20 @@ namespace {
 using qvlhost::OwnedPicture;
 using qvlhost::Rgba;
 
+using Position = std::pair<int64_t, int64_t>;
+const Position kNotFound{-1, -1};
 constexpr int64_t kWidth = 10, kHeight = 8;  // the haystack; a 2 x 2 needle has maxX 8, maxY 6
 
 // The needle's four pixels, none of them near a background pixel.
 const Rgba kNeedle[2][2] = {{{200, 10, 10, 255}, {10, 200, 10, 255}}, {{10, 10, 200, 255}, {200, 200, 10, 255}}};
 
-Rgba Background(int64_t x, int64_t y) { return {static_cast<uint8_t>(x * 5), static_cast<uint8_t>(y * 5), 100, 255}; }
-
 // A haystack with the needle planted at each position.
-REALpictureStruct* Haystack(const std::vector<std::pair<int64_t, int64_t>>& plants) {
+REALpictureStruct* Haystack(const std::vector<Position>& plants) {
   return PaintedPicture(kWidth, kHeight, [&](int64_t x, int64_t y) {
     for (const auto& [px, py] : plants) {
       if (x >= px && x < px + 2 && y >= py && y < py + 2) return kNeedle[y - py][x - px];
     }
-    return Background(x, y);
+    return Opaque(x * 5, y * 5, 100);
   });
 }
 
@@ -51,18 +49,15 @@ class Search : public LayoutTest {
   }
 
   // The found position, or {-1, -1}; x and y must be 0 after a failure.
-  std::pair<int64_t, int64_t> Find(REALpictureStruct* haystack, REALpictureStruct* needle, int64_t startX = 0,
-                                   int64_t startY = 0, int64_t tolerance = 3) {
+  Position Find(REALpictureStruct* haystack, REALpictureStruct* needle, int64_t startX = 0, int64_t startY = 0,
+                int64_t tolerance = 3) {
     int64_t x = -7, y = -7;
     if (FindPicture(haystack, needle, &x, &y, startX, startY, tolerance)) return {x, y};
     EXPECT_EQ(x, 0);
     EXPECT_EQ(y, 0);
-    return {-1, -1};
+    return kNotFound;
   }
 };
-
-using Position = std::pair<int64_t, int64_t>;
-const Position kNotFound{-1, -1};
 
 TEST_P(Search, StartRulesAndRasterOrder) {
   const struct {
@@ -87,13 +82,13 @@ TEST_P(Search, StartRulesAndRasterOrder) {
   };
   OwnedPicture needle(Needle());
   for (const auto& c : cases) {
-    SCOPED_TRACE("start " + std::to_string(c.startX) + "," + std::to_string(c.startY));
     OwnedPicture haystack(Haystack(c.plants));
-    EXPECT_EQ(Find(haystack, needle, c.startX, c.startY), c.found);
+    EXPECT_EQ(Find(haystack, needle, c.startX, c.startY), c.found) << "start " << c.startX << "," << c.startY;
   }
 }
 
-// Matching pixels differ by less than the tolerance in each channel.
+// Matching pixels differ by less than the tolerance in each channel; the
+// needle's last pixel is off, past the first-pixel test.
 TEST_P(Search, StrictTolerance) {
   OwnedPicture needle(Needle());
   const struct {
@@ -106,34 +101,26 @@ TEST_P(Search, StrictTolerance) {
       {0, 0, -4, false}, {1, 55, 56, true}, {0, 0, int64_t(1) << 32, false},  // only the low 32 bits count: 0
   };
   for (const auto& c : cases) {
-    SCOPED_TRACE(std::to_string(c.channel) + " by " + std::to_string(c.offset) + ", tolerance " +
-                 std::to_string(c.tolerance));
     OwnedPicture haystack(Haystack({{5, 3}}));
-    Rgba pixel = kNeedle[1][1];  // off in the last pixel, past the first-pixel test
-    uint8_t* channel = c.channel == 0 ? &pixel.r : c.channel == 1 ? &pixel.g : &pixel.b;
-    *channel = static_cast<uint8_t>(*channel + c.offset);
+    Rgba pixel = kNeedle[1][1];
+    uint8_t& channel = c.channel == 0 ? pixel.r : c.channel == 1 ? pixel.g : pixel.b;
+    channel = Byte(channel + c.offset);
     qvlhost::SetPixelRgba(haystack, 6, 4, pixel);
-    EXPECT_EQ(Find(haystack, needle, 0, 0, c.tolerance), (c.found ? Position(5, 3) : kNotFound));
+    EXPECT_EQ(Find(haystack, needle, 0, 0, c.tolerance), (c.found ? Position(5, 3) : kNotFound))
+        << c.channel << " by " << c.offset << ", tolerance " << c.tolerance;
   }
 }
 
-// A first pixel that matches where the rest does not: the search goes on
-// with the next position.
-TEST_P(Search, PartialMatchIsPassedBy) {
+// A first row that matches where the rest does not is passed by; a picture
+// is found in itself at (0, 0), unless the tolerance is 0; a needle larger
+// than the haystack or a nil picture on either side is not found.
+TEST_P(Search, PartialMatchesItselfAndRefusals) {
   OwnedPicture haystack(Haystack({{5, 4}}));
   qvlhost::SetPixelRgba(haystack, 1, 1, kNeedle[0][0]);
   qvlhost::SetPixelRgba(haystack, 2, 1, kNeedle[0][1]);
-  OwnedPicture needle(Needle());
+  OwnedPicture needle(Needle()), onePixel(Needle(1, 1)), wide(Needle(kWidth + 1, 2)), tall(Needle(2, kHeight + 1));
   EXPECT_EQ(Find(haystack, needle), Position(5, 4));
-  OwnedPicture onePixel(Needle(1, 1));
   EXPECT_EQ(Find(haystack, onePixel), Position(1, 1));
-}
-
-// Found in itself at (0, 0), unless the tolerance is 0; a needle larger
-// than the haystack or a nil picture on either side is not found.
-TEST_P(Search, ItselfAndRefusals) {
-  OwnedPicture haystack(Haystack({{0, 0}}));
-  OwnedPicture wide(Needle(kWidth + 1, 2)), tall(Needle(2, kHeight + 1));
   EXPECT_EQ(Find(haystack, haystack), Position(0, 0));
   EXPECT_EQ(Find(haystack, haystack, 0, 0, 0), kNotFound);
   EXPECT_EQ(Find(haystack, wide), kNotFound);
