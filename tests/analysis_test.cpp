@@ -1,15 +1,13 @@
-// Colour counting, the uniformity tests and colourness in all seven layouts:
-// the crossed order of the histogram blocks and their adding counters, the
-// pixel and rectangle rules, the boundaries of colourness, every vector row
-// answering as the per-pixel rule, and the guards of a reader of no known
-// layout or without pixels.
+// The read-only operations in all seven layouts: colour counting, the
+// uniformity tests, colourness and the sub-picture search, against their
+// rules and at every vector level; and the guards of an unusable reader.
 #include <gtest/gtest.h>
 
 #include <cmath>
 #include <cstdint>
 #include <cstring>
 #include <random>
-#include <string>
+#include <utility>
 #include <vector>
 
 #include "analysis/counting.h"
@@ -42,21 +40,17 @@ REALpictureStruct* MostlyOneColour() {
   });
 }
 
-TEST_P(Analysis, CountColorMatchesRGBAlone) {
+// CountColorQVL matches red, green and blue alone. Of the histograms the
+// first block counts red, the second (named blue) green, the third (named
+// green) blue; nil blocks are made, passed ones are added to.
+TEST_P(Analysis, CountsAndHistogramsInCrossedOrder) {
   OwnedPicture picture(MostlyOneColour());
-  EXPECT_EQ(CountColorQVL(picture, 0x0A141E), 10);
-  EXPECT_EQ(CountColorQVL(picture, 0xFF0A141E), 10);  // bits 24 to 31 are ignored
-  EXPECT_EQ(CountColorQVL(picture, 0x0A141F), 1);
-  EXPECT_EQ(CountColorQVL(picture, 0xC86432), 1);
-  EXPECT_EQ(CountColorQVL(picture, 0x1E140A), 0);
+  EXPECT_EQ(std::vector<int64_t>({CountColorQVL(picture, 0x0A141E), CountColorQVL(picture, 0xFF0A141E),
+                                  CountColorQVL(picture, 0x0A141F), CountColorQVL(picture, 0xC86432),
+                                  CountColorQVL(picture, 0x1E140A)}),
+            std::vector<int64_t>({10, 10, 1, 1, 0}));
   qvlhost::SetPixelRgba(picture, 1, 1, Rgba{10, 20, 30, 0});  // alpha is ignored
   EXPECT_EQ(CountColorQVL(picture, 0x0A141E), 10);
-}
-
-// The first block counts red, the second (named blue) green, the third
-// (named green) blue; nil blocks are made, passed ones are added to.
-TEST_P(Analysis, HistogramsInCrossedOrderAddUp) {
-  OwnedPicture picture(MostlyOneColour());
   REALmemoryBlockStruct *first = nullptr, *second = nullptr, *third = nullptr;
   int64_t count = 0;
   CountColorsQVL(picture, &first, &second, &third, &count);
@@ -67,7 +61,6 @@ TEST_P(Analysis, HistogramsInCrossedOrderAddUp) {
   EXPECT_EQ(std::vector<uint32_t>({Counter(first, 10), Counter(first, 200), Counter(second, 20), Counter(second, 100),
                                    Counter(third, 30), Counter(third, 50)}),
             std::vector<uint32_t>({11, 1, 11, 1, 10, 1}));
-
   const uint32_t wrapping = 0xFFFFFFFFu;  // unsigned counters wrap
   std::memcpy(qvlhost::MemoryBlockData(first) + 200 * 4, &wrapping, 4);
   CountColorsQVL(picture, &first, &second, &third, &count);
@@ -75,19 +68,13 @@ TEST_P(Analysis, HistogramsInCrossedOrderAddUp) {
   EXPECT_EQ(Counter(first, 10), 22u);
   EXPECT_EQ(Counter(first, 200), 0u);
   EXPECT_EQ(Counter(third, 30), 20u);
-}
 
-// Counters beyond a block shorter than 1024 bytes are dropped, and nothing
-// outside it is written.
-TEST_P(Analysis, ShortBlockKeepsItsOwnBytes) {
-  OwnedPicture picture(PaintedPicture(3, 1, [](int64_t x, int64_t) {
-    return x == 0 ? Rgba{2, 3, 3, 255} : Rgba{200, 3, 3, 255};
-  }));
+  // Counters beyond a block shorter than 1024 bytes are dropped, and nothing
+  // outside it is written.
+  OwnedPicture reds(PaintedPicture(3, 1, [](int64_t x, int64_t) { return Opaque(x ? 200 : 2, 3, 3); }));
   OwnedMemoryBlock shortBlock(qvlhost::NewMemoryBlock(14));
-  REALmemoryBlockStruct *first = shortBlock, *second = nullptr, *third = nullptr;
-  int64_t count = 0;
-  CountColorsQVL(picture, &first, &second, &third, &count);
-  OwnedMemoryBlock b(second), c(third);
+  REALmemoryBlockStruct* shortFirst = shortBlock;
+  CountColorsQVL(reds, &shortFirst, &second, &third, &count);
   EXPECT_EQ(count, 3);
   EXPECT_EQ(Counter(shortBlock, 2), 1u);
   EXPECT_EQ(Counter(second, 3), 3u);
@@ -254,6 +241,125 @@ TEST_P(Analysis, EveryLevelAnswersAsTheRule) {
 }
 
 QVL_INSTANTIATE_LAYOUTS(Analysis);
+
+using Position = std::pair<int64_t, int64_t>;
+const Position kNotFound{-1, -1};
+constexpr int64_t kWidth = 10, kHeight = 8;  // the haystack; a 2 x 2 needle has maxX 8, maxY 6
+
+// The needle's four pixels, none of them near a background pixel.
+const Rgba kNeedle[2][2] = {{{200, 10, 10, 255}, {10, 200, 10, 255}}, {{10, 10, 200, 255}, {200, 200, 10, 255}}};
+
+// A haystack with the needle planted at each position.
+REALpictureStruct* Haystack(const std::vector<Position>& plants) {
+  return PaintedPicture(kWidth, kHeight, [&](int64_t x, int64_t y) {
+    for (const auto& [px, py] : plants) {
+      if (x >= px && x < px + 2 && y >= py && y < py + 2) return kNeedle[y - py][x - px];
+    }
+    return Opaque(x * 5, y * 5, 100);
+  });
+}
+
+class Search : public LayoutTest {
+ protected:
+  // The needle in another layout of the same storage family: Core Graphics
+  // pictures of the next alpha info (RGBA against ARGB), gd against gd.
+  REALpictureStruct* Needle(int64_t width = 2, int64_t height = 2) {
+    qvlhost::Storage own = qvlhost::CurrentConfig().storage;
+    if (own.kind == qvlhost::Storage::CoreGraphics) {
+      qvlhost::CurrentConfig().storage = qvlhost::Storage::CG(own.alphaInfo % 6 + 1);
+    }
+    REALpictureStruct* needle =
+        PaintedPicture(width, height, [](int64_t x, int64_t y) { return kNeedle[y % 2][x % 2]; });
+    qvlhost::CurrentConfig().storage = own;
+    return needle;
+  }
+
+  // The found position, or {-1, -1}; x and y must be 0 after a failure.
+  Position Find(REALpictureStruct* haystack, REALpictureStruct* needle, int64_t startX = 0, int64_t startY = 0,
+                int64_t tolerance = 3) {
+    int64_t x = -7, y = -7;
+    if (FindPicture(haystack, needle, &x, &y, startX, startY, tolerance)) return {x, y};
+    EXPECT_EQ(x, 0);
+    EXPECT_EQ(y, 0);
+    return kNotFound;
+  }
+};
+
+TEST_P(Search, StartRulesAndRasterOrder) {
+  const struct {
+    std::vector<Position> plants;
+    int64_t startX, startY;
+    Position found;
+  } cases[] = {
+      {{{4, 1}, {1, 3}}, 0, 0, {4, 1}},  // the higher row wins over one further left
+      {{{6, 2}, {2, 2}}, 0, 0, {2, 2}},  // the left one of a row
+      {{{6, 2}, {2, 2}}, 3, 2, {6, 2}},  // the next one from x + 1
+      {{{0, 0}}, -5, -5, {0, 0}},
+      {{{0, 0}}, 1, 0, kNotFound},
+      {{{0, 0}}, kWidth, 0, kNotFound},  // begins at (0, 1)
+      {{{0, 1}}, kWidth, 0, {0, 1}},
+      {{{0, 1}}, 9, 0, {0, 1}},  // beyond maxX inside the picture: the first row is passed over
+      {{{8, 6}}, 8, 6, {8, 6}},  // the last position
+      {{{8, 6}}, 9, 6, kNotFound},
+      {{{0, 0}}, 0, kHeight, kNotFound},
+      {{{0, 0}}, kWidth, kHeight - 1, kNotFound},
+      {{{0, 7}}, 0, 0, kNotFound},  // cut by the bottom edge
+      {{{0, 0}}, INT64_MAX, INT64_MAX, kNotFound},
+  };
+  OwnedPicture needle(Needle());
+  for (const auto& c : cases) {
+    OwnedPicture haystack(Haystack(c.plants));
+    EXPECT_EQ(Find(haystack, needle, c.startX, c.startY), c.found) << "start " << c.startX << "," << c.startY;
+  }
+}
+
+// Matching pixels differ by less than the tolerance in each channel; the
+// needle's last pixel is off, past the first-pixel test.
+TEST_P(Search, StrictTolerance) {
+  OwnedPicture needle(Needle());
+  const struct {
+    int channel, offset;
+    int64_t tolerance;
+    bool found;
+  } cases[] = {
+      {0, 0, 1, true},   {0, 1, 1, false},  {1, -1, 2, true},
+      {2, 2, 3, true},   {2, -3, 3, false}, {0, 0, 0, false},
+      {0, 0, -4, false}, {1, 55, 56, true}, {0, 0, int64_t(1) << 32, false},  // only the low 32 bits count: 0
+  };
+  for (const auto& c : cases) {
+    OwnedPicture haystack(Haystack({{5, 3}}));
+    Rgba pixel = kNeedle[1][1];
+    uint8_t& channel = c.channel == 0 ? pixel.r : c.channel == 1 ? pixel.g : pixel.b;
+    channel = Byte(channel + c.offset);
+    qvlhost::SetPixelRgba(haystack, 6, 4, pixel);
+    EXPECT_EQ(Find(haystack, needle, 0, 0, c.tolerance), (c.found ? Position(5, 3) : kNotFound))
+        << c.channel << " by " << c.offset << ", tolerance " << c.tolerance;
+  }
+}
+
+// A first row that matches where the rest does not is passed by; a picture
+// is found in itself at (0, 0), unless the tolerance is 0; a needle larger
+// than the haystack or a nil picture on either side is not found.
+TEST_P(Search, PartialMatchesItselfAndRefusals) {
+  OwnedPicture haystack(Haystack({{5, 4}}));
+  qvlhost::SetPixelRgba(haystack, 1, 1, kNeedle[0][0]);
+  qvlhost::SetPixelRgba(haystack, 2, 1, kNeedle[0][1]);
+  OwnedPicture needle(Needle()), onePixel(Needle(1, 1)), wide(Needle(kWidth + 1, 2)), tall(Needle(2, kHeight + 1));
+  EXPECT_EQ(Find(haystack, needle), Position(5, 4));
+  EXPECT_EQ(Find(haystack, onePixel), Position(1, 1));
+  EXPECT_EQ(Find(haystack, haystack), Position(0, 0));
+  EXPECT_EQ(Find(haystack, haystack, 0, 0, 0), kNotFound);
+  EXPECT_EQ(Find(haystack, wide), kNotFound);
+  EXPECT_EQ(Find(haystack, tall), kNotFound);
+  EXPECT_EQ(Find(haystack, nullptr), kNotFound);
+  EXPECT_EQ(Find(nullptr, haystack), kNotFound);
+  // A start below the haystack ends the search before the needle is acquired.
+  qvlhost::ClearJournal();
+  EXPECT_EQ(Find(haystack, haystack, 0, kHeight), kNotFound);
+  EXPECT_EQ(JournalCount("REALLockPictureDescription"), 1);
+}
+
+QVL_INSTANTIATE_LAYOUTS(Search);
 
 using AnalysisGuards = PluginTest;
 
