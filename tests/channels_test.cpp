@@ -48,12 +48,11 @@ using Replacer = REALpictureStruct* (*)(REALpictureStruct*, REALpictureStruct*);
 
 struct ReplacerCase {
   Replacer function;
-  int channel;  // 0 red, 1 green, 2 blue
+  uint8_t Rgba::*channel;
 };
 
-const ReplacerCase kReplacers[] = {{ReplaceRedChannel, 0}, {ReplaceGreenChannel, 1}, {ReplaceBlueChannel, 2}};
-
-uint8_t& Channel(Rgba& c, int channel) { return channel == 0 ? c.r : channel == 1 ? c.g : c.b; }
+const ReplacerCase kReplacers[] = {
+    {ReplaceRedChannel, &Rgba::r}, {ReplaceGreenChannel, &Rgba::g}, {ReplaceBlueChannel, &Rgba::b}};
 
 // Every filter against its rule at every level, on pictures wide enough
 // for whole vector blocks and a rest: the replacers with a larger channel
@@ -68,9 +67,9 @@ void ExpectEveryRule(REALpictureStruct* a, REALpictureStruct* b, REALpictureStru
     for (const ReplacerCase& replacer : kReplacers) {
       OwnedPicture result(replacer.function(a, larger));
       ExpectPixels(result, width, height, [&](int64_t x, int64_t y) {
-        Rgba want = At(a, x, y), from = At(larger, x, y);
-        Channel(want, replacer.channel) = Channel(from, replacer.channel);
-        return Opaque(want.r, want.g, want.b);
+        Rgba want = Opaque(At(a, x, y));
+        want.*replacer.channel = At(larger, x, y).*replacer.channel;
+        return want;
       });
     }
     OwnedPicture combined(CombinePicturesQVL(a, b, c));
