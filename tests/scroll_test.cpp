@@ -126,33 +126,27 @@ TEST_P(Scroll, EveryDistanceFollowsTheRules) {
   }
 }
 
-// A numbered picture with a mask numbered apart from it.
-struct Masked {
-  OwnedPicture picture{NumberedPicture(4, 3)}, mask{NumberedPicture(4, 3, 0x5A)};
-  Masked() { qvlhost::SetPictureMask(picture, mask); }
-};
-
-TEST_P(Scroll, MaskMovesAlongWhenAsked) {
-  auto [owned, ownedMask] = Masked();
+// The mask moves along when asked. Once it can't be locked for writing, it
+// fails the vertical scroll before the picture is touched; the horizontal
+// one doesn't look and goes on.
+TEST_P(Scroll, MaskMovesAlongOrStopsTheVerticalScroll) {
+  OwnedPicture owned(NumberedPicture(4, 3)), ownedMask(NumberedPicture(4, 3, 0x5A));
+  qvlhost::SetPictureMask(owned, ownedMask);
   const Memory picture = Snapshot(owned), mask = Snapshot(ownedMask);
+  const Memory movedMask = Vertically(Horizontally(mask, 1, true), 1, true);
   EXPECT_TRUE(ScrollQVL(owned, 1, 1, true, true));
   EXPECT_EQ(Snapshot(owned), Vertically(Horizontally(picture, 1, true), 1, true));
-  EXPECT_EQ(Snapshot(ownedMask), Vertically(Horizontally(mask, 1, true), 1, true));
+  EXPECT_EQ(Snapshot(ownedMask), movedMask);
   EXPECT_TRUE(ScrollQVL(owned, -1, -2, false, false));
-  EXPECT_EQ(Snapshot(ownedMask), Vertically(Horizontally(mask, 1, true), 1, true));
-}
+  EXPECT_EQ(Snapshot(ownedMask), movedMask);
 
-// A mask that can't be locked for writing fails the vertical scroll before
-// the picture is touched; the horizontal one doesn't look and goes on.
-TEST_P(Scroll, FailingMaskStopsOnlyTheVerticalScroll) {
-  auto [owned, ownedMask] = Masked();
   qvlhost::SetPictureKind(ownedMask, 0);
-  const Memory picture = Snapshot(owned), mask = Snapshot(ownedMask);
+  const Memory before = Snapshot(owned);
   EXPECT_FALSE(ScrollVerticalQVL(owned, 1, false, true));
-  EXPECT_EQ(Snapshot(owned), picture);
+  EXPECT_EQ(Snapshot(owned), before);
   EXPECT_TRUE(ScrollHorizontalQVL(owned, -1, false, true));
-  EXPECT_EQ(Snapshot(owned), Horizontally(picture, -1, false));
-  EXPECT_EQ(Snapshot(ownedMask), mask);
+  EXPECT_EQ(Snapshot(owned), Horizontally(before, -1, false));
+  EXPECT_EQ(Snapshot(ownedMask), movedMask);
   EXPECT_FALSE(ScrollQVL(owned, 0, 1, true, true));
 }
 
