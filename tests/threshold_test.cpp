@@ -28,20 +28,14 @@ uint32_t Word(const Storage& storage, bool white) {
 }
 
 TEST_P(ThresholdTest, GreenAndBlueDecideRedTakesNoPart) {
-  const std::tuple<int64_t, Rgba, bool> cases[] = {// threshold, colour, white
-                                                   {0, {0, 0, 0, 255}, true},
-                                                   {-1, {0, 0, 0, 255}, true},
-                                                   {INT64_MIN, {0, 0, 0, 255}, true},
-                                                   {256, {255, 255, 255, 255}, false},
-                                                   {INT64_MAX, {255, 255, 255, 255}, false},
-                                                   {255, {0, 255, 255, 255}, true},
-                                                   {1, {255, 0, 0, 255}, false},
-                                                   {1, {0, 255, 255, 255}, true},
-                                                   {1, {255, 0, 255, 255}, false},
-                                                   {1, {255, 255, 0, 255}, false},
-                                                   {100, {0, 100, 100, 255}, true},
-                                                   {100, {255, 99, 100, 255}, false},
-                                                   {100, {255, 100, 99, 255}, false}};
+  constexpr int64_t kMin = INT64_MIN, kMax = INT64_MAX;
+  const std::tuple<int64_t, Rgba, bool> cases[] = {
+      // threshold, colour, white
+      {0, {0, 0, 0, 255}, true},          {-1, {0, 0, 0, 255}, true},          {kMin, {0, 0, 0, 255}, true},
+      {256, {255, 255, 255, 255}, false}, {kMax, {255, 255, 255, 255}, false}, {255, {0, 255, 255, 255}, true},
+      {1, {255, 0, 0, 255}, false},       {1, {0, 255, 255, 255}, true},       {1, {255, 0, 255, 255}, false},
+      {1, {255, 255, 0, 255}, false},     {100, {0, 100, 100, 255}, true},     {100, {255, 99, 100, 255}, false},
+      {100, {255, 100, 99, 255}, false}};
   for (auto [threshold, colour, white] : cases) {
     OwnedPicture source(SolidPicture(11, 2, colour));  // a block of eight and a tail
     OwnedPicture result(ThresholdQVL(source, threshold));
