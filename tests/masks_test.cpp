@@ -12,22 +12,15 @@ namespace {
 
 using qvlhost::OwnedPicture;
 
-int Multiplied(int a, int c) { return MultiplyTable[a * 256 + c]; }
-int Unmultiplied(int a, int v) { return UnmultiplyTable[a * 256 + v]; }
-
-class MultiplyTables : public PluginTest {
- protected:
-  void SetUp() override {
-    PluginTest::SetUp();
-    InitMultiplyTable();
-    ASSERT_EQ(InitedMultiplyTable, 2u);
-  }
-};
+using MultiplyTables = PluginTest;
 
 // Multiply is a * c / 255 rounded with halves up, as the closed formula and
 // as the float arithmetic it stands for; unmultiply is the largest straight
-// value that premultiplies to v, and v itself where none does.
-TEST_F(MultiplyTables, EveryEntry) {
+// value that premultiplies to v, and v itself where none does. A second
+// init changes nothing.
+TEST_F(MultiplyTables, EveryEntryMadeOnce) {
+  InitMultiplyTable();
+  ASSERT_EQ(InitedMultiplyTable, 2u);
   int wrong = 0;
   for (int a = 0; a < 256; ++a) {
     const float f = static_cast<float>(a) / 255.0f;
@@ -35,15 +28,12 @@ TEST_F(MultiplyTables, EveryEntry) {
     std::fill(largest, largest + 256, -1);
     for (int j = 0; j < 256; ++j) {
       const int closed = (2 * a * j + 255) / 510;
-      wrong += Multiplied(a, j) != closed || closed != static_cast<int>(static_cast<float>(j) * f + 0.5f);
+      wrong += MultiplyTable[a * 256 + j] != closed || closed != static_cast<int>(static_cast<float>(j) * f + 0.5f);
       largest[closed] = j;
     }
-    for (int v = 0; v < 256; ++v) wrong += Unmultiplied(a, v) != (largest[v] < 0 ? v : largest[v]);
+    for (int v = 0; v < 256; ++v) wrong += UnmultiplyTable[a * 256 + v] != (largest[v] < 0 ? v : largest[v]);
   }
   EXPECT_EQ(wrong, 0);
-}
-
-TEST_F(MultiplyTables, SecondInitChangesNothing) {
   const uint8_t* multiply = MultiplyTable;
   MultiplyTable[1] = 77;
   InitMultiplyTable();
@@ -77,7 +67,8 @@ TEST_F(PictureMasks, MaskAskedByHostVersion) {
   }
 }
 
-TEST_F(PictureMasks, HasMaskNeverCreatesOne) {
+// PictureHasMask never creates a mask; a size that can't be read is 0.
+TEST_F(PictureMasks, HasMaskAndSize) {
   OwnedPicture plain(qvlhost::NewPicture(3, 2)), masked(qvlhost::NewPicture(3, 2)), mask(qvlhost::NewPicture(3, 2));
   qvlhost::SetPictureMask(masked, mask);
   for (double version : {2019.0, 2024.03}) {
@@ -87,15 +78,11 @@ TEST_F(PictureMasks, HasMaskNeverCreatesOne) {
     EXPECT_EQ(qvlhost::PictureMask(plain), nullptr);
     EXPECT_TRUE(PictureHasMask(masked));
   }
-}
-
-TEST_F(PictureMasks, SizeProperties) {
-  OwnedPicture picture(qvlhost::NewPicture(3, 2));
-  EXPECT_EQ(GetPictureWidth(picture), 3);
-  EXPECT_EQ(GetPictureHeight(picture), 2);
+  EXPECT_EQ(GetPictureWidth(plain), 3);
+  EXPECT_EQ(GetPictureHeight(plain), 2);
   qvlhost::CurrentConfig().failingProperties = {"Width", "Height"};
-  EXPECT_EQ(GetPictureWidth(picture), 0);
-  EXPECT_EQ(GetPictureHeight(picture), 0);
+  EXPECT_EQ(GetPictureWidth(plain), 0);
+  EXPECT_EQ(GetPictureHeight(plain), 0);
 }
 
 }  // namespace
