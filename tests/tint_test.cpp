@@ -1,6 +1,5 @@
-// Tint and saturation: the examples of the two rules, and whole pictures
-// against a plain per-pixel evaluation in all seven layouts, with row widths
-// that leave partial vector blocks.
+// Tint and saturation in all seven layouts: examples of the two rules, and
+// whole pictures against a per-pixel evaluation at every level.
 #include "filters/tint.h"
 
 #include <gtest/gtest.h>
@@ -42,7 +41,8 @@ int SaturationReference(int c, int y, int64_t amount) {
 
 using TintAndSaturation = LayoutTest;
 
-// Tint by grey and sepia, or saturation by amount.
+// Tint by grey and sepia, or saturation by amount. Of a nil picture tint
+// gives nil after acquiring it, before the check; saturation after the check.
 TEST_P(TintAndSaturation, Examples) {
   const struct {
     bool tint;
@@ -67,6 +67,8 @@ TEST_P(TintAndSaturation, Examples) {
     OwnedPicture result(e.tint ? TintPicture(source, e.grey, e.sepia) : SaturationPicture(source, e.amount));
     ExpectEveryPixel(source, result, [&e](Rgba) { return e.out; });
   }
+  ExpectNilAfterChecks(0, [] { return TintPicture(nullptr, 0xFFFFFF, 0xFFFFFF); });
+  ExpectNilAfterChecks(1, [] { return SaturationPicture(nullptr, 0); });
 }
 
 // Random colours, rows of 63 pixels (a partial block for every row code),
@@ -120,12 +122,6 @@ TEST_P(TintAndSaturation, SaturationFollowsThePerPixelRule) {
       });
     }
   }
-}
-
-// Tint checks after acquiring its source, saturation first of all.
-TEST_P(TintAndSaturation, NilPictureAndTheCheck) {
-  ExpectNilAfterChecks(0, [] { return TintPicture(nullptr, 0xFFFFFF, 0xFFFFFF); });
-  ExpectNilAfterChecks(1, [] { return SaturationPicture(nullptr, 0); });
 }
 
 QVL_INSTANTIATE_LAYOUTS(TintAndSaturation);
