@@ -149,26 +149,9 @@ TEST_P(InvertFilters, NilPictureGivesNilAfterTheCheck) {
 
 QVL_INSTANTIATE_LAYOUTS(InvertFilters);
 
-// In gd the alpha field counts the other way: on the alpha path an opaque
-// pixel reads as A = 0 and keeps its colour, a transparent one is inverted.
-class InvertGD : public PluginTest {
-  qvlhost::Config HostConfig() override { return HostWith(PluginTest::HostConfig().version, qvlhost::Storage::GD()); }
-};
-
-TEST_F(InvertGD, OpaqueKeepsColourTransparentIsInverted) {
-  OwnedPicture source(qvlhost::NewAlphaPicture(2, 1));
-  qvlhost::SetPixelRgba(source, 0, 0, {10, 20, 30, 255});
-  qvlhost::SetPixelRgba(source, 1, 0, {10, 20, 30, 0});
-  OwnedPicture result(InvertPicture2(source));
-  EXPECT_EQ(qvlhost::PixelRgba(result, 0, 0), (Rgba{10, 20, 30, 255}));
-  EXPECT_EQ(qvlhost::PixelRgba(result, 1, 0), (Rgba{245, 235, 225, 0}));
-}
-
 // Source and result in different Core Graphics layouts: each channel is
 // read from its own place and written to the other layout's place.
-class InvertAcrossLayouts : public PluginTest {};
-
-TEST_F(InvertAcrossLayouts, ChannelsMoveWithTheLayout) {
+TEST_F(PluginTest, InvertAcrossLayouts) {
   for (auto [from, to] : {std::pair<uint32_t, uint32_t>{1, 2}, {2, 3}, {6, 5}}) {
     for (bool withAlpha : {false, true}) {
       qvlhost::CurrentConfig().storage = qvlhost::Storage::CG(from);
@@ -187,6 +170,21 @@ TEST_F(InvertAcrossLayouts, ChannelsMoveWithTheLayout) {
       EXPECT_EQ(qvlhost::PixelRgba(grey, 1, 0), invertedGrey);
     }
   }
+}
+
+// In gd the alpha field counts the other way: on the alpha path an opaque
+// pixel reads as A = 0 and keeps its colour, a transparent one is inverted.
+class InvertGD : public PluginTest {
+  qvlhost::Config HostConfig() override { return HostWith(PluginTest::HostConfig().version, qvlhost::Storage::GD()); }
+};
+
+TEST_F(InvertGD, OpaqueKeepsColourTransparentIsInverted) {
+  OwnedPicture source(qvlhost::NewAlphaPicture(2, 1));
+  qvlhost::SetPixelRgba(source, 0, 0, {10, 20, 30, 255});
+  qvlhost::SetPixelRgba(source, 1, 0, {10, 20, 30, 0});
+  OwnedPicture result(InvertPicture2(source));
+  EXPECT_EQ(qvlhost::PixelRgba(result, 0, 0), (Rgba{10, 20, 30, 255}));
+  EXPECT_EQ(qvlhost::PixelRgba(result, 1, 0), (Rgba{245, 235, 225, 0}));
 }
 
 }  // namespace
