@@ -367,7 +367,7 @@ using AnalysisGuards = PluginTest;
 // guard (a red picture fails all three in a known layout), an empty
 // rectangle passes before any pixel is read, and colourness counts nothing.
 // Each answer from a reader of its own: a failing test clears its reader.
-TEST_F(AnalysisGuards, UnknownLayout) {
+TEST_F(AnalysisGuards, UnknownLayoutAndNoPixels) {
   OwnedPicture red(SolidPicture(5, 4, Rgba{200, 0, 0, 255}));
   const struct {
     Uniformity uniformity;
@@ -394,14 +394,9 @@ TEST_F(AnalysisGuards, UnknownLayout) {
     reader.pictureType = type;
     EXPECT_EQ(ColournessOfAcquired(reader, 10), 0.0) << type;
   }
-}
-
-TEST_F(AnalysisGuards, ColournessWithoutPixelsIsZeroByZero) {
-  OwnedPicture picture(SolidPicture(3, 3, Rgba{200, 0, 0, 255}));
-  PictureReader reader(picture);
-  reader.Width = 0;
-  reader.Height = 0;
-  EXPECT_TRUE(std::isnan(ColournessOfAcquired(reader, 10)));
+  PictureReader empty(red);  // without pixels, colourness is 0 / 0
+  empty.Width = empty.Height = 0;
+  EXPECT_TRUE(std::isnan(ColournessOfAcquired(empty, 10)));
 }
 
 // A host that can't make a block of 1024 bytes raises inside its exception
