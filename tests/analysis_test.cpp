@@ -240,8 +240,6 @@ TEST_P(Analysis, EveryLevelAnswersAsTheRule) {
   }
 }
 
-QVL_INSTANTIATE_LAYOUTS(Analysis);
-
 using Position = std::pair<int64_t, int64_t>;
 const Position kNotFound{-1, -1};
 constexpr int64_t kWidth = 10, kHeight = 8;  // the haystack; a 2 x 2 needle has maxX 8, maxY 6
@@ -259,33 +257,28 @@ REALpictureStruct* Haystack(const std::vector<Position>& plants) {
   });
 }
 
-class Search : public LayoutTest {
- protected:
-  // The needle in another layout of the same storage family: Core Graphics
-  // pictures of the next alpha info (RGBA against ARGB), gd against gd.
-  REALpictureStruct* Needle(int64_t width = 2, int64_t height = 2) {
-    qvlhost::Storage own = qvlhost::CurrentConfig().storage;
-    if (own.kind == qvlhost::Storage::CoreGraphics) {
-      qvlhost::CurrentConfig().storage = qvlhost::Storage::CG(own.alphaInfo % 6 + 1);
-    }
-    REALpictureStruct* needle =
-        PaintedPicture(width, height, [](int64_t x, int64_t y) { return kNeedle[y % 2][x % 2]; });
-    qvlhost::CurrentConfig().storage = own;
-    return needle;
-  }
+// The needle in another layout of the same storage family: Core Graphics
+// pictures of the next alpha info (RGBA against ARGB), gd against gd.
+REALpictureStruct* Needle(int64_t width = 2, int64_t height = 2) {
+  qvlhost::Storage own = qvlhost::CurrentConfig().storage;
+  if (own.kind == qvlhost::Storage::CoreGraphics)
+    qvlhost::CurrentConfig().storage = qvlhost::Storage::CG(own.alphaInfo % 6 + 1);
+  REALpictureStruct* needle = PaintedPicture(width, height, [](int64_t x, int64_t y) { return kNeedle[y % 2][x % 2]; });
+  qvlhost::CurrentConfig().storage = own;
+  return needle;
+}
 
-  // The found position, or {-1, -1}; x and y must be 0 after a failure.
-  Position Find(REALpictureStruct* haystack, REALpictureStruct* needle, int64_t startX = 0, int64_t startY = 0,
-                int64_t tolerance = 3) {
-    int64_t x = -7, y = -7;
-    if (FindPicture(haystack, needle, &x, &y, startX, startY, tolerance)) return {x, y};
-    EXPECT_EQ(x, 0);
-    EXPECT_EQ(y, 0);
-    return kNotFound;
-  }
-};
+// The found position, or kNotFound; x and y must be 0 after a failure.
+Position Find(REALpictureStruct* haystack, REALpictureStruct* needle, int64_t startX = 0, int64_t startY = 0,
+              int64_t tolerance = 3) {
+  int64_t x = -7, y = -7;
+  if (FindPicture(haystack, needle, &x, &y, startX, startY, tolerance)) return {x, y};
+  EXPECT_EQ(x, 0);
+  EXPECT_EQ(y, 0);
+  return kNotFound;
+}
 
-TEST_P(Search, StartRulesAndRasterOrder) {
+TEST_P(Analysis, SearchStartRulesAndRasterOrder) {
   const struct {
     std::vector<Position> plants;
     int64_t startX, startY;
@@ -315,7 +308,7 @@ TEST_P(Search, StartRulesAndRasterOrder) {
 
 // Matching pixels differ by less than the tolerance in each channel; the
 // needle's last pixel is off, past the first-pixel test.
-TEST_P(Search, StrictTolerance) {
+TEST_P(Analysis, SearchStrictTolerance) {
   OwnedPicture needle(Needle());
   const struct {
     int channel, offset;
@@ -340,7 +333,7 @@ TEST_P(Search, StrictTolerance) {
 // A first row that matches where the rest does not is passed by; a picture
 // is found in itself at (0, 0), unless the tolerance is 0; a needle larger
 // than the haystack or a nil picture on either side is not found.
-TEST_P(Search, PartialMatchesItselfAndRefusals) {
+TEST_P(Analysis, SearchPartialMatchesItselfAndRefusals) {
   OwnedPicture haystack(Haystack({{5, 4}}));
   qvlhost::SetPixelRgba(haystack, 1, 1, kNeedle[0][0]);
   qvlhost::SetPixelRgba(haystack, 2, 1, kNeedle[0][1]);
@@ -359,7 +352,7 @@ TEST_P(Search, PartialMatchesItselfAndRefusals) {
   EXPECT_EQ(JournalCount("REALLockPictureDescription"), 1);
 }
 
-QVL_INSTANTIATE_LAYOUTS(Search);
+QVL_INSTANTIATE_LAYOUTS(Analysis);
 
 using AnalysisGuards = PluginTest;
 
