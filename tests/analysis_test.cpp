@@ -1,13 +1,13 @@
-// Colour counting, the uniformity tests and colourness in all seven layouts:
-// the crossed order of the histogram blocks and their adding counters, the
-// pixel and rectangle rules, the boundaries of colourness, and every vector
-// row answering as the per-pixel rule.
+// The read-only operations in all seven layouts: colour counting, the
+// uniformity tests, colourness and the sub-picture search, against their
+// rules and at every vector level; and the guards of an unusable reader.
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <cstdint>
 #include <cstring>
 #include <random>
-#include <string>
+#include <utility>
 #include <vector>
 
 #include "analysis/counting.h"
@@ -31,35 +31,26 @@ uint32_t Counter(REALmemoryBlockStruct* block, int entry) {
   return value;
 }
 
-void SetCounter(REALmemoryBlockStruct* block, int entry, uint32_t value) {
-  std::memcpy(qvlhost::MemoryBlockData(block) + entry * 4, &value, 4);
-}
-
 // A 4 x 3 picture of (10, 20, 30) with two other pixels: (10, 20, 31) at the
 // start and (200, 100, 50) at the end of the last row.
 REALpictureStruct* MostlyOneColour() {
   return PaintedPicture(4, 3, [](int64_t x, int64_t y) {
     if (x == 0 && y == 0) return Rgba{10, 20, 31, 255};
-    if (x == 3 && y == 2) return Rgba{200, 100, 50, 255};
-    return Rgba{10, 20, 30, 255};
+    return x == 3 && y == 2 ? Rgba{200, 100, 50, 255} : Rgba{10, 20, 30, 255};
   });
 }
 
-TEST_P(Analysis, CountColorMatchesRGBAlone) {
+// CountColorQVL matches red, green and blue alone. Of the histograms the
+// first block counts red, the second (named blue) green, the third (named
+// green) blue; nil blocks are made, passed ones are added to.
+TEST_P(Analysis, CountsAndHistogramsInCrossedOrder) {
   OwnedPicture picture(MostlyOneColour());
-  EXPECT_EQ(CountColorQVL(picture, 0x0A141E), 10);
-  EXPECT_EQ(CountColorQVL(picture, 0xFF0A141E), 10);  // bits 24 to 31 are ignored
-  EXPECT_EQ(CountColorQVL(picture, 0x0A141F), 1);
-  EXPECT_EQ(CountColorQVL(picture, 0xC86432), 1);
-  EXPECT_EQ(CountColorQVL(picture, 0x1E140A), 0);
+  EXPECT_EQ(std::vector<int64_t>({CountColorQVL(picture, 0x0A141E), CountColorQVL(picture, 0xFF0A141E),
+                                  CountColorQVL(picture, 0x0A141F), CountColorQVL(picture, 0xC86432),
+                                  CountColorQVL(picture, 0x1E140A)}),
+            std::vector<int64_t>({10, 10, 1, 1, 0}));
   qvlhost::SetPixelRgba(picture, 1, 1, Rgba{10, 20, 30, 0});  // alpha is ignored
   EXPECT_EQ(CountColorQVL(picture, 0x0A141E), 10);
-}
-
-// The first block counts red, the second (named blue) green, the third
-// (named green) blue; nil blocks are made, passed ones are added to.
-TEST_P(Analysis, HistogramsInCrossedOrderAddUp) {
-  OwnedPicture picture(MostlyOneColour());
   REALmemoryBlockStruct *first = nullptr, *second = nullptr, *third = nullptr;
   int64_t count = 0;
   CountColorsQVL(picture, &first, &second, &third, &count);
@@ -67,32 +58,23 @@ TEST_P(Analysis, HistogramsInCrossedOrderAddUp) {
   ASSERT_TRUE(first && second && third);
   EXPECT_EQ(qvlhost::MemoryBlockSize(first), 1024);
   EXPECT_EQ(count, 12);
-  EXPECT_EQ(Counter(first, 10), 11u);
-  EXPECT_EQ(Counter(first, 200), 1u);
-  EXPECT_EQ(Counter(second, 20), 11u);
-  EXPECT_EQ(Counter(second, 100), 1u);
-  EXPECT_EQ(Counter(third, 30), 10u);
-  EXPECT_EQ(Counter(third, 50), 1u);
-
-  SetCounter(first, 200, 0xFFFFFFFFu);  // unsigned counters wrap
+  EXPECT_EQ(std::vector<uint32_t>({Counter(first, 10), Counter(first, 200), Counter(second, 20), Counter(second, 100),
+                                   Counter(third, 30), Counter(third, 50)}),
+            std::vector<uint32_t>({11, 1, 11, 1, 10, 1}));
+  const uint32_t wrapping = 0xFFFFFFFFu;  // unsigned counters wrap
+  std::memcpy(qvlhost::MemoryBlockData(first) + 200 * 4, &wrapping, 4);
   CountColorsQVL(picture, &first, &second, &third, &count);
   EXPECT_EQ(first, a.get());
   EXPECT_EQ(Counter(first, 10), 22u);
   EXPECT_EQ(Counter(first, 200), 0u);
   EXPECT_EQ(Counter(third, 30), 20u);
-}
 
-// Counters beyond a block shorter than 1024 bytes are dropped, and nothing
-// outside it is written.
-TEST_P(Analysis, ShortBlockKeepsItsOwnBytes) {
-  OwnedPicture picture(PaintedPicture(3, 1, [](int64_t x, int64_t) {
-    return x == 0 ? Rgba{2, 3, 3, 255} : Rgba{200, 3, 3, 255};
-  }));
+  // Counters beyond a block shorter than 1024 bytes are dropped, and nothing
+  // outside it is written.
+  OwnedPicture reds(PaintedPicture(3, 1, [](int64_t x, int64_t) { return Opaque(x ? 200 : 2, 3, 3); }));
   OwnedMemoryBlock shortBlock(qvlhost::NewMemoryBlock(14));
-  REALmemoryBlockStruct *first = shortBlock, *second = nullptr, *third = nullptr;
-  int64_t count = 0;
-  CountColorsQVL(picture, &first, &second, &third, &count);
-  OwnedMemoryBlock b(second), c(third);
+  REALmemoryBlockStruct* shortFirst = shortBlock;
+  CountColorsQVL(reds, &shortFirst, &second, &third, &count);
   EXPECT_EQ(count, 3);
   EXPECT_EQ(Counter(shortBlock, 2), 1u);
   EXPECT_EQ(Counter(second, 3), 3u);
@@ -117,25 +99,16 @@ TEST_P(Analysis, PixelRules) {
   for (const auto& c : cases) {
     SCOPED_TRACE(testing::PrintToString(c.colour));
     OwnedPicture picture(SolidPicture(3, 2, c.colour));
-    EXPECT_EQ(isBlack2(picture), c.black);
-    EXPECT_EQ(isWhite2(picture), c.white);
-    EXPECT_EQ(isGray2(picture, 0), c.grey0);
-    EXPECT_EQ(isGray2(picture, 1), c.grey1);
-    EXPECT_EQ(isGray2(picture, -1), c.greyMinus1);
-    EXPECT_EQ(isGray2(picture, 2), c.grey2);
-    EXPECT_EQ(isGray2(picture, INT64_MIN), true);
+    EXPECT_EQ(std::vector<bool>({isBlack2(picture), isWhite2(picture), isGray2(picture, 0), isGray2(picture, 1),
+                                 isGray2(picture, -1), isGray2(picture, 2), isGray2(picture, INT64_MIN)}),
+              std::vector<bool>({c.black, c.white, c.grey0, c.grey1, c.greyMinus1, c.grey2, true}));
   }
 }
 
-// A 6 x 5 white picture with one black pixel at (2, 2).
-REALpictureStruct* WhiteWithBlackAt22() {
-  return PaintedPicture(6, 5, [](int64_t x, int64_t y) {
-    return x == 2 && y == 2 ? Rgba{0, 0, 0, 255} : Rgba{255, 255, 255, 255};
-  });
-}
-
 TEST_P(Analysis, RectangleRules) {
-  OwnedPicture picture(WhiteWithBlackAt22());
+  OwnedPicture picture(PaintedPicture(6, 5, [](int64_t x, int64_t y) {  // white, one black pixel at (2, 2)
+    return x == 2 && y == 2 ? Rgba{0, 0, 0, 255} : Rgba{255, 255, 255, 255};
+  }));
   const struct {
     int64_t left, top, width, height;
     bool white;
@@ -148,9 +121,8 @@ TEST_P(Analysis, RectangleRules) {
       {0, INT64_MAX, 3, 3, true}, {INT64_MAX, 0, 10, 10, true}, {-10, -10, 100, 100, false},
   };
   for (const auto& c : cases) {
-    SCOPED_TRACE(std::to_string(c.left) + "," + std::to_string(c.top) + "," + std::to_string(c.width) + "," +
-                 std::to_string(c.height));
-    EXPECT_EQ(isWhite(picture, c.left, c.top, c.width, c.height), c.white);
+    EXPECT_EQ(isWhite(picture, c.left, c.top, c.width, c.height), c.white)
+        << c.left << "," << c.top << "," << c.width << "," << c.height;
   }
   // The other tests share the frame: the tolerance comes first for isGray.
   EXPECT_TRUE(isBlack(picture, 2, 2, 1, 1));
@@ -176,7 +148,8 @@ TEST_P(Analysis, NilPicture) {
   EXPECT_TRUE(first && second && third);
 }
 
-// Colourness of a picture of one colour: 1 when it counts, 0 when not.
+// Colourness of a picture of one colour: 1 when it counts, 0 when not; and
+// the share of a picture of two colours.
 TEST_P(Analysis, ColournessBoundaries) {
   const struct {
     Rgba colour;
@@ -198,37 +171,36 @@ TEST_P(Analysis, ColournessBoundaries) {
       {{50, 50, 50, 255}, INT32_MIN, 1.0},
   };
   for (const auto& c : cases) {
-    SCOPED_TRACE(testing::PrintToString(c.colour) + " threshold " + std::to_string(c.threshold));
     OwnedPicture picture(SolidPicture(3, 2, c.colour));
-    EXPECT_EQ(ColornessQVL(picture, c.threshold), c.share);
+    EXPECT_EQ(ColornessQVL(picture, c.threshold), c.share) << testing::PrintToString(c.colour) << " " << c.threshold;
   }
-}
-
-TEST_P(Analysis, ColournessIsTheShareOfAllPixels) {
   OwnedPicture picture(PaintedPicture(5, 3, [](int64_t x, int64_t y) {
     return x == 4 || y == 1 ? Rgba{0, 200, 0, 255} : Rgba{90, 90, 90, 255};
   }));
   EXPECT_DOUBLE_EQ(ColornessQVL(picture, 10), 7.0 / 15.0);
 }
 
-constexpr int64_t kWidth = 37, kHeight = 5;
-
-// The answers of every read-only operation, as numbers.
-std::vector<double> Answers(REALpictureStruct* noisy, const std::vector<REALpictureStruct*>& nearlySolid) {
+// The answers of every read-only operation that has vector rows, as numbers.
+std::vector<double> Answers(REALpictureStruct* noisy, const std::vector<OwnedPicture>& nearlySolid) {
+  const int64_t width = qvlhost::PictureWidth(noisy), height = qvlhost::PictureHeight(noisy);
   std::vector<double> answers;
-  for (uint32_t colour : {0x000000u, 0x1E2980u, 0xFFFFFFu}) answers.push_back(double(CountColorQVL(noisy, colour)));
-  for (int64_t threshold : {int64_t{INT32_MIN}, int64_t{-1}, int64_t{0}, int64_t{10}, int64_t{254}, int64_t{255}}) {
+  for (int64_t x : {0, 17, 150, 299}) {  // colours found in the picture, and black
+    const Rgba c = qvlhost::PixelRgba(noisy, x, x % height);
+    answers.push_back(double(CountColorQVL(noisy, x ? c.r << 16 | c.g << 8 | c.b : 0)));
+  }
+  for (int64_t threshold : {int64_t{INT32_MIN}, int64_t{-1}, int64_t{0}, int64_t{1}, int64_t{10}, int64_t{100},
+                            int64_t{254}, int64_t{255}, int64_t{256}}) {
     answers.push_back(ColornessQVL(noisy, threshold));
   }
   for (REALpictureStruct* picture : nearlySolid) {
-    answers.insert(answers.end(),
-                   {double(isBlack2(picture)), double(isWhite2(picture)), double(isGray2(picture, 0)),
-                    double(isGray2(picture, -2)), double(isGray2(picture, 3)), double(isWhite(picture, 5, 1, 31, 3))});
+    answers.insert(answers.end(), {double(isBlack2(picture)), double(isWhite2(picture)), double(isGray2(picture, 0)),
+                                   double(isGray2(picture, -2)), double(isGray2(picture, 3)),
+                                   double(isGray2(picture, 4)), double(isWhite(picture, 1, 0, 140, 2))});
   }
   // The needle: one or two pixels from the picture's last row.
-  for (int64_t width : {1, 2}) {
+  for (int64_t needleWidth : {1, 2}) {
     OwnedPicture needle(PaintedPicture(
-        width, 1, [&](int64_t x, int64_t) { return qvlhost::PixelRgba(noisy, kWidth - 3 + x, kHeight - 1); }));
+        needleWidth, 1, [&](int64_t x, int64_t) { return qvlhost::PixelRgba(noisy, width - 3 + x, height - 1); }));
     for (int64_t tolerance : {1, 2, 3, 40}) {
       int64_t x = 0, y = 0;
       answers.insert(answers.end(),
@@ -238,26 +210,26 @@ std::vector<double> Answers(REALpictureStruct* noisy, const std::vector<REALpict
   return answers;
 }
 
-// A noisy picture whose channels lie on both sides of the rules'
-// boundaries, so that many pixels match, count or fail; and pictures of one
-// colour with one pixel off by one or three in a channel, at the start of a
-// vector, inside one, in the tail and nowhere.
+// Rows wide enough for several of the widest vectors and a tail: a noisy
+// picture whose channels lie on both sides of the rules' boundaries (the
+// dark limit, the thresholds), and solid pictures with one pixel off by one
+// or more in a channel anywhere in a row, or nowhere.
 TEST_P(Analysis, EveryLevelAnswersAsTheRule) {
-  static const uint8_t values[] = {0, 1, 29, 30, 40, 41, 128, 131, 254, 255};
+  const uint8_t near[] = {0, 1, 28, 29, 30, 31, 40, 41, 99, 100, 101, 109, 110, 111, 128, 131, 200, 254, 255};
   std::mt19937 random(GetParam().alphaInfo + 1);
-  OwnedPicture noisy(PaintedPicture(kWidth, kHeight, [&](int64_t, int64_t) {
-    return Rgba{values[random() % 10], values[random() % 10], values[random() % 10], uint8_t(random())};
+  const auto channel = [&] { return random() % 4 ? near[random() % sizeof near] : Byte(random()); };
+  OwnedPicture noisy(PaintedPicture(300, 3, [&](int64_t, int64_t) {
+    return Rgba{channel(), channel(), channel(), Byte(random())};
   }));
-  std::vector<OwnedPicture> owned;
-  std::vector<REALpictureStruct*> nearlySolid;
-  const Rgba solids[][2] = {{{0, 0, 0, 255}, {0, 1, 0, 255}},
-                            {{255, 255, 255, 9}, {255, 255, 254, 9}},
-                            {{128, 128, 128, 255}, {128, 131, 128, 255}}};
-  for (const auto& [solid, off] : solids) {
-    for (int64_t x : {-1, 0, 16, 21, 36}) {
-      owned.emplace_back(SolidPicture(kWidth, kHeight, solid));
-      if (x >= 0) qvlhost::SetPixelRgba(owned.back(), x, x % kHeight, off);
-      nearlySolid.push_back(owned.back());
+  std::vector<OwnedPicture> nearlySolid;
+  const Rgba solids[] = {{0, 0, 0, 255}, {255, 255, 255, 9}, {90, 90, 90, 255}};
+  const Rgba odd[] = {{0, 0, 1, 255}, {0, 1, 0, 255}, {255, 254, 255, 9}, {90, 93, 90, 255}, {90, 96, 90, 255}};
+  for (const Rgba& solid : solids) {
+    for (const Rgba& other : odd) {
+      for (int64_t at : {-1, 0, 15, 16, 31, 63, 64, 100, 127, 128, 149}) {
+        nearlySolid.emplace_back(
+            PaintedPicture(150, 2, [&](int64_t x, int64_t y) { return x == at && y == 1 ? other : solid; }));
+      }
     }
   }
   CapVectorLevel(VectorLevel::Portable);
@@ -268,21 +240,163 @@ TEST_P(Analysis, EveryLevelAnswersAsTheRule) {
   }
 }
 
+using Position = std::pair<int64_t, int64_t>;
+const Position kNotFound{-1, -1};
+constexpr int64_t kWidth = 10, kHeight = 8;  // the haystack; a 2 x 2 needle has maxX 8, maxY 6
+
+// The needle's four pixels, none of them near a background pixel.
+const Rgba kNeedle[2][2] = {{{200, 10, 10, 255}, {10, 200, 10, 255}}, {{10, 10, 200, 255}, {200, 200, 10, 255}}};
+
+// A haystack with the needle planted at each position.
+REALpictureStruct* Haystack(const std::vector<Position>& plants) {
+  return PaintedPicture(kWidth, kHeight, [&](int64_t x, int64_t y) {
+    for (const auto& [px, py] : plants) {
+      if (x >= px && x < px + 2 && y >= py && y < py + 2) return kNeedle[y - py][x - px];
+    }
+    return Opaque(x * 5, y * 5, 100);
+  });
+}
+
+// The needle in another layout of the same storage family: Core Graphics
+// pictures of the next alpha info (RGBA against ARGB), gd against gd.
+REALpictureStruct* Needle(int64_t width = 2, int64_t height = 2) {
+  qvlhost::Storage own = qvlhost::CurrentConfig().storage;
+  if (own.kind == qvlhost::Storage::CoreGraphics)
+    qvlhost::CurrentConfig().storage = qvlhost::Storage::CG(own.alphaInfo % 6 + 1);
+  REALpictureStruct* needle = PaintedPicture(width, height, [](int64_t x, int64_t y) { return kNeedle[y % 2][x % 2]; });
+  qvlhost::CurrentConfig().storage = own;
+  return needle;
+}
+
+// The found position, or kNotFound; x and y must be 0 after a failure.
+Position Find(REALpictureStruct* haystack, REALpictureStruct* needle, int64_t startX = 0, int64_t startY = 0,
+              int64_t tolerance = 3) {
+  int64_t x = -7, y = -7;
+  if (FindPicture(haystack, needle, &x, &y, startX, startY, tolerance)) return {x, y};
+  EXPECT_EQ(x, 0);
+  EXPECT_EQ(y, 0);
+  return kNotFound;
+}
+
+TEST_P(Analysis, SearchStartRulesAndRasterOrder) {
+  const struct {
+    std::vector<Position> plants;
+    int64_t startX, startY;
+    Position found;
+  } cases[] = {
+      {{{4, 1}, {1, 3}}, 0, 0, {4, 1}},  // the higher row wins over one further left
+      {{{6, 2}, {2, 2}}, 0, 0, {2, 2}},  // the left one of a row
+      {{{6, 2}, {2, 2}}, 3, 2, {6, 2}},  // the next one from x + 1
+      {{{0, 0}}, -5, -5, {0, 0}},
+      {{{0, 0}}, 1, 0, kNotFound},
+      {{{0, 0}}, kWidth, 0, kNotFound},  // begins at (0, 1)
+      {{{0, 1}}, kWidth, 0, {0, 1}},
+      {{{0, 1}}, 9, 0, {0, 1}},  // beyond maxX inside the picture: the first row is passed over
+      {{{8, 6}}, 8, 6, {8, 6}},  // the last position
+      {{{8, 6}}, 9, 6, kNotFound},
+      {{{0, 0}}, 0, kHeight, kNotFound},
+      {{{0, 0}}, kWidth, kHeight - 1, kNotFound},
+      {{{0, 7}}, 0, 0, kNotFound},  // cut by the bottom edge
+      {{{0, 0}}, INT64_MAX, INT64_MAX, kNotFound},
+  };
+  OwnedPicture needle(Needle());
+  for (const auto& c : cases) {
+    OwnedPicture haystack(Haystack(c.plants));
+    EXPECT_EQ(Find(haystack, needle, c.startX, c.startY), c.found) << "start " << c.startX << "," << c.startY;
+  }
+}
+
+// Matching pixels differ by less than the tolerance in each channel; the
+// needle's last pixel is off, past the first-pixel test.
+TEST_P(Analysis, SearchStrictTolerance) {
+  OwnedPicture needle(Needle());
+  const struct {
+    int channel, offset;
+    int64_t tolerance;
+    bool found;
+  } cases[] = {
+      {0, 0, 1, true},   {0, 1, 1, false},  {1, -1, 2, true},
+      {2, 2, 3, true},   {2, -3, 3, false}, {0, 0, 0, false},
+      {0, 0, -4, false}, {1, 55, 56, true}, {0, 0, int64_t(1) << 32, false},  // only the low 32 bits count: 0
+  };
+  for (const auto& c : cases) {
+    OwnedPicture haystack(Haystack({{5, 3}}));
+    Rgba pixel = kNeedle[1][1];
+    uint8_t& channel = c.channel == 0 ? pixel.r : c.channel == 1 ? pixel.g : pixel.b;
+    channel = Byte(channel + c.offset);
+    qvlhost::SetPixelRgba(haystack, 6, 4, pixel);
+    EXPECT_EQ(Find(haystack, needle, 0, 0, c.tolerance), (c.found ? Position(5, 3) : kNotFound))
+        << c.channel << " by " << c.offset << ", tolerance " << c.tolerance;
+  }
+}
+
+// A first row that matches where the rest does not is passed by; a picture
+// is found in itself at (0, 0), unless the tolerance is 0; a needle larger
+// than the haystack or a nil picture on either side is not found.
+TEST_P(Analysis, SearchPartialMatchesItselfAndRefusals) {
+  OwnedPicture haystack(Haystack({{5, 4}}));
+  qvlhost::SetPixelRgba(haystack, 1, 1, kNeedle[0][0]);
+  qvlhost::SetPixelRgba(haystack, 2, 1, kNeedle[0][1]);
+  OwnedPicture needle(Needle()), onePixel(Needle(1, 1)), wide(Needle(kWidth + 1, 2)), tall(Needle(2, kHeight + 1));
+  EXPECT_EQ(Find(haystack, needle), Position(5, 4));
+  EXPECT_EQ(Find(haystack, onePixel), Position(1, 1));
+  EXPECT_EQ(Find(haystack, haystack), Position(0, 0));
+  EXPECT_EQ(Find(haystack, haystack, 0, 0, 0), kNotFound);
+  EXPECT_EQ(Find(haystack, wide), kNotFound);
+  EXPECT_EQ(Find(haystack, tall), kNotFound);
+  EXPECT_EQ(Find(haystack, nullptr), kNotFound);
+  EXPECT_EQ(Find(nullptr, haystack), kNotFound);
+  // A start below the haystack ends the search before the needle is acquired.
+  qvlhost::ClearJournal();
+  EXPECT_EQ(Find(haystack, haystack, 0, kHeight), kNotFound);
+  EXPECT_EQ(JournalCount("REALLockPictureDescription"), 1);
+}
+
 QVL_INSTANTIATE_LAYOUTS(Analysis);
+
+using AnalysisGuards = PluginTest;
+
+// A reader of no known layout: the uniformity tests answer as their rows'
+// guard (a red picture fails all three in a known layout), an empty
+// rectangle passes before any pixel is read, and colourness counts nothing.
+// Each answer from a reader of its own: a failing test clears its reader.
+TEST_F(AnalysisGuards, UnknownLayoutAndNoPixels) {
+  OwnedPicture red(SolidPicture(5, 4, Rgba{200, 0, 0, 255}));
+  const struct {
+    Uniformity uniformity;
+    int64_t tolerance;
+    bool passes;
+  } cases[] = {{Uniformity::Black, 0, true},
+               {Uniformity::White, 0, false},
+               {Uniformity::Grey, 0, true},
+               {Uniformity::Grey, -3, true}};
+  for (uint32_t type : {0u, 7u, 9u, 255u}) {
+    const auto answer = [&](const auto& c, bool known, int64_t width) {
+      PictureReader reader(red);
+      if (!known) reader.pictureType = type;
+      return TestAcquired(reader, c.uniformity, c.tolerance, 1, 1, width, 2);
+    };
+    for (const auto& c : cases) {
+      SCOPED_TRACE(testing::Message() << "type " << type << " test " << static_cast<int>(c.uniformity));
+      EXPECT_FALSE(answer(c, true, 2));
+      EXPECT_EQ(answer(c, false, 2), c.passes);
+      EXPECT_TRUE(answer(c, false, 0));
+    }
+    PictureReader reader(red);
+    EXPECT_EQ(ColournessOfAcquired(reader, 10), 1.0);
+    reader.pictureType = type;
+    EXPECT_EQ(ColournessOfAcquired(reader, 10), 0.0) << type;
+  }
+  PictureReader empty(red);  // without pixels, colourness is 0 / 0
+  empty.Width = empty.Height = 0;
+  EXPECT_TRUE(std::isnan(ColournessOfAcquired(empty, 10)));
+}
 
 // A host that can't make a block of 1024 bytes raises inside its exception
 // handler; the plug-in drops the exception and reports -1 before touching
 // the picture, keeping a block it was given.
-class CountingWithoutBlocks : public PluginTest {
- protected:
-  qvlhost::Config HostConfig() override {
-    qvlhost::Config config = PluginTest::HostConfig();
-    config.maxMemoryBlockBytes = 512;
-    return config;
-  }
-};
-
-TEST_F(CountingWithoutBlocks, CountIsMinusOne) {
+TEST_F(AnalysisGuards, CountingWithoutBlocksIsMinusOne) {
+  qvlhost::CurrentConfig().maxMemoryBlockBytes = 512;
   OwnedPicture picture(qvlhost::NewPicture(2, 2));
   OwnedMemoryBlock given(qvlhost::NewMemoryBlock(256));
   REALmemoryBlockStruct *first = nullptr, *second = given, *third = nullptr;

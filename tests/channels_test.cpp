@@ -1,6 +1,5 @@
-// Channel composition: which channel comes from which picture (with the
-// crossed order of CombinePicturesQVL), the size rules, nil handling and the
-// place of the registration check, in every layout and across layouts.
+// Channel composition in every layout and across layouts: which channel comes
+// from which picture, the size rules, nil pictures and the registration check.
 #include "filters/channels.h"
 
 #include <gtest/gtest.h>
@@ -8,9 +7,10 @@
 #include <algorithm>
 #include <cstdint>
 #include <functional>
+#include <string>
 
-#include "registrationclient/registration_check.h"
 #include "support/every_pixel.h"
+#include "support/painted_picture.h"
 #include "support/plugin_test.h"
 
 namespace {
@@ -18,18 +18,16 @@ namespace {
 using qvlhost::OwnedPicture;
 using qvlhost::Rgba;
 
-uint8_t Byte(int64_t value) { return static_cast<uint8_t>(value); }
-
 // Distinct pictures by seed; with an alpha channel the alpha varies too,
 // so that a rule that let it through would show.
 REALpictureStruct* Varied(int64_t width, int64_t height, int seed, bool alpha = false) {
-  REALpictureStruct* picture = alpha ? qvlhost::NewAlphaPicture(width, height) : qvlhost::NewPicture(width, height);
-  for (int64_t y = 0; y < height; ++y)
-    for (int64_t x = 0; x < width; ++x)
-      qvlhost::SetPixelRgba(
-          picture, x, y,
-          {Byte(x * 13 + seed), Byte(y * 29 + seed * 3), Byte(x * y + seed * 7), Byte(alpha ? 255 - x * 9 : 255)});
-  return picture;
+  return PaintedPicture(
+      width, height,
+      [=](int64_t x, int64_t y) {
+        return Rgba{Byte(x * 13 + seed), Byte(y * 29 + seed * 3), Byte(x * y + seed * 7),
+                    Byte(alpha ? 255 - x * 9 : 255)};
+      },
+      alpha);
 }
 
 Rgba At(REALpictureStruct* picture, int64_t x, int64_t y) { return qvlhost::PixelRgba(picture, x, y); }
@@ -51,12 +49,11 @@ using Replacer = REALpictureStruct* (*)(REALpictureStruct*, REALpictureStruct*);
 
 struct ReplacerCase {
   Replacer function;
-  int channel;  // 0 red, 1 green, 2 blue
+  uint8_t Rgba::*channel;
 };
 
-const ReplacerCase kReplacers[] = {{ReplaceRedChannel, 0}, {ReplaceGreenChannel, 1}, {ReplaceBlueChannel, 2}};
-
-uint8_t ChannelOf(Rgba c, int channel) { return channel == 0 ? c.r : channel == 1 ? c.g : c.b; }
+const ReplacerCase kReplacers[] = {
+    {ReplaceRedChannel, &Rgba::r}, {ReplaceGreenChannel, &Rgba::g}, {ReplaceBlueChannel, &Rgba::b}};
 
 // Every filter against its rule at every level, on pictures wide enough
 // for whole vector blocks and a rest: the replacers with a larger channel
@@ -71,20 +68,18 @@ void ExpectEveryRule(REALpictureStruct* a, REALpictureStruct* b, REALpictureStru
     for (const ReplacerCase& replacer : kReplacers) {
       OwnedPicture result(replacer.function(a, larger));
       ExpectPixels(result, width, height, [&](int64_t x, int64_t y) {
-        Rgba want = At(a, x, y);
-        const int channel = replacer.channel;
-        (channel == 0 ? want.r : channel == 1 ? want.g : want.b) = ChannelOf(At(larger, x, y), channel);
-        return Rgba{want.r, want.g, want.b, 255};
+        Rgba want = Opaque(At(a, x, y));
+        want.*replacer.channel = At(larger, x, y).*replacer.channel;
+        return want;
       });
     }
     OwnedPicture combined(CombinePicturesQVL(a, b, c));
-    ExpectPixels(combined, width, height, [&](int64_t x, int64_t y) {
-      return Rgba{At(a, x, y).r, At(c, x, y).g, At(b, x, y).b, 255};
-    });
+    ExpectPixels(combined, width, height,
+                 [&](int64_t x, int64_t y) { return Opaque(At(a, x, y).r, At(c, x, y).g, At(b, x, y).b); });
     OwnedPicture merged(MergePicture(a, b));
     ExpectPixels(merged, width, height, [&](int64_t x, int64_t y) {
       const Rgba p = At(a, x, y), q = At(b, x, y);
-      return Rgba{std::max(p.r, q.r), std::max(p.g, q.g), std::max(p.b, q.b), 255};
+      return Opaque(std::max(p.r, q.r), std::max(p.g, q.g), std::max(p.b, q.b));
     });
   }
 }
@@ -134,44 +129,30 @@ TEST_F(ChannelCompositionRules, SizeRules) {
   }
 }
 
-TEST_F(ChannelCompositionRules, NilChannelPictureRaisesAfterTheCheck) {
+// A nil channel picture raises after the check; other nil pictures give nil
+// quietly, MergePicture's before its check, CombinePicturesQVL's after.
+TEST_F(ChannelCompositionRules, NilPictures) {
   expectException_ = true;
   OwnedPicture picture(Varied(2, 2, 1));
-  for (const ReplacerCase& c : kReplacers) {
-    const int64_t checks = RegistrationCheckCalls();
-    EXPECT_EQ(nullptr, c.function(picture, nullptr));
-    EXPECT_EQ(checks + 1, RegistrationCheckCalls());
-    REALobjectStruct* exception = qvlhost::PendingException();
-    ASSERT_NE(nullptr, exception);
-    EXPECT_EQ("NilObjectException", qvlhost::ClassName(exception));
-    EXPECT_EQ("The channel picture is nil.", qvlhost::ExceptionMessage(exception));
-    qvlhost::ClearPendingException();
-  }
-}
-
-// Other nil pictures give nil quietly; MergePicture's nil test comes before
-// its registration check, CombinePicturesQVL's after.
-TEST_F(ChannelCompositionRules, OtherNilPicturesGiveNilQuietly) {
-  OwnedPicture picture(Varied(2, 2, 1));
-  struct Case {
+  const struct {
     std::function<REALpictureStruct*()> call;
     int64_t checks;
+    std::string exception;
   } cases[] = {
-      {[&] { return ReplaceRedChannel(nullptr, picture); }, 1},
-      {[&] { return CombinePicturesQVL(picture, nullptr, picture); }, 1},
-      {[&] { return CombinePicturesQVL(nullptr, picture, picture); }, 1},
-      {[&] { return MergePicture(picture, nullptr); }, 0},
-      {[&] { return MergePicture(nullptr, picture); }, 0},
+      {[&] { return ReplaceRedChannel(picture, nullptr); }, 1, "NilObjectException: The channel picture is nil."},
+      {[&] { return ReplaceGreenChannel(picture, nullptr); }, 1, "NilObjectException: The channel picture is nil."},
+      {[&] { return ReplaceBlueChannel(picture, nullptr); }, 1, "NilObjectException: The channel picture is nil."},
+      {[&] { return ReplaceRedChannel(nullptr, picture); }, 1, ""},
+      {[&] { return CombinePicturesQVL(picture, nullptr, picture); }, 1, ""},
+      {[&] { return CombinePicturesQVL(nullptr, picture, picture); }, 1, ""},
+      {[&] { return MergePicture(picture, nullptr); }, 0, ""},
+      {[&] { return MergePicture(nullptr, picture); }, 0, ""},
   };
-  for (const Case& c : cases) {
-    const int64_t before = RegistrationCheckCalls();
-    EXPECT_EQ(nullptr, c.call());
-    EXPECT_EQ(before + c.checks, RegistrationCheckCalls());
-    EXPECT_EQ(nullptr, qvlhost::PendingException());
+  for (const auto& c : cases) {
+    ExpectNilAfterChecks(c.checks, c.call);
+    EXPECT_EQ(TakePendingException(), c.exception) << &c - cases;
   }
-  const int64_t before = RegistrationCheckCalls();
-  OwnedPicture merged(MergePicture(picture, picture));
-  EXPECT_EQ(before + 1, RegistrationCheckCalls());
+  EXPECT_EQ(ChecksDuring([&] { OwnedPicture merged(MergePicture(picture, picture)); }), 1);
 }
 
 }  // namespace

@@ -1,6 +1,5 @@
 // Mask extraction: alpha out and byte 0 in across layouts, a narrower mask,
-// and the rectangle grouping on small shapes, with the row offset of a top
-// above 0 and the clipping of the rectangle.
+// and the rectangle grouping on small and random shapes.
 #include "filters/mask_extraction.h"
 
 #include <gtest/gtest.h>
@@ -13,7 +12,7 @@
 #include <tuple>
 #include <utility>
 
-#include "registrationclient/registration_check.h"
+#include "support/every_pixel.h"
 #include "support/painted_picture.h"
 #include "support/plugin_test.h"
 
@@ -23,12 +22,10 @@ using qvlhost::OwnedPicture;
 using qvlhost::Rgba;
 using Cells = std::set<std::pair<int64_t, int64_t>>;  // (x, y)
 
-uint8_t Byte(int64_t value) { return static_cast<uint8_t>(value); }
-
 // A grey picture with the given cells coloured.
 REALpictureStruct* Specks(int64_t width, int64_t height, const Cells& coloured) {
   return PaintedPicture(width, height, [&](int64_t x, int64_t y) {
-    return coloured.count({x, y}) ? Rgba{200, 40, 40, 255} : Rgba{Byte(x * 20), Byte(x * 20), Byte(x * 20), 255};
+    return coloured.count({x, y}) ? Rgba{200, 40, 40, 255} : Opaque(x * 20, x * 20, x * 20);
   });
 }
 
@@ -38,11 +35,10 @@ Cells BlackCells(REALpictureStruct* result) {
   for (int64_t y = 0; y < qvlhost::PictureHeight(result); ++y) {
     for (int64_t x = 0; x < qvlhost::PictureWidth(result); ++x) {
       const Rgba c = qvlhost::PixelRgba(result, x, y);
-      if (c == Rgba{0, 0, 0, 255}) {
+      if (c == Rgba{0, 0, 0, 255})
         black.insert({x, y});
-      } else {
+      else
         EXPECT_EQ((Rgba{255, 255, 255, 255}), c) << x << ", " << y;
-      }
     }
   }
   return black;
@@ -55,15 +51,11 @@ Cells Square(int64_t left, int64_t top, int64_t right, int64_t bottom) {
   return cells;
 }
 
-Cells Ring() {
-  Cells ring = Square(2, 2, 6, 5);
-  for (const auto& inner : Square(3, 3, 5, 4)) ring.erase(inner);
-  return ring;
-}
-
 using MaskExtraction = LayoutTest;
 
 TEST_P(MaskExtraction, RectanglesOfTheGroups) {
+  Cells ring = Square(2, 2, 6, 5);
+  for (const auto& inner : Square(3, 3, 5, 4)) ring.erase(inner);
   struct Case {
     const char* name;
     Cells coloured;
@@ -74,7 +66,7 @@ TEST_P(MaskExtraction, RectanglesOfTheGroups) {
       {"single", {{4, 3}}, 0, 0, -1, -1, {{4, 3}}},
       {"diagonal pair", {{2, 2}, {3, 3}}, 0, 0, -1, -1, {{2, 2}, {3, 3}}},
       {"L shape", {{2, 2}, {3, 2}, {3, 3}}, 0, 0, -1, -1, Square(2, 2, 3, 3)},
-      {"ring", Ring(), 0, 0, -1, -1, Square(2, 2, 6, 5)},
+      {"ring", ring, 0, 0, -1, -1, Square(2, 2, 6, 5)},
       {"width 0", {{4, 3}}, 0, 0, 0, -1, {}},
       {"top offset", {{5, 0}, {5, 8}}, 0, 3, 10, 7, {{5, 3}}},
       {"negative left", {{3, 1}, {6, 1}}, -5, 0, 10, -1, {{3, 1}}},
@@ -119,11 +111,10 @@ TEST_P(MaskExtraction, EmbeddedMaskWritesByteZero) {
     CapVectorLevel(level);
     for (const int64_t maskWidth : {width, width + 2, width - 20}) {
       for (const bool swap : {false, true}) {
-        const auto paint = [](int64_t x, int64_t y) { return Rgba{Byte(x * 30 + 1), Byte(y * 50 + 2), 77, 255}; };
+        const auto paint = [](int64_t x, int64_t y) { return Opaque(x * 30 + 1, y * 50 + 2, 77); };
         OwnedPicture picture(PaintedPicture(width, height, paint)), twin(PaintedPicture(width, height, paint));
-        OwnedPicture mask(PaintedPicture(maskWidth, height, [](int64_t x, int64_t y) {
-          return Rgba{Byte(x * 40 + y), 9, 9, 255};
-        }));
+        OwnedPicture mask(
+            PaintedPicture(maskWidth, height, [](int64_t x, int64_t y) { return Opaque(x * 40 + y, 9, 9); }));
         SetEmbededMask(picture, swap, mask);
         for (int64_t y = 0; y < height; ++y) {
           for (int64_t x = 0; x < width; ++x) {
@@ -141,19 +132,12 @@ TEST_P(MaskExtraction, EmbeddedMaskWritesByteZero) {
 
 QVL_INSTANTIATE_LAYOUTS(MaskExtraction);
 
-class MaskExtractionRules : public PluginTest {
- protected:
-  qvlhost::Config HostConfig() override {
-    qvlhost::Config config;
-    config.storage = qvlhost::Storage::CG(1);
-    return config;
-  }
-};
+using MaskExtractionRules = PluginTest;
 
 // A mask narrower than its picture and as short as one row: the last row's
 // missing columns lie beyond the mask's memory and read as 0.
 TEST_F(MaskExtractionRules, NarrowMaskBeyondItsMemoryReadsZero) {
-  qvlhost::CurrentConfig().extraBytesPerRow = 0;
+  qvlhost::CurrentConfig().storage = qvlhost::Storage::CG(1);
   for (const VectorLevel level : kEveryVectorLevel) {
     CapVectorLevel(level);
     OwnedPicture picture(qvlhost::NewPicture(40, 1));
@@ -203,17 +187,14 @@ TEST_F(MaskExtractionRules, ResumedSearchFindsTheRestartsRectangles) {
   }
 }
 
+// Setting a nil mask returns before the check, reading from a nil picture
+// gives nil before it, extracting from one after it.
 TEST_F(MaskExtractionRules, RegistrationCheckPlaces) {
   OwnedPicture picture(qvlhost::NewPicture(3, 3));
-  const int64_t start = RegistrationCheckCalls();
-  SetEmbededMask(picture, false, nullptr);
-  EXPECT_EQ(start, RegistrationCheckCalls());
-  SetEmbededMask(picture, false, picture);
-  EXPECT_EQ(start + 1, RegistrationCheckCalls());
-  EXPECT_EQ(nullptr, GetEmbededMask(nullptr, false));
-  EXPECT_EQ(start + 1, RegistrationCheckCalls());
-  EXPECT_EQ(nullptr, ExtractColorRectangleMaskQVL(nullptr, 0, 0, -1, -1));
-  EXPECT_EQ(start + 2, RegistrationCheckCalls());
+  EXPECT_EQ(ChecksDuring([&] { SetEmbededMask(picture, false, nullptr); }), 0);
+  EXPECT_EQ(ChecksDuring([&] { SetEmbededMask(picture, false, picture); }), 1);
+  ExpectNilAfterChecks(0, [] { return GetEmbededMask(nullptr, false); });
+  ExpectNilAfterChecks(1, [] { return ExtractColorRectangleMaskQVL(nullptr, 0, 0, -1, -1); });
 }
 
 }  // namespace

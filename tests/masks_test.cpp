@@ -4,7 +4,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <string>
 #include <tuple>
 
 #include "support/plugin_test.h"
@@ -13,38 +12,26 @@ namespace {
 
 using qvlhost::OwnedPicture;
 
-int Multiplied(int a, int c) { return MultiplyTable[a * 256 + c]; }
-int Unmultiplied(int a, int v) { return UnmultiplyTable[a * 256 + v]; }
+using MultiplyTables = PluginTest;
 
-class MultiplyTables : public PluginTest {
- protected:
-  void SetUp() override {
-    PluginTest::SetUp();
-    InitMultiplyTable();
-    ASSERT_EQ(InitedMultiplyTable, 2u);
-  }
-};
-
-// Multiply is a * c / 255 rounded with halves up, as the closed formula and
-// as the float arithmetic it stands for; unmultiply is the largest straight
-// value that premultiplies to v, and v itself where none does.
-TEST_F(MultiplyTables, EveryEntry) {
+// Multiply is a * c / 255 rounded with halves up; unmultiply is the largest
+// straight value that premultiplies to v, and v itself where none does. A
+// second init changes nothing.
+TEST_F(MultiplyTables, EveryEntryMadeOnce) {
+  InitMultiplyTable();
+  ASSERT_EQ(InitedMultiplyTable, 2u);
   int wrong = 0;
   for (int a = 0; a < 256; ++a) {
-    const float f = static_cast<float>(a) / 255.0f;
     int largest[256];
     std::fill(largest, largest + 256, -1);
     for (int j = 0; j < 256; ++j) {
       const int closed = (2 * a * j + 255) / 510;
-      wrong += Multiplied(a, j) != closed || closed != static_cast<int>(static_cast<float>(j) * f + 0.5f);
+      wrong += MultiplyTable[a * 256 + j] != closed;
       largest[closed] = j;
     }
-    for (int v = 0; v < 256; ++v) wrong += Unmultiplied(a, v) != (largest[v] < 0 ? v : largest[v]);
+    for (int v = 0; v < 256; ++v) wrong += UnmultiplyTable[a * 256 + v] != (largest[v] < 0 ? v : largest[v]);
   }
   EXPECT_EQ(wrong, 0);
-}
-
-TEST_F(MultiplyTables, SecondInitChangesNothing) {
   const uint8_t* multiply = MultiplyTable;
   MultiplyTable[1] = 77;
   InitMultiplyTable();
@@ -55,18 +42,12 @@ TEST_F(MultiplyTables, SecondInitChangesNothing) {
 
 using PictureMasks = PluginTest;
 
-bool Journaled(const std::string& entry) {
-  const std::vector<std::string> names = qvlhost::JournalEntryNames();
-  return std::any_of(names.begin(), names.end(), [&](const std::string& n) { return n.find(entry) != n.npos; });
-}
-
 // Above 2020.0 the Mask method answers; at 2020.0, and when the method is
 // missing (which is traced), REALGetPictureMask does.
 TEST_F(PictureMasks, MaskAskedByHostVersion) {
-  const std::tuple<double, bool, bool> cases[] = {// version, the Mask method hidden, asked through it
-                                                  {2020.01, false, true},
-                                                  {2020.0, false, false},
-                                                  {2024.03, true, false}};
+  // version, the Mask method hidden, asked through it
+  const std::tuple<double, bool, bool> cases[] = {
+      {2020.01, false, true}, {2020.0, false, false}, {2024.03, true, false}};
   for (auto [version, methodHidden, viaMethod] : cases) {
     SCOPED_TRACE(version);
     rbversion_rbversion = version;
@@ -78,13 +59,14 @@ TEST_F(PictureMasks, MaskAskedByHostVersion) {
     const std::vector<std::string> lines =
         TracedLines([&] { got = OwnedPicture(MyREALGetPictureMask(picture, true)); });
     EXPECT_EQ(got.get(), mask.get());
-    EXPECT_EQ(Journaled("Mask(create As Boolean"), viaMethod);
-    EXPECT_EQ(Journaled("REALGetPictureMask"), !viaMethod);
+    EXPECT_EQ(JournalCount("Mask(create As Boolean = True) As Picture"), viaMethod);
+    EXPECT_EQ(JournalCount("REALGetPictureMask"), !viaMethod);
     EXPECT_EQ(CountOf(lines, "QVL Debug: No Mask function!?"), methodHidden);
   }
 }
 
-TEST_F(PictureMasks, HasMaskNeverCreatesOne) {
+// PictureHasMask never creates a mask; a size that can't be read is 0.
+TEST_F(PictureMasks, HasMaskAndSize) {
   OwnedPicture plain(qvlhost::NewPicture(3, 2)), masked(qvlhost::NewPicture(3, 2)), mask(qvlhost::NewPicture(3, 2));
   qvlhost::SetPictureMask(masked, mask);
   for (double version : {2019.0, 2024.03}) {
@@ -94,15 +76,11 @@ TEST_F(PictureMasks, HasMaskNeverCreatesOne) {
     EXPECT_EQ(qvlhost::PictureMask(plain), nullptr);
     EXPECT_TRUE(PictureHasMask(masked));
   }
-}
-
-TEST_F(PictureMasks, SizeProperties) {
-  OwnedPicture picture(qvlhost::NewPicture(3, 2));
-  EXPECT_EQ(GetPictureWidth(picture), 3);
-  EXPECT_EQ(GetPictureHeight(picture), 2);
+  EXPECT_EQ(GetPictureWidth(plain), 3);
+  EXPECT_EQ(GetPictureHeight(plain), 2);
   qvlhost::CurrentConfig().failingProperties = {"Width", "Height"};
-  EXPECT_EQ(GetPictureWidth(picture), 0);
-  EXPECT_EQ(GetPictureHeight(picture), 0);
+  EXPECT_EQ(GetPictureWidth(plain), 0);
+  EXPECT_EQ(GetPictureHeight(plain), 0);
 }
 
 }  // namespace

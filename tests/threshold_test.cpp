@@ -4,13 +4,11 @@
 
 #include <gtest/gtest.h>
 
-#include <limits>
 #include <string>
 #include <tuple>
 #include <vector>
 
-#include "picture/picture_editor.h"
-#include "registrationclient/registration_check.h"
+#include "support/every_pixel.h"
 #include "support/painted_picture.h"
 #include "support/plugin_test.h"
 
@@ -29,13 +27,8 @@ uint32_t Word(const Storage& storage, bool white) {
   return white ? 0xFFFFFFFF : 0x000000FF;
 }
 
-// A picture of 11 columns (one block of eight and a tail) in one colour.
-REALpictureStruct* Filled(Rgba colour) { return SolidPicture(11, 2, colour); }
-
-constexpr int64_t kMin = std::numeric_limits<int64_t>::min();
-constexpr int64_t kMax = std::numeric_limits<int64_t>::max();
-
 TEST_P(ThresholdTest, GreenAndBlueDecideRedTakesNoPart) {
+  constexpr int64_t kMin = INT64_MIN, kMax = INT64_MAX;
   const std::tuple<int64_t, Rgba, bool> cases[] = {
       // threshold, colour, white
       {0, {0, 0, 0, 255}, true},          {-1, {0, 0, 0, 255}, true},          {kMin, {0, 0, 0, 255}, true},
@@ -44,7 +37,7 @@ TEST_P(ThresholdTest, GreenAndBlueDecideRedTakesNoPart) {
       {1, {255, 255, 0, 255}, false},     {100, {0, 100, 100, 255}, true},     {100, {255, 99, 100, 255}, false},
       {100, {255, 100, 99, 255}, false}};
   for (auto [threshold, colour, white] : cases) {
-    OwnedPicture source(Filled(colour));
+    OwnedPicture source(SolidPicture(11, 2, colour));  // a block of eight and a tail
     OwnedPicture result(ThresholdQVL(source, threshold));
     ASSERT_NE(nullptr, result.get());
     for (int64_t y = 0; y < 2; ++y) {
@@ -68,18 +61,15 @@ TEST_P(ThresholdTest, ResultIsOpaqueKeepsAlphaChannelAndDropsMask) {
 }
 
 TEST_P(ThresholdTest, NilAndOversizedSourcesGiveNil) {
-  const int64_t checksBefore = RegistrationCheckCalls();
-  EXPECT_EQ(nullptr, ThresholdQVL(nullptr, 10));
-  EXPECT_EQ(checksBefore, RegistrationCheckCalls());
+  ExpectNilAfterChecks(0, [] { return ThresholdQVL(nullptr, 10); });
   EXPECT_TRUE(qvlhost::Journal().empty());
   OwnedPicture wide(qvlhost::NewPicture(32768, 1));
-  EXPECT_EQ(nullptr, ThresholdQVL(wide, 10));
+  ExpectNilAfterChecks(1, [&] { return ThresholdQVL(wide, 10); });
   EXPECT_EQ(1, qvlhost::ReferenceCount(wide));
-  EXPECT_EQ(checksBefore + 1, RegistrationCheckCalls());
 }
 
 TEST_P(ThresholdTest, TracesAppearOnlyWithDebugging) {
-  OwnedPicture source(Filled({1, 2, 3, 255}));
+  OwnedPicture source(SolidPicture(11, 2, {1, 2, 3, 255}));
   auto run = [&] { OwnedPicture result(ThresholdQVL(source, 2)); };
   {
     qvlhost::LogCapture quiet;
@@ -98,10 +88,9 @@ TEST_P(ThresholdTest, TracesAppearOnlyWithDebugging) {
 QVL_INSTANTIATE_LAYOUTS(ThresholdTest);
 
 TEST_F(PluginTest, ThresholdNormalRunMakesTheseHostCallsInOrder) {
-  OwnedPicture source(qvlhost::NewPicture(4, 3));
+  OwnedPicture source(qvlhost::NewPicture(4, 3)), result;
   qvlhost::ClearJournal();
-  const int64_t checksBefore = RegistrationCheckCalls();
-  OwnedPicture result(ThresholdQVL(source, 128));
+  EXPECT_EQ(ChecksDuring([&] { result = OwnedPicture(ThresholdQVL(source, 128)); }), 1);
   ASSERT_NE(nullptr, result.get());
   const std::vector<std::string> acquire = {"PluginPictureGetType",       "REALGetPropValueBool",
                                             "REALLockPictureDescription", "REALLockObject",
@@ -115,7 +104,6 @@ TEST_F(PluginTest, ThresholdNormalRunMakesTheseHostCallsInOrder) {
                    "REALSetPropValueInteger", "unlockPictureDescription", "REALPictureClearCache", "REALUnlockObject",
                    "unlockPictureDescription", "REALUnlockObject"});
   EXPECT_EQ(expected, qvlhost::JournalEntryNames());
-  EXPECT_EQ(checksBefore + 1, RegistrationCheckCalls());
 }
 
 }  // namespace

@@ -1,5 +1,5 @@
-// The tone filters' transfer functions over every channel value, against a
-// plain per-pixel evaluation of each rule, in all seven layouts.
+// The tone filters over every channel value in all seven layouts, against a
+// plain per-pixel evaluation of each rule.
 #include "filters/tone.h"
 
 #include <gtest/gtest.h>
@@ -8,8 +8,8 @@
 #include <cmath>
 #include <limits>
 
-#include "registrationclient/registration_check.h"
 #include "support/every_pixel.h"
+#include "support/painted_picture.h"
 #include "support/plugin_test.h"
 
 namespace {
@@ -113,41 +113,32 @@ const ToneCase kCases[] = {
 constexpr int kColumns = 256 + 16 + 3;
 REALpictureStruct* AllValues() {
   REALpictureStruct* picture = qvlhost::NewAlphaPicture(kColumns, 1);
-  for (int x = 0; x < kColumns; ++x) {
-    qvlhost::SetPixelRgba(picture, x, 0, {uint8_t(x), uint8_t(255 - x), uint8_t(x * 91 + 17), uint8_t(x * 53)});
-  }
+  for (int x = 0; x < kColumns; ++x)
+    qvlhost::SetPixelRgba(picture, x, 0, {Byte(x), Byte(255 - x), Byte(x * 91 + 17), Byte(x * 53)});
   OwnedPicture mask(qvlhost::NewPicture(kColumns, 1));
   qvlhost::SetPictureMask(picture, mask);
   return picture;
 }
 
-class ToneFilters : public LayoutTest {
- protected:
-  // gd storage is what console applications use.
-  qvlhost::Config HostConfig() override {
-    qvlhost::Config config = LayoutTest::HostConfig();
-    if (config.storage.kind == qvlhost::Storage::GDTrueColor) config.app = qvlhost::AppKind::Console;
-    return config;
-  }
-};
+using ToneFilters = LayoutTest;
 
-// Alpha and the mask do not reach the result, which is opaque; the fastest
-// rows this processor has and the portable rows give the same.
+// Alpha and the mask do not reach the result, which is opaque, at every
+// level; a nil picture gives nil after the check.
 TEST_P(ToneFilters, TransferOfEveryChannelValue) {
   OwnedPicture source(AllValues());
   for (VectorLevel level : kEveryVectorLevel) {
     CapVectorLevel(level);
     for (const ToneCase& c : kCases) {
-      SCOPED_TRACE(testing::Message() << "case " << &c - kCases << ", vector level " << int(level));
+      SCOPED_TRACE(testing::Message() << "case " << &c - kCases << " " << NameOf(level));
       OwnedPicture result(c.Apply(source));
       ASSERT_NE(result.get(), nullptr);
       EXPECT_EQ(qvlhost::PictureMask(result), nullptr);
       ExpectEveryPixel(source, result, [&c](qvlhost::Rgba in) {
-        return qvlhost::Rgba{uint8_t(c.Expected(0, in.r)), uint8_t(c.Expected(1, in.g)), uint8_t(c.Expected(2, in.b)),
-                             255};
+        return Opaque(c.Expected(0, in.r), c.Expected(1, in.g), c.Expected(2, in.b));
       });
     }
   }
+  for (const ToneCase& c : kCases) ExpectNilAfterChecks(1, [&c] { return c.Apply(nullptr); });
 }
 
 // Values that tell the rules apart, on red (channel value v at column v).
@@ -157,13 +148,11 @@ TEST_P(ToneFilters, TellingValues) {
     ToneCase tone;
     int v, expected;
   } spots[] = {
-      {{Rule::Contrast, false, {1}, {}}, 128, 129},   {{Rule::Contrast, false, {1}, {}}, 200, 255},
-      {{Rule::Contrast, false, {0.5}, {}}, 128, 128}, {{Rule::Contrast, false, {1e12}, {}}, 255, saturated},
-      {{Rule::Absolute, false, {}, {-0.5}}, 10, 9},   {{Rule::Absolute, false, {}, {0.5}}, 77, 77},
-      {{Rule::Linear, false, {}, {100}}, 1, 100},     {{Rule::Linear, false, {}, {100}}, 128, 177},
-      {{Rule::Linear, false, {}, {-100}}, 255, 155},  {{Rule::Linear, false, {}, {255}}, 0, 255},
-      {{Rule::Linear, false, {}, {-255}}, 255, 0},    {{Rule::Linear, false, {}, {300}}, 0, 44},
-      {{Rule::Linear, false, {}, {-300}}, 255, 211},  {{Rule::ContrastLinear, false, {0}, {300}}, 0, 255},
+      {{Rule::Contrast, false, {1}, {}}, 128, 129},        {{Rule::Contrast, false, {1e12}, {}}, 255, saturated},
+      {{Rule::Absolute, false, {}, {-0.5}}, 10, 9},        {{Rule::Absolute, false, {}, {0.5}}, 77, 77},
+      {{Rule::Linear, false, {}, {100}}, 1, 100},          {{Rule::Linear, false, {}, {-255}}, 255, 0},
+      {{Rule::Linear, false, {}, {300}}, 0, 44},           {{Rule::Linear, false, {}, {-300}}, 255, 211},
+      {{Rule::ContrastLinear, false, {0}, {300}}, 0, 255},
   };
   OwnedPicture source(AllValues());
   for (const auto& spot : spots) {
@@ -176,21 +165,11 @@ TEST_P(ToneFilters, TellingValues) {
   EXPECT_EQ(qvlhost::PixelRgba(custom, 155, 0).g, 200);
 }
 
-TEST_P(ToneFilters, NilPictureGivesNilAfterTheCheck) {
-  for (const ToneCase& c : kCases) {
-    const int64_t checks = RegistrationCheckCalls();
-    EXPECT_EQ(c.Apply(nullptr), nullptr);
-    EXPECT_EQ(RegistrationCheckCalls(), checks + 1);
-  }
-}
-
 QVL_INSTANTIATE_LAYOUTS(ToneFilters);
 
 // A result made in another Core Graphics layout than its source, over two
 // blocks of the widest rows and a part of one.
-class ToneAcrossLayouts : public PluginTest {};
-
-TEST_F(ToneAcrossLayouts, ChannelsMoveWithTheLayout) {
+TEST_F(PluginTest, ToneChannelsMoveWithTheLayout) {
   constexpr int kWidth = 2 * 16 + 5;
   for (auto [from, to] : {std::pair<uint32_t, uint32_t>{1, 2}, {4, 3}}) {
     qvlhost::CurrentConfig().storage = qvlhost::Storage::CG(from);
@@ -200,9 +179,7 @@ TEST_F(ToneAcrossLayouts, ChannelsMoveWithTheLayout) {
     OwnedPicture result(TransformPicture3(source, 2, 1, 0, 0, 1, -300));
     ASSERT_NE(result.get(), nullptr);
     EXPECT_EQ(qvlhost::PictureStorage(result).alphaInfo, to);
-    for (int x = 0; x < kWidth; ++x) {
-      EXPECT_EQ(qvlhost::PixelRgba(result, x, 0), (qvlhost::Rgba{uint8_t(21 + 2 * x), 200, 0, 255})) << "at " << x;
-    }
+    for (int x = 0; x < kWidth; ++x) EXPECT_EQ(qvlhost::PixelRgba(result, x, 0), Opaque(21 + 2 * x, 200, 0)) << x;
   }
 }
 

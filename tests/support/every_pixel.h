@@ -7,6 +7,7 @@
 #include <cstdint>
 
 #include "qvlhost.h"
+#include "registrationclient/registration_check.h"
 
 // read(picture, x, y) gives a pixel's channels; by default as the host reads them.
 template <class Rule, class Read>
@@ -45,4 +46,18 @@ inline void ExpectSamePicture(REALpictureStruct* actual, REALpictureStruct* expe
         const uint32_t word = qvlhost::PixelWord(picture, x, y);
         return qvlhost::Rgba{uint8_t(word), uint8_t(word >> 8), uint8_t(word >> 16), uint8_t(word >> 24)};
       });
+}
+
+// How many registration checks run() makes.
+template <class Run>
+int64_t ChecksDuring(Run run) {
+  const int64_t before = RegistrationCheckCalls();
+  run();
+  return RegistrationCheckCalls() - before;
+}
+
+// call() gives nil after this many registration checks.
+template <class Call>
+void ExpectNilAfterChecks(int64_t checks, Call call) {
+  EXPECT_EQ(ChecksDuring([&] { EXPECT_EQ(call(), nullptr); }), checks);
 }

@@ -5,11 +5,16 @@
 
 #include "qvlhost.h"
 
-// A new opaque picture whose pixel (x, y) holds the channels colourAt(x, y)
-// gives, as stored bytes; one counted reference for the caller.
+inline uint8_t Byte(int64_t value) { return static_cast<uint8_t>(value); }
+inline qvlhost::Rgba Opaque(int64_t r, int64_t g, int64_t b) { return {Byte(r), Byte(g), Byte(b), 255}; }
+inline qvlhost::Rgba Opaque(qvlhost::Rgba c) { return {c.r, c.g, c.b, 255}; }
+
+// A new picture, with an alpha channel when asked, whose pixel (x, y) holds
+// the channels colourAt(x, y) gives, as stored bytes; one counted reference
+// for the caller.
 template <class ColourAt>
-REALpictureStruct* PaintedPicture(int64_t width, int64_t height, ColourAt colourAt) {
-  REALpictureStruct* picture = qvlhost::NewPicture(width, height);
+REALpictureStruct* PaintedPicture(int64_t width, int64_t height, ColourAt colourAt, bool alpha = false) {
+  REALpictureStruct* picture = alpha ? qvlhost::NewAlphaPicture(width, height) : qvlhost::NewPicture(width, height);
   for (int64_t y = 0; y < height; ++y) {
     for (int64_t x = 0; x < width; ++x) qvlhost::SetPixelRgba(picture, x, y, colourAt(x, y));
   }
