@@ -63,7 +63,7 @@ TEST_P(ColourReplacement, ExactMatchesOfStoredBytes) {
 // the arguments (red, blue, green); a block shorter than 256 bytes gives 0
 // beyond its entries, one whose data pointer is nil gives nil. dest is the
 // result when it holds the source's size both ways, changed only in its
-// top-left part.
+// top-left part. At every level, on rows of a whole vector block and a rest.
 TEST_P(ColourReplacement, TablesInTheCrossedOrderAndTheDestination) {
   OwnedPicture source(PaintedPicture(
       10, 10, [](int64_t x, int64_t y) { return Opaque(x * 37 + y, x * 11 + y * 53, 255 - x * 7 - y * 3); }));
@@ -73,23 +73,26 @@ TEST_P(ColourReplacement, TablesInTheCrossedOrderAndTheDestination) {
     int64_t width, height;
     bool used;
   } cases[] = {{0, 0, false}, {12, 13, true}, {10, 10, true}, {9, 10, false}, {20, 5, false}};
-  for (const auto& c : cases) {
-    SCOPED_TRACE(testing::Message() << "dest " << c.width << " x " << c.height);
-    OwnedPicture dest(c.width ? qvlhost::NewPicture(c.width, c.height) : nullptr);
-    const uint32_t untouched = c.width ? qvlhost::PixelWord(dest, c.width - 1, c.height - 1) : 0;
-    OwnedPicture result(TransformColorsQVL(source, shortRed, blue, green, dest));
-    ASSERT_NE(nullptr, result.get());
-    EXPECT_EQ(c.used, result.get() == dest.get());
-    EXPECT_EQ(c.used ? c.width : 10, qvlhost::PictureWidth(result));
-    EXPECT_EQ(c.used ? c.height : 10, qvlhost::PictureHeight(result));
-    EXPECT_FALSE(qvlhost::HasAlphaChannel(result));
-    ExpectEveryPixel(source, result,
-                     [](Rgba in) { return Opaque(in.r < 100 ? 255 - in.r : 0, in.g ^ 0x0F, in.b / 2); });
-    if (c.width > 10) {
-      EXPECT_EQ(untouched, qvlhost::PixelWord(dest, c.width - 1, c.height - 1));
-    }
-    if (c.width && !c.used) {
-      EXPECT_EQ(untouched, qvlhost::PixelWord(dest, 0, 0));
+  for (const VectorLevel level : kEveryVectorLevel) {
+    CapVectorLevel(level);
+    for (const auto& c : cases) {
+      SCOPED_TRACE(testing::Message() << NameOf(level) << " dest " << c.width << " x " << c.height);
+      OwnedPicture dest(c.width ? qvlhost::NewPicture(c.width, c.height) : nullptr);
+      const uint32_t untouched = c.width ? qvlhost::PixelWord(dest, c.width - 1, c.height - 1) : 0;
+      OwnedPicture result(TransformColorsQVL(source, shortRed, blue, green, dest));
+      ASSERT_NE(nullptr, result.get());
+      EXPECT_EQ(c.used, result.get() == dest.get());
+      EXPECT_EQ(c.used ? c.width : 10, qvlhost::PictureWidth(result));
+      EXPECT_EQ(c.used ? c.height : 10, qvlhost::PictureHeight(result));
+      EXPECT_FALSE(qvlhost::HasAlphaChannel(result));
+      ExpectEveryPixel(source, result,
+                       [](Rgba in) { return Opaque(in.r < 100 ? 255 - in.r : 0, in.g ^ 0x0F, in.b / 2); });
+      if (c.width > 10) {
+        EXPECT_EQ(untouched, qvlhost::PixelWord(dest, c.width - 1, c.height - 1));
+      }
+      if (c.width && !c.used) {
+        EXPECT_EQ(untouched, qvlhost::PixelWord(dest, 0, 0));
+      }
     }
   }
   OwnedMemoryBlock empty(qvlhost::MemoryBlockOverPointer(nullptr));
