@@ -71,7 +71,8 @@ TEST_P(TintAndSaturation, Examples) {
   ExpectNilAfterChecks(1, [] { return SaturationPicture(nullptr, 0); });
 }
 
-// Random colours, rows of 63 pixels (a partial block for every row code),
+// Random colours, rows of 263 pixels (a part of the frame's walk and a
+// partial block for every row code),
 // through each row code the processor has: weights that add up to 1, thirds
 // whose grey often lands next to a whole number (where a fused multiply-add
 // would truncate differently), and white weights whose grey goes up to 765
@@ -80,7 +81,7 @@ TEST_P(TintAndSaturation, TintFollowsThePerPixelRule) {
   std::mt19937 random(7);
   std::vector<Rgba> pixels(63 * 40);
   for (Rgba& p : pixels) p = {Byte(random()), Byte(random()), Byte(random()), Byte(random())};
-  OwnedPicture source(PictureOf(pixels, 63));
+  OwnedPicture source(PictureOf(pixels, 263));
   const std::pair<uint32_t, uint32_t> colours[] = {{0x4D9619, 0xF0C080}, {0x4C961D, 0xFFE0B0}, {0x555555, 0xFFFFFF},
                                                    {0xFFFFFF, 0x123456}, {0xFFFFFF, 0xFFFFFF}, {0x010203, 0xFFFFFF}};
   for (VectorLevel level : kEveryVectorLevel) {

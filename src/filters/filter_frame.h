@@ -26,6 +26,7 @@
 #include <algorithm>
 
 #include "filters/vector_level.h"
+#include "hwy/cache_control.h"
 #include "picture/picture_editor.h"
 #include "picture/pixels.h"
 #include "picture/row_walk.h"
@@ -35,6 +36,17 @@
 // of it is stored, which lets the compiler run a block in vector registers
 // even where source and destination could be one picture.
 constexpr int64_t kPixelBlock = 8;
+
+// Rows are walked in parts of this many pixels, and before each part the
+// source pixels of the next one are asked for: on some machines the
+// processor's own prefetching does not keep a filter's loads fed, and a
+// filter then waits on memory for most of its time.
+constexpr int64_t kRowPart = 256;
+constexpr int64_t kPixelsPerCacheLine = 16;
+
+inline void PrefetchPixels(const uint32_t* pixels, int64_t count) {
+  for (int64_t at = 0; at < count; at += kPixelsPerCacheLine) hwy::Prefetch(pixels + at);
+}
 
 // One row through a colour rule (Channels in, R, G and B out), stored with
 // the opaque write. A destination of unknown layout stores nothing. The rule
@@ -165,8 +177,12 @@ void WalkArea(PictureWriter& writer, PictureReader& reader, const FrameArea& are
     for (int64_t row = 0; row < rows; ++row) {
       const uint32_t* from = reader.base + area.left;
       uint32_t* to = writer.base + area.left;
-      const int64_t done = vectorRow ? vectorRow(from, to, columns, kernel) : 0;
-      kernel.template PixelRow<S, D>(from + done, to + done, columns - done);
+      for (int64_t start = 0; start < columns; start += kRowPart) {
+        const int64_t part = std::min(kRowPart, columns - start);
+        PrefetchPixels(from + start + part, std::min(kRowPart, columns - start - part));
+        const int64_t done = vectorRow ? vectorRow(from + start, to + start, part, kernel) : 0;
+        kernel.template PixelRow<S, D>(from + start + done, to + start + done, part - done);
+      }
       StepRows(writer, reader);
     }
   });
