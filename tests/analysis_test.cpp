@@ -193,9 +193,10 @@ std::vector<double> Answers(REALpictureStruct* noisy, const std::vector<OwnedPic
     answers.push_back(ColornessQVL(noisy, threshold));
   }
   for (REALpictureStruct* picture : nearlySolid) {
-    answers.insert(answers.end(), {double(isBlack2(picture)), double(isWhite2(picture)), double(isGray2(picture, 0)),
-                                   double(isGray2(picture, -2)), double(isGray2(picture, 3)),
-                                   double(isGray2(picture, 4)), double(isWhite(picture, 1, 0, 140, 2))});
+    answers.insert(answers.end(),
+                   {double(isBlack2(picture)), double(isWhite2(picture)), double(isGray2(picture, 0)),
+                    double(isGray2(picture, -2)), double(isGray2(picture, 3)), double(isGray2(picture, 4)),
+                    double(isWhite(picture, 1, 0, 140, 2)), double(isWhite(picture, 1, 0, 290, 2))});
   }
   // The needle: one or two pixels from the picture's last row.
   for (int64_t needleWidth : {1, 2}) {
@@ -226,9 +227,9 @@ TEST_P(Analysis, EveryLevelAnswersAsTheRule) {
   const Rgba odd[] = {{0, 0, 1, 255}, {0, 1, 0, 255}, {255, 254, 255, 9}, {90, 93, 90, 255}, {90, 96, 90, 255}};
   for (const Rgba& solid : solids) {
     for (const Rgba& other : odd) {
-      for (int64_t at : {-1, 0, 15, 16, 31, 63, 64, 100, 127, 128, 149}) {
+      for (int64_t at : {-1, 0, 15, 16, 31, 63, 64, 100, 127, 128, 149, 255, 256, 257, 299}) {
         nearlySolid.emplace_back(
-            PaintedPicture(150, 2, [&](int64_t x, int64_t y) { return x == at && y == 1 ? other : solid; }));
+            PaintedPicture(300, 2, [&](int64_t x, int64_t y) { return x == at && y == 1 ? other : solid; }));
       }
     }
   }

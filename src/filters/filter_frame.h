@@ -118,11 +118,21 @@ ReadingRow<Kernel> ReadingRowOf(VectorLevel level) {
   }
 }
 
-// One row through a read-only kernel: its reading row, then the per-pixel
-// rule over what is left; the rule's answer.
+// One row through a read-only kernel: its reading row part by part, each
+// part's successor prefetched, until a part is not taken whole; then the
+// per-pixel rule over what is left; the rule's answer. A part is a whole
+// number of every reading row's blocks, so the blocks are those of one call
+// over the row.
 template <PixelLayout S, class Kernel>
 auto ReadRow(const uint32_t* row, int64_t width, Kernel& kernel, ReadingRow<Kernel> readingRow) {
-  const int64_t taken = readingRow ? readingRow(row, width, kernel) : 0;
+  int64_t taken = 0;
+  while (readingRow && taken < width) {
+    const int64_t part = std::min(kRowPart, width - taken);
+    PrefetchPixels(row + taken + part, std::min(kRowPart, width - taken - part));
+    const int64_t partTaken = readingRow(row + taken, part, kernel);
+    taken += partTaken;
+    if (partTaken < part) break;
+  }
   return kernel.template PixelRow<S>(row + taken, width - taken);
 }
 
