@@ -118,13 +118,12 @@ ReadingRow<Kernel> ReadingRowOf(VectorLevel level) {
   }
 }
 
-// One row through a read-only kernel: its reading row part by part, each
-// part's successor prefetched, until a part is not taken whole; then the
-// per-pixel rule over what is left; the rule's answer. A part is a whole
-// number of every reading row's blocks, so the blocks are those of one call
-// over the row.
-template <PixelLayout S, class Kernel>
-auto ReadRow(const uint32_t* row, int64_t width, Kernel& kernel, ReadingRow<Kernel> readingRow) {
+// A reading row over a row, part by part, each part's successor prefetched,
+// until a part is not taken whole; how many pixels it took. A part is a
+// whole number of every reading row's blocks, so the blocks are those of
+// one call over the row.
+template <class Kernel>
+int64_t TakeInParts(ReadingRow<Kernel> readingRow, const uint32_t* row, int64_t width, Kernel& kernel) {
   int64_t taken = 0;
   while (readingRow && taken < width) {
     const int64_t part = std::min(kRowPart, width - taken);
@@ -133,6 +132,14 @@ auto ReadRow(const uint32_t* row, int64_t width, Kernel& kernel, ReadingRow<Kern
     taken += partTaken;
     if (partTaken < part) break;
   }
+  return taken;
+}
+
+// One row through a read-only kernel: its reading row, then the per-pixel
+// rule over what is left; the rule's answer.
+template <PixelLayout S, class Kernel>
+auto ReadRow(const uint32_t* row, int64_t width, Kernel& kernel, ReadingRow<Kernel> readingRow) {
+  const int64_t taken = TakeInParts(readingRow, row, width, kernel);
   return kernel.template PixelRow<S>(row + taken, width - taken);
 }
 
