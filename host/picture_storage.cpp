@@ -5,6 +5,7 @@
 #include <climits>
 #include <cstring>
 #include <new>
+#include <type_traits>
 
 #include "host_internal.h"
 
@@ -293,12 +294,16 @@ void FillOpaqueRect(Picture* picture, int64_t left, int64_t top, int64_t right, 
     return;
   }
   const uint32_t word = CoreGraphicsWord(picture->storage, colour);
-  const size_t pixelBytes = size_t(BytesPerPixel(picture->storage));
-  for (int64_t y = top; y < bottom; ++y) {
-    uint8_t* const row = picture->RowAddress(y) + size_t(left) * pixelBytes;
-    for (size_t at = 0; at < size_t(right - left) * pixelBytes; at += pixelBytes)
-      std::memcpy(row + at, &word, pixelBytes);
-  }
+  const auto fill = [&](auto pixelBytes) {
+    for (int64_t y = top; y < bottom; ++y) {
+      uint8_t* const row = picture->RowAddress(y) + size_t(left) * pixelBytes;
+      for (size_t at = 0; at < size_t(right - left) * pixelBytes; at += pixelBytes)
+        std::memcpy(row + at, &word, pixelBytes);
+    }
+  };
+  // Pixels of 32 or 24 bits, each size known to the compiler.
+  if (picture->storage.bitsPerPixel == 32) return fill(std::integral_constant<size_t, 4>());
+  fill(std::integral_constant<size_t, 3>());
 }
 
 }  // namespace qvlhost
