@@ -1,4 +1,5 @@
-// The host's thick lines on Core Graphics pictures: an opaque pen, covered
+// The host's graphics methods, found by declaration ignoring case and white
+// space; its thick lines on Core Graphics pictures: an opaque pen, covered
 // run by run, leaves exactly the pixels a translucent pen composes point by
 // point.
 #include <gtest/gtest.h>
@@ -50,6 +51,22 @@ TEST_P(HostLines, OpaquePenCoversWhatTheTranslucentPenTouches) {
     // Black, opaque; and black with a transparency of 1, composed at every point.
     EXPECT_EQ(Drawn(0x000000, penWidth, penHeight, line), Drawn(0x01000000, penWidth, penHeight, line));
   }
+}
+
+TEST(HostGraphicsMethods, FoundByDeclarationIgnoringCaseAndWhiteSpace) {
+  const void* drawLine = qvlhost::GraphicsMethod(QVL_GRAPHICS_DRAW_LINE_DOUBLE);
+  ASSERT_NE(nullptr, drawLine);
+  const struct {
+    const char* declaration;
+    bool found;
+  } cases[] = {{"drawline(x1 as double,y1 as double,x2 as double,y2 as double)", true},
+               {" DRAWLINE (\tx1 AS Double,\ny1 as Double, x2 as Double, y2 as Double )\r", true},
+               {"DrawLine( x1 as Double, y1 as Double, x2 as Double )", false},
+               {"DrawLine( x1 as Double, y1 as Double, x2 as Double, y2 as Doubles )", false},
+               {"Draw_Line( x1 as Double, y1 as Double, x2 as Double, y2 as Double )", false},
+               {"", false}};
+  for (const auto& c : cases)
+    EXPECT_EQ(c.found ? drawLine : nullptr, qvlhost::GraphicsMethod(c.declaration)) << c.declaration;
 }
 
 // gd pictures are drawn by libgd itself.
