@@ -152,25 +152,25 @@ void RunAlone(benchmark::State& state, const BenchLayout& layout, const Measure&
   }
 }
 
-// An operation paired with its floor and its reference: every iteration runs
-// the floor, the operation and the reference back to back, so that the
-// ratios compare calls made under the same load of the machine. The
-// iteration time is the operation's; the ratios are counters.
+// An operation paired with its floor, its base and its reference: every
+// iteration runs them back to back, so that the ratios compare calls made
+// under the same load of the machine. The iteration time is the
+// operation's; the ratios are counters.
 void RunPaired(benchmark::State& state, const BenchLayout& layout, const Measure& operation, const Measure& floor,
-               const Measure* reference) {
+               const Measure* base, const Measure* reference) {
   REALpictureStruct* source = PrepareSource(state, layout, operation.source);
   if (!source) return;
-  double floorTime = 0, operationTime = 0, referenceTime = 0;
+  double floorTime = 0, baseTime = 0, operationTime = 0, referenceTime = 0;
   for (auto _ : state) {
     const double before = operationTime;
-    if (!TimedRun(floor, source, &floorTime) || !TimedRun(operation, source, &operationTime) ||
-        (reference && !TimedRun(*reference, source, &referenceTime))) {
+    if (!TimedRun(floor, source, &floorTime) || (base && !TimedRun(*base, source, &baseTime)) ||
+        !TimedRun(operation, source, &operationTime) || (reference && !TimedRun(*reference, source, &referenceTime))) {
       state.SkipWithError("the measured call failed");
       break;
     }
     state.SetIterationTime(operationTime - before);
   }
-  if (floorTime > 0) state.counters[kFloorCounter] = operationTime / floorTime;
+  if (floorTime > 0) state.counters[kFloorCounter] = (operationTime - baseTime) / floorTime;
   if (reference && referenceTime > 0) state.counters[kOpenCvCounter] = operationTime / referenceTime;
 }
 
@@ -302,10 +302,11 @@ void RegisterBenchmarks() {
         continue;
       }
       const Measure* floor = FindMeasure(measure.floor.empty() ? FloorName(measure.source) : measure.floor);
+      const Measure* base = FindMeasure(measure.base);
       const Measure* reference = FindMeasure(measure.reference);
       if (!floor) continue;
-      Register(name, [&layout, &measure, floor, reference](benchmark::State& state) {
-        RunPaired(state, layout, measure, *floor, reference);
+      Register(name, [&layout, &measure, floor, base, reference](benchmark::State& state) {
+        RunPaired(state, layout, measure, *floor, base, reference);
       })->UseManualTime();
     }
   }

@@ -94,6 +94,9 @@ struct Measure {
   std::string floor = {};      // operations: the floor they are held to; empty for FloorName(source)
   ExternalRun external = {};   // external measures, in place of run
   double bound = kFloorBound;  // operations: the most times their floor they may take
+  // Operations: a measure whose time, taken in the same iterations, is left
+  // out of the ratio to the floor; empty for none.
+  std::string base = {};
 };
 
 // The OpenCV references that operations are compared with.
@@ -105,8 +108,9 @@ constexpr const char* kReferenceThreshold = "inRange + merge";
 // The same references writing into a new matrix instead of a host picture.
 constexpr const char* kNewMatrixSuffix = " (new matrix)";
 
-// The counters of an operation's benchmark: its time over the floor's and
-// over the reference's, both measured in the same iterations.
+// The counters of an operation's benchmark: its time (less its base's, when
+// it has one) over the floor's, and its time over the reference's, all
+// measured in the same iterations.
 constexpr const char* kFloorCounter = "floor";
 constexpr const char* kOpenCvCounter = "OpenCV";
 
