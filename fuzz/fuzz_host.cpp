@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "binding/globals.h"
+#include "frame/registrar.h"
 
 extern "C" void REALPluginMain(QVLResolver resolver);
 
@@ -41,6 +42,8 @@ void FreshHost(const qvlhost::Storage& storage) {
   config.maxPictureBytes = kMaxPictureBytes;
   config.journal = false;
   qvlhost::Reset(config);
+  // The modules generated for the last host went with it.
+  ForgetGeneratedModules();
   LoadPluginOnce();
   // The application kind and storage form the plug-in learnt from the last
   // host's pictures.

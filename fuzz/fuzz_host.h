@@ -16,7 +16,8 @@ namespace fuzzhost {
 // made, so one host for millions of inputs would grow without end), and its
 // pictures stay small, so that every input runs quickly. The plug-in is
 // loaded into the first host through REALPluginMain and stays loaded; at
-// each new host it forgets what it settled on in the last one.
+// each new host it forgets what it settled on in the last one and frees the
+// modules it generated for it.
 void FreshHost(const qvlhost::Storage& storage);
 
 // Calls the global method of this name, registered by the plug-in, with one

@@ -6,10 +6,10 @@
 #include <cstring>
 #include <vector>
 
-#include "frame/checks.h"
 #include "binding/diagnostics.h"
-#include "frame/tables.h"
 #include "binding/wrappers.h"
+#include "frame/checks.h"
+#include "frame/tables.h"
 
 namespace {
 
@@ -122,21 +122,30 @@ char* Rewrite(const char* source, size_t length, const char* format, Args... arg
 
 void WarnAllocationFailed(const char* what) { LogMessageX("%s%s", QVL_DEBUG_PREFIX, what); }
 
-// Generated modules live until the process ends. They stay referenced from
-// here, whatever the host does with the pointers it was given.
-void KeepForever(void* block) {
-  static std::vector<void*>* const kept = new std::vector<void*>;
-  kept->push_back(block);
+// A generated module with what hangs off it: its name, its records and,
+// for an extension module, the declarations it wrote (a globals module's
+// records share the plug-in's declarations).
+struct GeneratedModule {
+  REALmoduleDefinition* module;
+  bool ownsDeclarations;
+};
+
+// Generated modules live as long as the host that was given them, which for
+// Xojo is the whole process. They stay referenced from here, whatever the
+// host does with the pointers it was given.
+std::vector<GeneratedModule>& GeneratedModules() {
+  static std::vector<GeneratedModule>* const modules = new std::vector<GeneratedModule>;
+  return *modules;
 }
 
-REALmoduleDefinition* NewGeneratedModule() {
+REALmoduleDefinition* NewGeneratedModule(bool ownsDeclarations) {
   auto* module = static_cast<REALmoduleDefinition*>(std::calloc(1, sizeof(REALmoduleDefinition)));
   NewModule = module;
   if (!module) {
     WarnAllocationFailed("Warning: Failed to allocate memory for module definition.");
     return nullptr;
   }
-  KeepForever(module);
+  GeneratedModules().push_back({module, ownsDeclarations});
   return module;
 }
 
@@ -212,7 +221,7 @@ bool FillGeneratedModule(REALmoduleDefinition* module, const char* name, REALmet
 void RegisterExtensionModule(const REALclassDefinition* d) {
   char name[kNameBufferSize] = {};
   std::snprintf(name, sizeof name, "%s%s%s", d->name, gpluginname, "ExtensionQVL");
-  REALmoduleDefinition* module = NewGeneratedModule();
+  REALmoduleDefinition* module = NewGeneratedModule(true);
   if (!module) return;
   const uint64_t count = CountRecordsToMake(d->methods, d->methodCount);
   REALmethodDefinition* records = NewMethodRecords(count);
@@ -228,7 +237,7 @@ void RegisterExtensionModule(const REALclassDefinition* d) {
 void RegisterGlobalsModule(const REALmethodDefinition* methods, int64_t count) {
   char name[kNameBufferSize] = {};
   std::snprintf(name, sizeof name, "%s%s", gpluginname, "GlobalsQVL");
-  REALmoduleDefinition* module = NewGeneratedModule();
+  REALmoduleDefinition* module = NewGeneratedModule(false);
   if (!module) return;
   REALmethodDefinition* records = NewMethodRecords(uint64_t(count));
   if (!records) return;
@@ -324,6 +333,20 @@ void MyREALRegisterGlobalMethods(REALmethodDefinition* methods, int64_t count) {
     CheckGlobalMethod(&methods[i]);
     REALRegisterMethod(&methods[i]);
   }
+}
+
+void ForgetGeneratedModules() {
+  for (const GeneratedModule& generated : GeneratedModules()) {
+    REALmoduleDefinition* module = generated.module;
+    if (generated.ownsDeclarations)
+      DiscardRecords(module->methods, module->methodCount);
+    else
+      std::free(module->methods);
+    std::free(const_cast<char*>(module->name));
+    std::free(module);
+  }
+  GeneratedModules().clear();
+  NewModule = nullptr;
 }
 
 char* AddExtendsParameter(const char* declaration, const char* className) {

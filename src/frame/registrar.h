@@ -33,6 +33,11 @@ void MyREALRegisterClassExtension(REALclassDefinition* definition);
 // "<plug-in>GlobalsQVL". A table without rows registers nothing.
 void MyREALRegisterGlobalMethods(REALmethodDefinition* methods, int64_t count);
 
+// Frees every module generated so far, for a process that goes on with a new
+// host after the one that was given them is gone (the fuzz targets do). Xojo
+// keeps its host for the whole process, and the plug-in never calls this.
+void ForgetGeneratedModules();
+
 // The rewrites of the generated extension module. Each result is a zeroed
 // 1000-byte buffer from calloc that the caller owns; null when memory runs
 // out or, for the assigns form, when the declaration has neither a closing
