@@ -23,8 +23,6 @@
 
 namespace {
 
-namespace fs = std::filesystem;
-using qvltool::CubeLattice;
 using qvltool::ReadCubeFile;
 using qvltool::ReadWavSamples;
 using qvltool::WavSamples;
@@ -35,10 +33,6 @@ using Colour = std::array<double, 3>;
 // swapped axis or a straight-line shortcut shows.
 Colour Curved(double r, double g, double b) {
   return {0.8 * r * r + 0.1 * g, 0.7 * std::sqrt(g) + 0.2 * b * r, 0.9 - 0.6 * b * b + 0.1 * r};
-}
-
-double Node(const CubeLattice& lattice, int r, int g, int b, int x) {
-  return lattice.values[((r * 16 + g) * 16 + b) * 3 + x];
 }
 
 // A table of this size sampled from Curved at the file's nodes, red index
@@ -55,95 +49,73 @@ std::string Cube(int size, const std::string& header = "") {
   return text;
 }
 
-std::string Repeated(const std::string& line, int count) {
-  std::string text;
-  while (count-- > 0) text += line;
-  return text;
-}
+std::string Repeated(const std::string& line, int count) { return count > 0 ? line + Repeated(line, count - 1) : ""; }
 
-// The file's function interpolated at our node (k, l, m) straight from the
-// eight file nodes around it, each weighted by its share of the cell.
-double DirectTrilinear(int size, int k, int l, int m, int x) {
-  const int ours[3] = {k, l, m};
-  int lower[3];
-  double fraction[3];
-  for (int axis = 0; axis < 3; ++axis) {
-    const double position = ours[axis] * (size - 1) / 15.0;
-    lower[axis] = std::min(int(std::floor(position)), size - 2);
-    fraction[axis] = position - lower[axis];
-  }
+// The file's function interpolated at our node straight from the eight file
+// nodes around it, each weighted by its share of the cell.
+double DirectTrilinear(int size, const int node[3], int x) {
   double sum = 0;
   for (int corner = 0; corner < 8; ++corner) {
     double weight = 1, at[3];
     for (int axis = 0; axis < 3; ++axis) {
-      const int up = (corner >> axis) & 1;
-      weight *= up ? fraction[axis] : 1 - fraction[axis];
-      at[axis] = double(lower[axis] + up) / (size - 1);
+      const double position = node[axis] * (size - 1) / 15.0;
+      const int lower = std::min(int(position), size - 2), up = (corner >> axis) & 1;
+      weight *= up ? position - lower : 1 - (position - lower);
+      at[axis] = double(lower + up) / (size - 1);
     }
     sum += weight * Curved(at[0], at[1], at[2])[x];
   }
-  return sum * 255;
+  return sum;
 }
 
+// The table file of this test, named for this process: the suite also runs
+// as one process beside the others.
 class CubeFiles : public ::testing::Test {
  protected:
-  void SetUp() override {
-    char root[] = "/tmp/qvl-cube-test-XXXXXX";
-    ASSERT_NE(mkdtemp(root), nullptr);
-    root_ = root;
-  }
-  void TearDown() override { fs::remove_all(root_); }
+  void TearDown() override { std::remove(path_.c_str()); }
 
   std::string Write(const std::string& text) {
-    const std::string path = (root_ / "table.cube").string();
-    std::ofstream(path, std::ios::binary) << text;
-    return path;
+    std::ofstream(path_, std::ios::binary) << text;
+    return path_;
   }
 
-  fs::path root_;
+  const std::string path_ = testing::TempDir() + "qvl-" + std::to_string(getpid()) + ".cube";
 };
 
-// Size 16 is taken node for node, exactly; other sizes are resampled.
-TEST_F(CubeFiles, TablesAreTakenOrResampledTrilinearly) {
-  for (int size : {16, 2, 17, 33}) {
-    SCOPED_TRACE(size);
-    std::string error;
-    const auto lattice = ReadCubeFile(Write(Cube(size)), &error);
-    ASSERT_TRUE(lattice) << error;
-    const double tolerance = size == 16 ? 0.0 : 1e-9;
-    for (int n = 0; n < 16 * 16 * 16 * 3; ++n) {
-      const int r = n / 768, g = n / 48 % 16, b = n / 3 % 16, x = n % 3;
-      ASSERT_NEAR(Node(*lattice, r, g, b, x), DirectTrilinear(size, r, g, b, x), tolerance) << r << g << b << x;
-    }
-  }
-}
-
-// Headers that are read, and the domain each gives: output values are
-// scaled from it to 0..255, and those outside it are kept.
-TEST_F(CubeFiles, HeadersAndDomains) {
+// Size 16 is taken node for node, exactly, other sizes are resampled; values
+// are scaled from the domain the header gives to 0..255, and those outside
+// it are kept.
+TEST_F(CubeFiles, TablesAreTakenOrResampledFromTheirDomain) {
   const struct {
+    int size;
     std::string header;
     Colour min, max;
   } cases[] = {
-      {"TITLE \"warm # not a comment\"\n# made by hand\n\n", {0, 0, 0}, {1, 1, 1}},
-      {"DOMAIN_MIN 0 0 0\nDOMAIN_MAX 2 4 0.5\n", {0, 0, 0}, {2, 4, 0.5}},
-      {"DOMAIN_MAX 1 1 1 # upper\r\nDOMAIN_MIN -1 0.25 +0.5\r\n", {-1, 0.25, 0.5}, {1, 1, 1}},
-      {"LUT_3D_INPUT_RANGE 0.5 3\n", {0.5, 0.5, 0.5}, {3, 3, 3}},
+      {16, "", {0, 0, 0}, {1, 1, 1}},
+      {2, "", {0, 0, 0}, {1, 1, 1}},
+      {17, "", {0, 0, 0}, {1, 1, 1}},
+      {33, "", {0, 0, 0}, {1, 1, 1}},
+      {16, "TITLE \"warm # not a comment\"\n# made by hand\n\n", {0, 0, 0}, {1, 1, 1}},
+      {16, "DOMAIN_MIN 0 0 0\nDOMAIN_MAX 2 4 0.5\n", {0, 0, 0}, {2, 4, 0.5}},
+      {16, "DOMAIN_MAX 1 1 1 # upper\r\nDOMAIN_MIN -1 0.25 +0.5\r\n", {-1, 0.25, 0.5}, {1, 1, 1}},
+      {16, "LUT_3D_INPUT_RANGE 0.5 3\n", {0.5, 0.5, 0.5}, {3, 3, 3}},
   };
   for (const auto& c : cases) {
-    SCOPED_TRACE(c.header);
+    SCOPED_TRACE(std::to_string(c.size) + " " + c.header);
     std::string error;
-    const auto lattice = ReadCubeFile(Write(Cube(16, c.header)), &error);
+    const auto lattice = ReadCubeFile(Write(Cube(c.size, c.header)), &error);
     ASSERT_TRUE(lattice) << error;
-    for (int n = 0; n < 16; ++n) {
-      const Colour value = Curved(n / 15.0, n / 15.0, n / 15.0);
-      for (int x = 0; x < 3; ++x)
-        EXPECT_NEAR(Node(*lattice, n, n, n, x), (value[x] - c.min[x]) / (c.max[x] - c.min[x]) * 255, 1e-9);
+    const double tolerance = c.size == 16 && c.header.empty() ? 0.0 : 1e-9;
+    for (int n = 0; n < 16 * 16 * 16 * 3; ++n) {  // red index slowest, as the lattice keeps it
+      const int node[3] = {n / 768, n / 48 % 16, n / 3 % 16}, x = n % 3;
+      const double scaled = (DirectTrilinear(c.size, node, x) - c.min[x]) / (c.max[x] - c.min[x]) * 255;
+      ASSERT_NEAR(lattice->values[n], scaled, tolerance) << n;
     }
   }
 }
 
-TEST_F(CubeFiles, MalformedFilesNameFileAndLine) {
+// A malformed file is named with the line at fault, an unreadable one alone.
+TEST_F(CubeFiles, MalformedAndUnreadableFilesAreNamed) {
   const std::string size2 = "LUT_3D_SIZE 2\n";
   const std::string row = "0.5 0.5 0.5\n";
   const std::string sizeProblem = "LUT_3D_SIZE needs one whole number from 2 to 256";
@@ -180,31 +152,13 @@ TEST_F(CubeFiles, MalformedFilesNameFileAndLine) {
     EXPECT_FALSE(ReadCubeFile(path, &error));
     EXPECT_EQ(error, path + c.error);
   }
-}
-
-TEST_F(CubeFiles, FilesThatCannotBeReadAreNamed) {
-  const std::string missing = (root_ / "missing.cube").string();
-  std::string error;
-  EXPECT_FALSE(ReadCubeFile(missing, &error));
-  EXPECT_EQ(error, missing + ": cannot open: No such file or directory");
-  EXPECT_FALSE(ReadCubeFile(root_.string(), &error));
-  EXPECT_EQ(error, root_.string() + ": is a folder, not a .cube file");
-}
-
-// identity.cube gives every node its own value; warm.cube lifts the red of
-// greys and lowers their blue.
-TEST(CubeSamples, IdentityAndWarm) {
-  std::string error;
-  const auto identity = ReadCubeFile(QVL_SOURCE_DIR "/samples/identity.cube", &error);
-  const auto warm = ReadCubeFile(QVL_SOURCE_DIR "/samples/warm.cube", &error);
-  ASSERT_TRUE(identity && warm) << error;
-  for (int n = 0; n < 16 * 16 * 16; ++n) {
-    const int node[3] = {n >> 8, (n >> 4) & 15, n & 15};
-    for (int x = 0; x < 3; ++x) ASSERT_NEAR(identity->values[n * 3 + x], 17 * node[x], 1e-9) << n;
-  }
-  for (int n = 1; n < 15; ++n) {
-    EXPECT_GT(Node(*warm, n, n, n, 0), 17 * n);
-    EXPECT_LT(Node(*warm, n, n, n, 2), 17 * n);
+  const std::pair<std::string, std::string> unreadable[] = {
+      {path_ + ".missing", ": cannot open: No such file or directory"},
+      {testing::TempDir(), ": is a folder, not a .cube file"}};
+  for (const auto& [path, problem] : unreadable) {
+    std::string error;
+    EXPECT_FALSE(ReadCubeFile(path, &error));
+    EXPECT_EQ(error, path + problem);
   }
 }
 
