@@ -1,6 +1,6 @@
 // The built library and the qvl tool as a user runs it: the library's one
 // export, status and output per command line, atomic output, picture kinds,
-// job classes and the listing, on both routes.
+// job classes, a recorded waveform and the listing, on both routes.
 #ifdef QVL_TOOL_PATH
 
 #include <gmock/gmock.h>
@@ -154,13 +154,15 @@ TEST_F(QvlTool, LibraryExportsREALPluginMainAlone) {
 TEST_F(QvlTool, CommandLinesGiveTheirStatusAndOutput) {
   const std::string original = FileText(in_);
   WriteText(out_, "previous output");
-  const std::string file = (work_ / "bytes.bin").string();
+  const std::string file = (work_ / "bytes.bin").string(), wav = (work_ / "short.wav").string();
   WriteText(file, std::string("A\0\xff\n", 4));
+  WriteText(wav, std::string("RIFF\x24\0\0\0WAV", 11));
   const std::string bad = (work_ / "bad.cube").string();
   WriteText(bad, "LUT_3D_SIZE 2\n0 0 0\n1 1 1\n");
   fs::create_directory(work_ / "folder.png");
   const std::string unknown = "qvl: unknown method NoSuchMethodQVL (qvl list shows the registered methods)\n",
                     badCube = "qvl: " + bad + ":3: 2 table rows, LUT_3D_SIZE 2 needs 8\n",
+                    badWav = "qvl: " + wav + ": WAV header does not fit the file: a RIFF header of 11 bytes\n",
                     refused = "qvl: PlatformNotSupportedException: iOS only\n";
   const std::string cube = std::string(QVL_SOURCE_DIR) + "/samples/identity.cube", plugin = QVL_TOOL_TEST_PLUGIN_PATH;
   const struct {
@@ -191,6 +193,7 @@ TEST_F(QvlTool, CommandLinesGiveTheirStatusAndOutput) {
       {{"PictureSepiaQVL.Run", "SourcePicture=" + in_, "--lut", cube, "-o", out_}, 2, "", "--lut"},
       {{"ThresholdQVL", in_, "3", "--lut", cube, "-o", out_}, 2, "", "--lut"},
       {{"PictureLut3DQVL.Run", "-o", out_}, 1, "result = false\n", "left DestinationPicture nil"},
+      {{"RenderSamplesQVL", wav, "0", "1", "10", "10", "0", "-o", out_}, 2, "", badWav},
       // Strings, memory blocks and a pending exception as scripts read them.
       {{"--plugin", plugin, "EncodingQVL", "text"}, 0, "EncodingQVL = 134217984\n", ""},
       {{"--plugin", plugin, "EncodingQVL", "@" + file}, 0, "EncodingQVL = 65535\n", ""},
@@ -278,6 +281,35 @@ TEST_F(QvlTool, StringResultsArePrintedOrWritten) {
   EXPECT_EQ(Run({"PicturetoBinaryStringQVL", in_}).out, "result = " + Hex(qvlhost::StringBytes(direct)) + "\n");
   ASSERT_EQ(Run({"PicturetoBinaryStringQVL", in_, "-o", encoded}).status, 0);
   EXPECT_EQ(FileText(encoded), qvlhost::StringBytes(direct));
+}
+
+// espeak-ng's sentence, 16-bit signed samples scaled to its loudest column:
+// background at the corners, a body reaching well above and below the middle
+// row, and the outline's colour at the columns' ends.
+TEST_F(QvlTool, SpokenSentenceIsDrawn) {
+#ifndef QVL_SPEECH_WAV
+  GTEST_SKIP() << "espeak-ng was not found when the build was configured";
+#else
+  ToolRun run = Run({"RenderSamplesQVL", QVL_SPEECH_WAV, "0", "32", "1200", "300", "1", "&c88B5C4", "&c274C5A",
+                     "&c203F4E", "15", "true", "-o", out_});
+  ASSERT_EQ(run.status, 0) << run.err;
+  qvlhost::OwnedPicture wave(qvlhost::ReadPictureFile(out_));
+  ASSERT_EQ(qvlhost::PictureWidth(wave), 1200);
+  ASSERT_EQ(qvlhost::PictureHeight(wave), 300);
+  const qvlhost::Rgba back{0x88, 0xB5, 0xC4, 255}, fore{0x27, 0x4C, 0x5A, 255}, outline{0x20, 0x3F, 0x4E, 255};
+  for (auto [x, y] : {std::pair{0, 0}, {0, 299}, {1199, 0}, {1199, 299}})
+    EXPECT_EQ(qvlhost::PixelColour(wave, x, y), back) << x << ", " << y;
+  int64_t outlinePixels = 0, farAbove = 0, farBelow = 0;  // body pixels more than 30 rows from the middle one
+  for (int64_t i = 0; i < 1200 * 300; ++i) {
+    const qvlhost::Rgba pixel = qvlhost::PixelColour(wave, i % 1200, i / 1200);
+    outlinePixels += pixel == outline;
+    farAbove += pixel == fore && i / 1200 < 120;
+    farBelow += pixel == fore && i / 1200 > 180;
+  }
+  EXPECT_GT(farAbove, 0);
+  EXPECT_GT(farBelow, 0);
+  EXPECT_GT(outlinePixels, 1200);
+#endif
 }
 
 // The same calls on the generated module's route and the class extension's.

@@ -3,21 +3,15 @@
 // domains; the data chunk of each WAV sample format, other files as raw
 // bytes; and one line naming the fault of a malformed file.
 #include <gtest/gtest.h>
-#include <stdlib.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
 #include <cstdio>
-#include <cstdlib>
-#include <filesystem>
 #include <fstream>
-#include <iterator>
 #include <string>
 
-#include "support/plugin_test.h"
 #include "tools/qvl/cube_files.h"
 #include "tools/qvl/wav_files.h"
 
@@ -201,7 +195,6 @@ TEST(WavFiles, DataChunkOfEachFormatOrOneProblem) {
       {"float 64 bits", Riff(FormatChunk(3, 1, 64) + data), WavSamples::Samples, kSamples},
       {"raw bytes", kSamples, WavSamples::NotWav, ""},
       {"another RIFF form", "RIFF" + LittleEndian(4, 4) + "AVI ", WavSamples::NotWav, ""},
-      {"short file", "RIFF" + LittleEndian(36, 4) + "WAV", WavSamples::BadHeader, "a RIFF header of 11 bytes"},
       {"RIFF size past the end", Riff(FormatChunk(1, 1, 16) + data, 2), WavSamples::BadHeader,
        "a RIFF size of 46 bytes in a file of 52 bytes"},
       {"data chunk longer than the file", Riff(FormatChunk(1, 1, 16) + Chunk("data", kSamples, 9)),
@@ -228,70 +221,5 @@ TEST(WavFiles, DataChunkOfEachFormatOrOneProblem) {
     }
   }
 }
-
-#ifdef QVL_TOOL_PATH
-#ifdef QVL_TOOL_LAUNCHER
-const std::string kTool = QVL_TOOL_LAUNCHER " " QVL_TOOL_PATH;
-#else
-const std::string kTool = QVL_TOOL_PATH;
-#endif
-
-// A file of this process: the suite also runs as one process beside the others.
-std::string Temporary(const std::string& name) {
-  return testing::TempDir() + "qvl-" + std::to_string(getpid()) + "-" + name;
-}
-
-// The tool's exit status with these arguments, its standard error in *err.
-int Qvl(const std::string& arguments, std::string* err) {
-  const std::string errFile = Temporary("stderr");
-  const int status = std::system(("env -u QVLDEBUG " + kTool + " " + arguments + " 2>" + errFile).c_str());
-  std::ifstream file(errFile, std::ios::binary);
-  err->assign(std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>());
-  return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-}
-
-class SpokenWaveform : public PluginTest {};
-
-// A header that does not fit its file stops the run with one line. Then
-// espeak-ng's sentence, 16-bit signed samples scaled to its loudest column:
-// background at the corners and in the silent end, a body well above and
-// below the middle row, and the outline's colour at the columns' ends.
-TEST_F(SpokenWaveform, DrawnThroughQvl) {
-  const std::string wav = Temporary("cut.wav"), png = Temporary("wave.png");
-  std::ofstream(wav, std::ios::binary) << Riff(FormatChunk(1, 1, 16) + Chunk("data", kSamples, 800));
-  std::string err;
-  EXPECT_EQ(Qvl("RenderSamplesQVL " + wav + " 0 1 10 10 0 -o " + png, &err), 2);
-  EXPECT_EQ(err, "qvl: " + wav + ": WAV header does not fit the file: a \"data\" chunk of 800 bytes at byte 36 " +
-                     "where 8 bytes remain\n");
-#ifndef QVL_SPEECH_WAV
-  GTEST_SKIP() << "espeak-ng was not found when the build was configured";
-#else
-  const std::string colours = " '&c88B5C4' '&c274C5A' '&c203F4E' 15 true -o ";
-  ASSERT_EQ(Qvl("RenderSamplesQVL " QVL_SPEECH_WAV " 0 32 1200 300 1" + colours + png, &err), 0) << err;
-  qvlhost::OwnedPicture wave(qvlhost::ReadPictureFile(png));
-  ASSERT_EQ(qvlhost::PictureWidth(wave), 1200);
-  ASSERT_EQ(qvlhost::PictureHeight(wave), 300);
-  const qvlhost::Rgba back{0x88, 0xB5, 0xC4, 255}, fore{0x27, 0x4C, 0x5A, 255}, outline{0x20, 0x3F, 0x4E, 255};
-  int64_t outlinePixels = 0, tallestAbove = 0, tallestBelow = 0;
-  for (int64_t x = 0; x < 1200; ++x) {
-    int64_t above = 0, below = 0;
-    for (int64_t y = 0; y < 300; ++y) {
-      const qvlhost::Rgba pixel = qvlhost::PixelColour(wave, x, y);
-      if ((x == 0 && (y == 0 || y == 299)) || (x == 1199 && std::abs(y - 150) > 1)) {
-        EXPECT_EQ(pixel, back) << "at (" << x << ", " << y << ")";  // corners and the silent end
-      }
-      outlinePixels += pixel == outline;
-      if (pixel == fore) (y < 150 ? above : below) += 1;
-    }
-    tallestAbove = std::max(tallestAbove, above);
-    tallestBelow = std::max(tallestBelow, below);
-  }
-  EXPECT_GT(std::min(tallestAbove, tallestBelow), 30);
-  EXPECT_LT(tallestAbove + tallestBelow, 300);
-  EXPECT_GT(outlinePixels, 1200);
-#endif
-  for (const std::string& file : {wav, png, Temporary("stderr")}) std::remove(file.c_str());
-}
-#endif
 
 }  // namespace
