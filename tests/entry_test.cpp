@@ -25,9 +25,9 @@ namespace {
 using Lines = std::vector<std::string>;
 
 // The host's version, 0 without its entry, decides the SDK version told and
-// the route, start-up after start-up. The two job classes come on every route, sepia first, and the
-// mobile module first from 2020.02 on; the modules' contents are the
-// registrar's and the table rows' tests.
+// the route, start-up after start-up. The two job classes come on every
+// route, sepia first, and the mobile module first from 2020.02 on; the
+// modules' contents are the registrar's and the declaration tests'.
 TEST_F(PluginTest, SdkVersionAndRouteFollowTheHostVersionAndNothingIsLogged) {
   const std::tuple<double, bool, int32_t, bool> hosts[] = {
       // version, its entry hidden, the SDK version, generated modules

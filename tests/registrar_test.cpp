@@ -202,8 +202,7 @@ TEST_F(Registrar, GlobalsTakeTheExtensionsRoute) {
     qvlhost::Reset();
     StartAt(version);
     qvlhost::LogCapture lines;
-    REALmethodDefinition globals[2] = {{&fnB, nullptr, "B(x as integer)", 0x40000, 1, kAttribute},
-                                       {nullptr, nullptr, "C", 0x40000}};
+    REALmethodDefinition globals[2] = {{&fnB, nullptr, "B(x as integer)", 0x40000}, {nullptr, nullptr, "C", 0x40000}};
     MyREALRegisterGlobalMethods(globals, 2);
     EXPECT_EQ(0x4u, globals[0].flags);
     if (version >= 2013.0 && version < 3000.0) {
