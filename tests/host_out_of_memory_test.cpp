@@ -7,7 +7,6 @@
 #include <functional>
 #include <new>
 #include <string>
-#include <vector>
 
 #include "qvl/entry_points.h"
 #include "qvl/host_methods.h"
@@ -49,12 +48,11 @@ TEST_F(HostOutOfMemory, EntriesGiveTheirFailureResult) {
   OwnedPicture picture(qvlhost::NewPicture(4, 4));
   REALpictureDescription description{};
   const std::string text(2000, 'q');
-  std::vector<qvlhost::OwnedObject> kept;
-  // Keeps what a call made, to give back at the end; true when it made nothing.
-  auto MadeNothing = [&](void* handle) {
+  // Gives back what a call made; true when it made nothing.
+  auto madeNothing = [](auto* made) {
     Disarm();
-    if (handle) kept.emplace_back(static_cast<REALobjectStruct*>(handle));
-    return handle == nullptr;
+    if (made) qvlhost::Release(made);
+    return made == nullptr;
   };
   // Looked up before any allocation fails: a look-up that fails finds nothing.
   auto version = HostEntry<QVLGetRBVersionFn>("REALGetRBVersion");
@@ -74,24 +72,18 @@ TEST_F(HostOutOfMemory, EntriesGiveTheirFailureResult) {
     const char* entry;
     std::function<bool()> call;  // true when the entry gave its failure result
   } cases[] = {{"REALGetRBVersion", [&] { return version() == 0.0; }},
-               {"newPicture", [&] { return MadeNothing(newPicture(8, 8, 32)); }},
-               {"PluginNewInstance", [&] { return MadeNothing(newInstance("Picture")); }},
-               {"REALBuildString",
-                [&] {
-                  REALstringStruct* made = buildString(text.data(), int32_t(text.size()));
-                  Disarm();
-                  if (made) qvlhost::Release(made);
-                  return made == nullptr;
-                }},
+               {"newPicture", [&] { return madeNothing(newPicture(8, 8, 32)); }},
+               {"PluginNewInstance", [&] { return madeNothing(newInstance("Picture")); }},
+               {"REALBuildString", [&] { return madeNothing(buildString(text.data(), int32_t(text.size()))); }},
                {"pluginObjectType", [&] { return classRef("Graphics") == nullptr; }},
                {"REALLockPictureDescription",
                 [&] {
-                  bool locked = lockDescription(picture, &description, pictureCGBitmapContext);
+                  const bool locked = lockDescription(picture, &description, pictureCGBitmapContext);
                   Disarm();
                   if (locked) unlockDescription(picture);
                   return !locked;
                 }},
-               {"Picture.BestRepresentation", [&] { return MadeNothing(bestRepresentation(vector, 8, 8, 1.0)); }}};
+               {"Picture.BestRepresentation", [&] { return madeNothing(bestRepresentation(vector, 8, 8, 1.0)); }}};
   for (const auto& c : cases) {
     int failures = 0;
     for (int64_t allowed = 0;; ++allowed) {
