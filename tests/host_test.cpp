@@ -1,6 +1,7 @@
 // The embedded host as the other tests rely on it: its resolver, journal and
 // string conversions; its pictures, files and thick lines; instances of the
-// registered classes on both routes; and the balance check ending each test.
+// registered classes on both routes; the balance check ending each test; and
+// its entry points when memory runs out.
 #include <gd.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -10,6 +11,7 @@
 #include <cstdlib>
 #include <fstream>
 #include <functional>
+#include <new>
 #include <random>
 #include <string>
 #include <vector>
@@ -64,12 +66,7 @@ TEST_F(HostTest, StringConversionsSubstituteWhatDoesNotConvert) {
     uint32_t from, to;
     std::string converted;
   } cases[] = {{"caf\xC3\xA9", kREALTextEncodingUTF8, kREALTextEncodingASCII, "caf?"},
-               {"a\xFF"
-                "b",
-                kREALTextEncodingUTF8, kREALTextEncodingUTF16LE,
-                std::string("a\0\xFD\xFF"
-                            "b\0",
-                            6)},
+               {"a\xFFz", kREALTextEncodingUTF8, kREALTextEncodingUTF16LE, std::string("a\0\xFD\xFFz\0", 6)},
                {std::string("\xFE\xFF\0h", 4), kREALTextEncodingUnicodeDefault, kREALTextEncodingUTF8, "h"},
                {std::string("\xFF\xFEh\0", 4), kREALTextEncodingUnicodeDefault, kREALTextEncodingUTF8, "h"},
                {"\xE9", kREALTextEncodingUnknown, kREALTextEncodingUTF8, "\xE9"}};
@@ -321,15 +318,9 @@ TEST_P(HostInstances, PropertiesGoThroughTheFieldOrTheRegisteredAccessors) {
 INSTANTIATE_TEST_SUITE_P(Routes, HostInstances, ::testing::Values(2024.03, 2012.0),
                          [](const auto& info) { return info.param > 2013 ? "module2024" : "extension2012"; });
 
-// The balance check finds what a test would otherwise miss. It runs on a host
-// of its own and leaves it reset, because every case unbalances it on purpose.
-class BalanceTest : public ::testing::Test {
- protected:
-  void SetUp() override { qvlhost::Reset(); }
-  void TearDown() override { qvlhost::Reset(); }
-};
-
-TEST_F(BalanceTest, ReportsEachKindOfImbalance) {
+// The balance check finds what a test would otherwise miss. Each case
+// unbalances a host of its own; the test's host is made afresh at the end.
+TEST_F(HostTest, BalanceCheckReportsEachKindOfImbalance) {
   const struct {
     const char* problem;
     std::function<void()> unbalance;
@@ -372,6 +363,90 @@ TEST_F(BalanceTest, ReportsEachKindOfImbalance) {
     // An exception the test expects is no problem; everything else still is.
     const bool pending = std::string(c.problem).find("pending") != std::string::npos;
     EXPECT_EQ(!pending, qvlhost::BalanceProblems(true).find(c.problem) != std::string::npos);
+  }
+  qvlhost::Reset(config_);
+}
+
+// Allocations through operator new that succeed before one fails; negative
+// while none is to fail.
+int64_t allocationsBeforeFailure = -1;
+bool failureReached = false;
+void Disarm() { allocationsBeforeFailure = -1; }
+
+}  // namespace
+
+void* operator new(size_t size) {
+  if (allocationsBeforeFailure == 0) {
+    allocationsBeforeFailure = -1;
+    failureReached = true;
+    throw std::bad_alloc();
+  }
+  if (allocationsBeforeFailure > 0) --allocationsBeforeFailure;
+  if (void* memory = std::malloc(size ? size : 1)) return memory;
+  throw std::bad_alloc();
+}
+
+// Not inlined: the compiler would take the free() for one of a pointer from
+// a different allocator.
+__attribute__((noinline)) void operator delete(void* memory) noexcept { std::free(memory); }
+__attribute__((noinline)) void operator delete(void* memory, size_t) noexcept { std::free(memory); }
+
+namespace {
+
+// Each allocation a call makes fails in turn, and the call gives its failure
+// result or succeeds, but lets no C++ exception out to the plug-in.
+TEST_F(HostTest, EntriesGiveTheirFailureResultWhenMemoryRunsOut) {
+  OwnedPicture picture(qvlhost::NewPicture(4, 4));
+  REALpictureDescription description{};
+  const std::string text(2000, 'q');
+  // Gives back what a call made; true when it made nothing.
+  auto madeNothing = [](auto* made) {
+    Disarm();
+    if (made) qvlhost::Release(made);
+    return made == nullptr;
+  };
+  // Looked up before any allocation fails: a look-up that fails finds nothing.
+  auto version = HostEntry<QVLGetRBVersionFn>("REALGetRBVersion");
+  auto newPicture = HostEntry<REALNewPictureFn>("newPicture");
+  auto newInstance = HostEntry<REALnewInstanceFn>("PluginNewInstance");
+  auto buildString = HostEntry<originalREALBuildStringFn>("REALBuildString");
+  auto classRef = HostEntry<REALGetClassRefFn>("pluginObjectType");
+  auto lockDescription = HostEntry<REALLockPictureDescriptionFn>("REALLockPictureDescription");
+  auto unlockDescription = HostEntry<REALUnlockPictureDescriptionFn>("unlockPictureDescription");
+  // A vector picture's best representation is a bitmap drawn for the call.
+  OwnedPicture vector(qvlhost::NewPicture(4, 4));
+  qvlhost::SetPictureKind(vector, 1);
+  using BestRepresentationFn = REALpictureStruct* (*)(REALobjectStruct*, int64_t, int64_t, double);
+  auto bestRepresentation = reinterpret_cast<BestRepresentationFn>(
+      HostEntry<REALLoadObjectMethodFn>("REALLoadObjectMethod")(vector, QVL_PICTURE_BEST_REPRESENTATION));
+  const struct {
+    const char* entry;
+    std::function<bool()> call;  // true when the entry gave its failure result
+  } cases[] = {{"REALGetRBVersion", [&] { return version() == 0.0; }},
+               {"newPicture", [&] { return madeNothing(newPicture(8, 8, 32)); }},
+               {"PluginNewInstance", [&] { return madeNothing(newInstance("Picture")); }},
+               {"REALBuildString", [&] { return madeNothing(buildString(text.data(), int32_t(text.size()))); }},
+               {"pluginObjectType", [&] { return classRef("Graphics") == nullptr; }},
+               {"REALLockPictureDescription",
+                [&] {
+                  const bool locked = lockDescription(picture, &description, pictureCGBitmapContext);
+                  Disarm();
+                  if (locked) unlockDescription(picture);
+                  return !locked;
+                }},
+               {"Picture.BestRepresentation", [&] { return madeNothing(bestRepresentation(vector, 8, 8, 1.0)); }}};
+  for (const auto& c : cases) {
+    int failures = 0;
+    for (int64_t allowed = 0;; ++allowed) {
+      failureReached = false;
+      allocationsBeforeFailure = allowed;
+      bool failed = false;
+      EXPECT_NO_THROW(failed = c.call()) << c.entry << " with allocation " << allowed << " failing";
+      Disarm();
+      if (!failureReached) break;
+      failures += failed;
+    }
+    EXPECT_GT(failures, 0) << c.entry;  // the first failing allocation at least ends the call
   }
 }
 
