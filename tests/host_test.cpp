@@ -38,6 +38,8 @@ using qvlhost::Value;
 
 using HostTest = PluginTest;
 
+// The resolver answers every entry but hidden and unknown ones; with the
+// journal switched off no call is recorded.
 TEST_F(HostTest, ResolverAnswersEveryEntryButHiddenAndUnknownOnes) {
   qvlhost::CurrentConfig().hiddenEntries = {"REALLockObject"};
   const std::vector<std::string> entries = {
@@ -50,9 +52,7 @@ TEST_F(HostTest, ResolverAnswersEveryEntryButHiddenAndUnknownOnes) {
     EXPECT_EQ(entry == "REALLockObject", gResolver(entry.c_str()) == nullptr) << entry;
   }
   EXPECT_EQ(nullptr, gResolver("reallockpicturedescription"));
-}
-
-TEST_F(HostTest, JournalSwitchedOffRecordsNothing) {
+  qvlhost::ClearJournal();
   qvlhost::CurrentConfig().journal = false;
   OwnedPicture picture(HostEntry<REALNewPictureFn>("newPicture")(3, 2, 32));
   EXPECT_TRUE(qvlhost::Journal().empty());
@@ -84,7 +84,6 @@ TEST_F(HostTest, StringConversionsSubstituteWhatDoesNotConvert) {
 
 std::string TempPath(const std::string& name) { return ::testing::TempDir() + "/qvl_host_" + name; }
 
-// Writes the picture, reads it back and removes the file.
 REALpictureStruct* RoundTrip(REALpictureStruct* picture, const std::string& name) {
   std::string path = TempPath(name);
   EXPECT_TRUE(qvlhost::WritePictureFile(picture, path)) << name;
@@ -321,6 +320,8 @@ INSTANTIATE_TEST_SUITE_P(Routes, HostInstances, ::testing::Values(2024.03, 2012.
 // The balance check finds what a test would otherwise miss. Each case
 // unbalances a host of its own; the test's host is made afresh at the end.
 TEST_F(HostTest, BalanceCheckReportsEachKindOfImbalance) {
+  REALpictureDescription description{};
+  auto lockDescription = HostEntry<REALLockPictureDescriptionFn>("REALLockPictureDescription");
   const struct {
     const char* problem;
     std::function<void()> unbalance;
@@ -340,11 +341,7 @@ TEST_F(HostTest, BalanceCheckReportsEachKindOfImbalance) {
          EXPECT_FALSE(HostEntry<REALGetPropValueIntegerFn>("REALGetPropValueInteger")(picture, "Width", &width));
        }},
       {"Picture #1 still has 1 description lock(s)\n",
-       [] {
-         REALpictureDescription description{};
-         EXPECT_TRUE(HostEntry<REALLockPictureDescriptionFn>("REALLockPictureDescription")(qvlhost::NewPicture(2, 2),
-                                                                                           &description, 8));
-       }},
+       [&] { EXPECT_TRUE(lockDescription(qvlhost::NewPicture(2, 2), &description, 8)); }},
       {"NilObjectException #1 is pending\n",
        [] {
          OwnedObject exception(qvlhost::NewObject("NilObjectException"));
