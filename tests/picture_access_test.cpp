@@ -15,6 +15,7 @@
 #include "picture/masks.h"
 #include "picture/picture_editor.h"
 #include "support/every_pixel.h"
+#include "support/painted_picture.h"
 #include "support/plugin_test.h"
 
 namespace {
@@ -33,9 +34,8 @@ using AcquisitionTest = PluginTest;
 
 TEST_F(AcquisitionTest, PictureKindsDecideWhatCanBeWritten) {
   const char *hiDpi = "HiDPI Image, return false", *vector = "Vector image, return false", *ok = "Mutable Image, ok";
-  // Below 2016 a vector representation is read through a duplicate: its own
-  // storage is asked for and refused, then the duplicate's is locked. The
-  // read fallback tests follow the other kinds.
+  // Below 2016 a vector representation is read through a duplicate, locked
+  // after its own refused lock; the read fallback tests follow the rest.
   const std::tuple<int64_t, bool, bool, const char*, int64_t> cases[] = {
       // kind, writing, acquired, word, locks
       {0, true, false, hiDpi, 0}, {1, true, false, vector, 0}, {3, true, false, vector, 0},
@@ -303,8 +303,7 @@ TEST_F(WriterTest, FilterResultsWithoutLockStayAliveWithOneReference) {
   for (bool alpha : {false, true}) {
     SCOPED_TRACE(alpha);
     qvlhost::CurrentConfig().hiddenEntries = {"REALLockObject"};
-    OwnedPicture source(alpha ? qvlhost::NewAlphaPicture(3, 2) : qvlhost::NewPicture(3, 2));
-    for (int64_t x = 0; x < 3; ++x) qvlhost::SetPixelColour(source, x, 1, {200, 150, 100, 255});
+    OwnedPicture source(alpha ? VariedAlphaPicture(3, 2) : SolidPicture(3, 2, {200, 150, 100, 255}));
     OwnedPicture result(InvertPicture2(source));
     ASSERT_NE(nullptr, result.get());
     EXPECT_EQ(1, qvlhost::ReferenceCount(result));
@@ -351,7 +350,8 @@ TEST_F(PictureMasks, MissingMaskMethodFallsBackToTheEntry) {
   EXPECT_EQ(1, CountOf(lines, "QVL Debug: No Mask function!?"));
 }
 
-// PictureHasMask never creates a mask; a size that can't be read is 0.
+// PictureHasMask never creates a mask; a size that can't be read is 0 (the
+// read fallbacks read sizes that can).
 TEST_F(PictureMasks, HasMaskAndSize) {
   OwnedPicture plain(qvlhost::NewPicture(3, 2)), masked(qvlhost::NewPicture(3, 2)), mask(qvlhost::NewPicture(3, 2));
   qvlhost::SetPictureMask(masked, mask);
@@ -359,8 +359,6 @@ TEST_F(PictureMasks, HasMaskAndSize) {
   EXPECT_FALSE(PictureHasMask(plain));
   EXPECT_EQ(qvlhost::PictureMask(plain), nullptr);
   EXPECT_TRUE(PictureHasMask(masked));
-  EXPECT_EQ(GetPictureWidth(plain), 3);
-  EXPECT_EQ(GetPictureHeight(plain), 2);
   qvlhost::CurrentConfig().failingProperties = {"Width", "Height"};
   EXPECT_EQ(GetPictureWidth(plain), 0);
   EXPECT_EQ(GetPictureHeight(plain), 0);
@@ -545,10 +543,6 @@ TEST_F(ReadFallbackTest, OwnCopyOfGDImagesWithoutDrawPicture) {
     EXPECT_EQ(destWidth == 4 ? 1 : 0, qvlhost::CacheClearCount(dest));
     EXPECT_EQ(destWidth == 4 ? 2 : 0, JournalCount("REALLockPictureDescription"));
     EXPECT_EQ(copied, qvlhost::PixelWord(dest, 3, 2) == qvlhost::PixelWord(source, 3, 2));
-    if (copied) {
-      EXPECT_TRUE(InOrder(lines, {"QVL Debug: sourcep.pictureType 10", "QVL Debug: sourcep.width 4",
-                                  "QVL Debug: destp.depth 32", "QVL Debug: copied"}));
-    }
   }
 }
 
