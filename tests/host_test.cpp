@@ -78,8 +78,7 @@ TEST_F(HostTest, StringConversionsSubstituteWhatDoesNotConvert) {
     EXPECT_EQ(c.converted, qvlhost::StringBytes(converted));
     EXPECT_EQ(c.to, qvlhost::StringEncoding(converted));
   }
-  qvlhost::OwnedString unknownTarget(qvlhost::NewString("a", kREALTextEncodingUTF8));
-  EXPECT_EQ(nullptr, convert(unknownTarget, 0x7777));
+  EXPECT_EQ(nullptr, convert(qvlhost::OwnedString(qvlhost::NewString("a")), 0x7777));
 }
 
 std::string TempPath(const std::string& name) { return ::testing::TempDir() + "/qvl_host_" + name; }
