@@ -7,11 +7,11 @@
 #include <cstring>
 #include <limits>
 #include <map>
+#include <set>
 #include <string>
 #include <utility>
 #include <vector>
 
-#include "host_internal.h"
 #include "plugin_loader.h"
 #include "support/every_pixel.h"
 #include "support/plugin_test.h"
@@ -22,7 +22,6 @@
 
 namespace {
 
-using qvlhost::OwnedGraphics;
 using qvlhost::OwnedMemoryBlock;
 using qvlhost::OwnedPicture;
 using qvlhost::Rgba;
@@ -104,16 +103,27 @@ TEST_P(RenderLayouts, EachFormatGivesTheSameBody) {
   }
 }
 
-// Not-a-number rows and ends far outside the picture: the outline draws
-// nothing beyond the rows, and both outlines end.
-TEST_P(RenderLayouts, NotANumberRowsDrawNothingOutside) {
-  OwnedMemoryBlock block(BlockOf(ColumnsOf({5, -5, 9, 0, 3})));
+// With an outline of 1 pixel both edges pass through each column's ends in
+// the outline colour, whose green and blue are equal so that blending over
+// an end keeps it; over silence the outline is the middle row alone. Rows
+// that are not a number (Smooth -1) put the ends far off the picture: then
+// neither outline draws beyond the rows.
+TEST_P(RenderLayouts, OutlinePassesThroughEachEndAndStaysInTheRows) {
+  OwnedMemoryBlock block(BlockOf(ColumnsOf({0, 10, 20, 10, 0, 0, 0})));
+  OwnedPicture picture(Render(block, {0, 1, 7, 200, 1, 7, false, 0x204040}));
+  const int64_t highRows[] = {100, 131, 162, 131, 100, 100, 100};
+  for (int64_t x = 0; x < 7; ++x) {
+    EXPECT_EQ(qvlhost::PixelColour(picture, x, 100), Colour(0x204040)) << x;
+    EXPECT_EQ(qvlhost::PixelColour(picture, x, highRows[x]), Colour(0x204040)) << x;
+    EXPECT_EQ(qvlhost::PixelColour(picture, x, 0), Colour(kBack)) << x;
+  }
+  EXPECT_EQ(qvlhost::PixelColour(picture, 6, 99), Colour(kBack));
+  EXPECT_EQ(qvlhost::PixelColour(picture, 6, 101), Colour(kBack));
   for (int64_t outline : {1, 3}) {
-    OwnedPicture picture(Render(block, {0, -1, 5, 40, outline}));
-    ASSERT_NE(picture.get(), nullptr);
-    EXPECT_EQ(qvlhost::PixelColour(picture, 2, 39), Colour(kBack));
-    if (GetParam().kind != qvlhost::Storage::CoreGraphics) continue;
-    for (int64_t y = 0; y < 40; ++y) EXPECT_EQ(qvlhost::RowPadding(picture, y), qvlhost::FreshRowPadding(kRowPadding));
+    OwnedPicture farOff(Render(block, {0, -1, 7, 200, outline}));
+    EXPECT_EQ(qvlhost::PixelColour(farOff, 2, 199), Colour(kBack));
+    for (int64_t y = 0; GetParam().kind == qvlhost::Storage::CoreGraphics && y < 200; ++y)
+      EXPECT_EQ(qvlhost::RowPadding(farOff, y), qvlhost::FreshRowPadding(kRowPadding)) << "row " << y;
   }
 }
 
@@ -188,23 +198,6 @@ TEST_F(RenderTest, SizesSmoothingEmptyColumnsAndAutoScale) {
   }
 }
 
-// With an outline of 1 pixel both edges pass through each column's ends in
-// the outline colour, whose green and blue are equal so that blending over
-// an end keeps it; over silence the outline is the middle row alone.
-TEST_F(RenderTest, OutlineOfOnePixelPassesThroughEachEnd) {
-  OwnedMemoryBlock block(BlockOf(ColumnsOf({0, 10, 20, 10, 0, 0, 0})));
-  OwnedPicture picture(Render(block, {0, 1, 7, 200, 1, 7, false, 0x204040}));
-  const int64_t highRows[] = {100, 131, 162, 131, 100, 100, 100};
-  for (int64_t x = 0; x < 7; ++x) {
-    EXPECT_EQ(qvlhost::PixelColour(picture, x, 100), Colour(0x204040)) << x;
-    EXPECT_EQ(qvlhost::PixelColour(picture, x, highRows[x]), Colour(0x204040)) << x;
-    EXPECT_EQ(qvlhost::PixelColour(picture, x, 0), Colour(kBack)) << x;
-  }
-  EXPECT_EQ(qvlhost::PixelColour(picture, 6, 99), Colour(kBack));
-  EXPECT_EQ(qvlhost::PixelColour(picture, 6, 101), Colour(kBack));
-  EXPECT_EQ(gOutLineColorG, 0x40);
-}
-
 // Each refusal as "class: message"; an unknown format is nil without a
 // word, also at 0 bytes a sample. The outline colour is set once the block
 // is there. A wide outline without a graphics object raises and still gives
@@ -277,36 +270,58 @@ TEST(RenderBodyRows, EveryLevelGivesThePerPixelRule) {
 }
 
 // Silence at a pen of 3, shifted up and left by 1: the host's own walk hangs
-// the pen below and right of the line, so it covers every column; gd
-// centres it, so the last column stays bare. Two lines a column, by the
-// declaration the host version picks; without DrawLine nothing is drawn.
+// the pen below and right of the line, so it covers every column; gd centres
+// it, so the last column stays bare. The pen's height is set first, then its
+// width, as the host version and the properties the host takes allow; two
+// lines a column, by the declaration the host version picks; without
+// DrawLine nothing is drawn.
 TEST_F(RenderTest, OutlineDrawnByTheHost) {
   const qvlhost::Storage cg = qvlhost::Storage::CG(2), gd = qvlhost::Storage::GD();
+  const std::string integerPen = R"(Integer "PenHeight", 3; Integer "PenWidth", 3)",
+                    doublePen = R"(Double "PenSize", 3; Double "PenSize", 3)",
+                    sidesPen =
+                        R"(Double "PenSize", 3; Double "PenHeight", 3; Double "PenSize", 3; Double "PenWidth", 3)",
+                    noPen = R"(Double "PenSize", 3; Double "PenHeight", 3; Integer "PenHeight", 3; )"
+                            R"(Double "PenSize", 3; Double "PenWidth", 3; Integer "PenWidth", 3)";
+  const std::set<std::string> noLines = {kDrawLineDouble, kDrawLineInteger},
+                              allPens = {"PenSize", "PenWidth", "PenHeight"};
   const struct {
     double version;
-    std::vector<std::string> hiddenMethods;
     qvlhost::Storage storage;
+    std::set<std::string> hiddenMethods, failingProperties, hiddenEntries;
+    std::string penCalls;
     int64_t doubleLines, integerLines;
     std::vector<int64_t> outlineRows;  // rows that the outline covers
     int64_t outlineColumns;            // in the columns from 0 up to this
   } cases[] = {
-      {2018.01, {}, cg, 0, 14, {9, 10, 11}, 7},
-      {2018.02, {}, cg, 14, 0, {9, 10, 11}, 7},
-      {2024.03, {}, gd, 14, 0, {8, 9, 10}, 6},
-      {2024.03, {kDrawLineDouble}, cg, 0, 14, {9, 10, 11}, 7},
-      {2024.03, {kDrawLineDouble, kDrawLineInteger}, cg, 0, 0, {}, 0},
+      {2018.01, cg, {}, {}, {}, integerPen, 0, 14, {9, 10, 11}, 7},
+      {2018.02, cg, {}, {}, {}, doublePen, 14, 0, {9, 10, 11}, 7},
+      {2024.03, gd, {}, {}, {}, doublePen, 14, 0, {8, 9, 10}, 6},
+      {2024.03, cg, {kDrawLineDouble}, {}, {}, doublePen, 0, 14, {9, 10, 11}, 7},
+      {2024.03, cg, noLines, {}, {}, doublePen, 0, 0, {}, 0},
+      {2020.0, cg, {}, {"PenSize"}, {}, sidesPen, 14, 0, {9, 10, 11}, 7},
+      {2020.0, cg, {}, {}, {"REALSetPropValueDouble"}, integerPen, 14, 0, {9, 10, 11}, 7},
+      {2020.0, cg, {}, allPens, {}, noPen, 14, 0, {9}, 6},  // a pen of 1
   };
   for (const auto& c : cases) {
-    SCOPED_TRACE(testing::Message() << c.version << " " << c.storage.Name() << " " << c.hiddenMethods.size());
+    SCOPED_TRACE(testing::Message() << c.version << " " << c.storage.Name() << " " << c.penCalls);
     qvlhost::Config host = HostWith(c.version, c.storage);
-    host.hiddenMethods.insert(c.hiddenMethods.begin(), c.hiddenMethods.end());
+    host.hiddenMethods = c.hiddenMethods;
+    host.failingProperties = c.failingProperties;
+    host.hiddenEntries = c.hiddenEntries;
     Rehost(host);
     OwnedMemoryBlock block(BlockOf(std::vector<uint8_t>(7, 128)));
     OwnedPicture picture(Render(block, {0, 1, 0, 20, 3, 8}));
     ASSERT_NE(picture.get(), nullptr);
     EXPECT_EQ(JournalCount(kDrawLineDouble), c.doubleLines);
     EXPECT_EQ(JournalCount(kDrawLineInteger), c.integerLines);
-    EXPECT_EQ(JournalCount("REALSetPropValueColor"), 1);
+    std::string calls;  // the properties set on the graphics object
+    for (const qvlhost::JournalEntry& entry : qvlhost::Journal()) {
+      const std::string setter = "REALSetPropValue";
+      if (entry.entry.rfind(setter, 0) == 0 && entry.detail.find("Resolution") == std::string::npos)
+        calls += (calls.empty() ? "" : "; ") + entry.entry.substr(setter.size()) + " " + entry.detail;
+    }
+    EXPECT_EQ(calls, R"(Color "ForeColor", 2113358; )" + c.penCalls);
     for (int64_t y = 0; y < 20; ++y) {
       const bool outline = std::count(c.outlineRows.begin(), c.outlineRows.end(), y) > 0;
       for (int64_t x = 0; x < 7; ++x) {
@@ -314,53 +329,6 @@ TEST_F(RenderTest, OutlineDrawnByTheHost) {
         EXPECT_EQ(qvlhost::PixelColour(picture, x, y), want) << "at (" << x << ", " << y << ")";
       }
     }
-  }
-}
-
-// The pen's height first, then its width, as an outline sets them: the
-// setters called, in order, and the pen afterwards.
-TEST_F(RenderTest, PenSetByHostVersion) {
-  const struct {
-    double version;
-    std::vector<std::string> failing, hidden;
-    double pen;
-    std::string calls;
-  } cases[] = {
-      {2018.01, {}, {}, 2, R"(Integer "PenHeight", 2; Integer "PenWidth", 2)"},
-      {2018.02, {}, {}, 2.75, R"(Double "PenSize", 2.75; Double "PenSize", 2.75)"},
-      {2020.0,
-       {"PenSize"},
-       {},
-       2.75,
-       R"(Double "PenSize", 2.75; Double "PenHeight", 2.75; Double "PenSize", 2.75; Double "PenWidth", 2.75)"},
-      {2020.0, {}, {"REALSetPropValueDouble"}, 2, R"(Integer "PenHeight", 2; Integer "PenWidth", 2)"},
-      {2020.0,
-       {"PenSize", "PenWidth", "PenHeight"},
-       {},
-       1,
-       R"(Double "PenSize", 2.75; Double "PenHeight", 2.75; Integer "PenHeight", 2; )"
-       R"(Double "PenSize", 2.75; Double "PenWidth", 2.75; Integer "PenWidth", 2)"},
-  };
-  for (const auto& c : cases) {
-    SCOPED_TRACE(c.calls);
-    qvlhost::Config host;
-    host.version = c.version;
-    host.failingProperties.insert(c.failing.begin(), c.failing.end());
-    host.hiddenEntries.insert(c.hidden.begin(), c.hidden.end());
-    Rehost(host);
-    OwnedPicture picture(qvlhost::NewPicture(4, 4));
-    OwnedGraphics graphics(qvlhost::PictureGraphics(picture));
-    qvlhost::ClearJournal();
-    SetGraphicsPenHeight(graphics, 2.75);
-    SetGraphicsPenWidth(graphics, 2.75);
-    std::string calls;
-    for (const qvlhost::JournalEntry& entry : qvlhost::Journal())
-      calls += (calls.empty() ? "" : "; ") + entry.entry.substr(std::strlen("REALSetPropValue")) + " " + entry.detail;
-    EXPECT_EQ(calls, c.calls);
-    auto* pen = qvlhost::Live<qvlhost::Graphics>(graphics.get(), "test");
-    ASSERT_NE(pen, nullptr);
-    EXPECT_EQ(pen->penWidth, c.pen);
-    EXPECT_EQ(pen->penHeight, c.pen);
   }
 }
 
