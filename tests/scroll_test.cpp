@@ -10,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "support/painted_picture.h"
 #include "support/plugin_test.h"
 
 namespace {
@@ -40,13 +41,9 @@ Memory Snapshot(REALpictureStruct* picture) {
   return memory;
 }
 
-// Pixel (x, y) holds a word that names it and the picture.
-REALpictureStruct* NumberedPicture(int64_t width, int64_t height, uint32_t tag = 0xA5) {
-  REALpictureStruct* picture = qvlhost::NewPicture(width, height);
-  for (int64_t y = 0; y < height; ++y) {
-    for (int64_t x = 0; x < width; ++x) qvlhost::SetPixelWord(picture, x, y, tag << 24 | (y + 1) << 8 | (x + 1));
-  }
-  return picture;
+// Pixel (x, y) holds a colour that names it and the picture.
+REALpictureStruct* NumberedPicture(int64_t width, int64_t height, uint8_t tag = 0xA5) {
+  return PaintedPicture(width, height, [tag](int64_t x, int64_t y) { return Opaque(x + 1, y + 1, tag); });
 }
 
 // The rules applied to a plain copy of the memory, as they are stated: rows
@@ -96,15 +93,9 @@ Memory Horizontally(Memory m, int64_t delta, bool wrap) {
 
 class Scroll : public LayoutTest {};
 
-// Every distance from beyond -size to beyond +size, and the extremes.
-std::vector<int64_t> Distances(int64_t size) {
-  std::vector<int64_t> distances = {INT64_MIN, INT64_MAX, 3 * size + 1};
-  for (int64_t d = -size - 1; d <= size + 1; ++d) distances.push_back(d);
-  return distances;
-}
-
-// The horizontal rules also on a row wide enough for the one-pass move of
-// the positive scroll beyond distance 1.
+// Every distance from beyond -size to beyond +size, and the extremes; the
+// horizontal rules also on a row wide enough for the one-pass move of the
+// positive scroll beyond distance 1.
 TEST_P(Scroll, EveryDistanceFollowsTheRules) {
   const struct {
     bool vertical;
@@ -112,7 +103,9 @@ TEST_P(Scroll, EveryDistanceFollowsTheRules) {
   } shapes[] = {{true, 3, 5, 5}, {false, 5, 3, 5}, {false, 23, 4, 23}};
   for (bool wrap : {false, true}) {
     for (const auto& shape : shapes) {
-      for (int64_t delta : Distances(shape.size)) {
+      std::vector<int64_t> distances = {INT64_MIN, INT64_MAX, 3 * shape.size + 1};
+      for (int64_t d = -shape.size - 1; d <= shape.size + 1; ++d) distances.push_back(d);
+      for (int64_t delta : distances) {
         SCOPED_TRACE(testing::Message() << (shape.vertical ? "vertical " : "horizontal ") << shape.width << " wide by "
                                         << delta << (wrap ? " wrapping" : ""));
         OwnedPicture picture(NumberedPicture(shape.width, shape.height));
