@@ -1,6 +1,5 @@
-// Waveforms from memory blocks: formats, sizes, smoothing, AutoScale, both
-// outlines and the host pen by version, the refusals, reads beyond the block,
-// the body's vector rows; the antialiased line's walk, weights and clipping.
+// Waveforms from memory blocks, with both outlines and the refusals; the
+// antialiased line's walk, weights and clipping.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -103,10 +102,8 @@ TEST_P(RenderLayouts, EachFormatGivesTheSameBody) {
   }
 }
 
-// With an outline of 1 pixel both edges pass through each column's ends in
-// the outline colour, whose green and blue are equal so that blending over
-// an end keeps it; over silence the outline is the middle row alone. Rows
-// that are not a number (Smooth -1) put the ends far off the picture: then
+// An outline of 1 pixel passes through each column's ends (its green and blue
+// are equal, so blending keeps it); with ends far off the picture (Smooth -1)
 // neither outline draws beyond the rows.
 TEST_P(RenderLayouts, OutlinePassesThroughEachEndAndStaysInTheRows) {
   OwnedMemoryBlock block(BlockOf(ColumnsOf({0, 10, 20, 10, 0, 0, 0})));
@@ -127,8 +124,7 @@ TEST_P(RenderLayouts, OutlinePassesThroughEachEndAndStaysInTheRows) {
   }
 }
 
-// A count beyond the block reads 0 for what lies beyond, also in the middle
-// of an element: the picture is that of the block completed with zeroes.
+// Beyond the block, also in the middle of an element, samples read as zero.
 TEST_P(RenderLayouts, ReadsBeyondTheBlockGiveZero) {
   std::vector<uint8_t> bytes(32);
   for (size_t i = 0; i < bytes.size(); ++i) bytes[i] = uint8_t(0x35 + 37 * i);
@@ -160,11 +156,9 @@ class RenderTest : public PluginTest {
   qvlhost::Config host_;
 };
 
-// Columns of 0, 10, 10, 10 (31.5 rows each): Smooth 1 and -2 or less keep
-// them, 0 rings, 3 rises, -1 makes all not-a-number (row 0 to the middle).
-// Columns without samples are not-a-number, which any smoothing carries on.
-// AutoScale takes the loudest column to the edge, and silence to not-a-number.
-// Width 0 is a column a sample, Height 0 the middle row of 500.
+// Columns of 31.5 rows a 10: Smooth 0 rings, 3 rises, -1 gives not-a-number
+// (row 0 to the middle), as do columns without samples and silence scaled by
+// AutoScale. Width 0 is a column a sample, Height 0 the middle row of 500.
 TEST_F(RenderTest, SizesSmoothingEmptyColumnsAndAutoScale) {
   const std::vector<int8_t> rising = ColumnsOf({0, 10, 10, 10}), four(4, 10), loud = ColumnsOf({3, 10, -10});
   const std::vector<int8_t> silence(3, 0), unsignedSilence(6, -128);
@@ -198,10 +192,8 @@ TEST_F(RenderTest, SizesSmoothingEmptyColumnsAndAutoScale) {
   }
 }
 
-// Each refusal as "class: message"; an unknown format is nil without a
-// word, also at 0 bytes a sample. The outline colour is set once the block
-// is there. A wide outline without a graphics object raises and still gives
-// the picture, without its outline.
+// Each refusal as "class: message", the outline colour set once the block is
+// there; without a graphics object a wide outline raises, the picture stays.
 TEST_F(RenderTest, Refusals) {
   expectException_ = true;
   const std::vector<uint8_t> four(4, 128), none, three{1, 2, 3}, nine(9), overNoMemory;
@@ -247,8 +239,7 @@ TEST_F(RenderTest, Refusals) {
   expectException_ = false;
 }
 
-// Each level's body row gives the per-pixel rule's words, spans empty, of one
-// row and longer, through whole vectors and their tails, and leaves the
+// Each level's body row gives the per-pixel rule's words and leaves the
 // columns it does not do.
 TEST(RenderBodyRows, EveryLevelGivesThePerPixelRule) {
   std::vector<int32_t> tops(70), bottoms(70);
@@ -269,12 +260,9 @@ TEST(RenderBodyRows, EveryLevelGivesThePerPixelRule) {
   }
 }
 
-// Silence at a pen of 3, shifted up and left by 1: the host's own walk hangs
-// the pen below and right of the line, so it covers every column; gd centres
-// it, so the last column stays bare. The pen's height is set first, then its
-// width, as the host version and the properties the host takes allow; two
-// lines a column, by the declaration the host version picks; without
-// DrawLine nothing is drawn.
+// Silence at a pen of 3, shifted up and left by 1: the host's walk hangs the
+// pen below and right of the line, gd centres it. The pen and DrawLine as the
+// host version and what the host takes allow.
 TEST_F(RenderTest, OutlineDrawnByTheHost) {
   const qvlhost::Storage cg = qvlhost::Storage::CG(2), gd = qvlhost::Storage::GD();
   const std::string integerPen = R"(Integer "PenHeight", 3; Integer "PenWidth", 3)",
@@ -332,8 +320,7 @@ TEST_F(RenderTest, OutlineDrawnByTheHost) {
   }
 }
 
-// The row registered in the built library, called by its declaration with
-// and without the defaults, gives what a direct call gives.
+// The built library's row, called with and without the defaults.
 TEST_F(RenderTest, RegisteredRowGivesTheDirectCallsPicture) {
   using qvlhost::TypeKind;
   using qvlhost::Value;
@@ -364,20 +351,19 @@ using Point = std::pair<int64_t, int64_t>;
 // Weight left at each pixel a line touched.
 using Weights = std::map<Point, int>;
 
-constexpr Rgba kWhite{255, 255, 255, 255};
-
 // A writer on a white picture with a black outline colour: a pixel drawn once
-// at weight w then reads w in every channel, one never drawn reads 255.
+// at weight w reads w in every channel. Nothing is written beyond the rows.
 class LineTest : public LayoutTest {
  protected:
   void SetUp() override {
     LayoutTest::SetUp();
     ASSERT_TRUE(writer_.NewPictureWriter(kSide, kSide));
-    Fill(kWhite);
     gOutLineColorR = gOutLineColorG = gOutLineColorB = 0;
   }
 
   void TearDown() override {
+    for (int64_t y = 0; GetParam().kind == qvlhost::Storage::CoreGraphics && y < kSide; ++y)
+      EXPECT_EQ(qvlhost::RowPadding(writer_.picture, y), qvlhost::FreshRowPadding(kRowPadding)) << "row " << y;
     writer_.clear();
     LayoutTest::TearDown();
   }
@@ -386,18 +372,12 @@ class LineTest : public LayoutTest {
     for (int64_t i = 0; i < kSide * kSide; ++i) qvlhost::SetPixelRgba(writer_.picture, i % kSide, i / kSide, colour);
   }
 
-  // Every pixel against the expected weights, 255 elsewhere; nothing
-  // written into the bytes beyond each row.
+  // Every pixel against the expected weights, 255 elsewhere.
   void ExpectWeights(const Weights& expected) {
-    for (int64_t y = 0; y < kSide; ++y) {
-      for (int64_t x = 0; x < kSide; ++x) {
-        const auto found = expected.find({x, y});
-        const auto want = uint8_t(found == expected.end() ? 255 : found->second);
-        EXPECT_EQ(qvlhost::PixelRgba(writer_.picture, x, y), (Rgba{want, want, want, 255})) << x << ", " << y;
-      }
-      if (GetParam().kind == qvlhost::Storage::CoreGraphics) {
-        EXPECT_EQ(qvlhost::RowPadding(writer_.picture, y), qvlhost::FreshRowPadding(kRowPadding)) << "row " << y;
-      }
+    for (int64_t i = 0; i < kSide * kSide; ++i) {
+      const auto found = expected.find({i % kSide, i / kSide});
+      const auto want = uint8_t(found == expected.end() ? 255 : found->second);
+      EXPECT_EQ(qvlhost::PixelRgba(writer_.picture, i % kSide, i / kSide), (Rgba{want, want, want, 255})) << i;
     }
   }
 
@@ -443,14 +423,13 @@ TEST_P(LineTest, EachCaseWalksItsPixels) {
   // clang-format on
   for (const LineCase& c : cases) {
     SCOPED_TRACE(c.name);
-    Fill(kWhite);
+    Fill({255, 255, 255, 255});
     DrawWuLine(writer_, c.x0, c.y0, c.x1, c.y1);
     ExpectWeights(c.weights);
   }
 }
 
-// Ends far off the picture, in 16 bits and beyond, wrap into at most 65535
-// steps, and nothing beyond the rows is touched.
+// Ends far off the picture, in 16 bits and beyond, end the walk.
 TEST_P(LineTest, LinesFarOffTheRowsEndAndTouchNothingOutside) {
   const int64_t extremes[] = {INT64_MIN, INT64_MIN + 1, -70000, -1, kSide, 70000, INT64_MAX};
   for (int64_t a : extremes) {
@@ -463,12 +442,9 @@ TEST_P(LineTest, LinesFarOffTheRowsEndAndTouchNothingOutside) {
   DrawPixel(writer_, -1, 0, 0);
   DrawPixel(writer_, 0, kSide, 0);
   DrawPixel(writer_, kSide, 0, 0);
-  for (int64_t y = 0; GetParam().kind == qvlhost::Storage::CoreGraphics && y < kSide; ++y)
-    EXPECT_EQ(qvlhost::RowPadding(writer_.picture, y), qvlhost::FreshRowPadding(kRowPadding)) << "row " << y;
 }
 
-// The new green comes from the old blue and the new blue from the old
-// green, so weight 255 exchanges them instead of keeping the pixel.
+// The new green comes from the old blue and the new blue from the old green.
 TEST_P(LineTest, DrawPixelCrossesGreenAndBlue) {
   Fill({10, 200, 50, 255});
   gOutLineColorR = 100;
