@@ -1,6 +1,5 @@
-// In-place scrolling in all seven layouts with padded Core Graphics rows:
-// every distance in both directions, with and without wrap, against the
-// rules applied to a copy of the memory; the mask scrolled along; failures.
+// In-place scrolling in all seven layouts with padded Core Graphics rows,
+// against the rules applied to a copy of the memory.
 #include "scroll/scroll.h"
 
 #include <gtest/gtest.h>
@@ -17,8 +16,7 @@ namespace {
 
 using qvlhost::OwnedPicture;
 
-// A picture's memory as the scroll rules see it: Height rows of
-// BytesPerRow bytes, padding included, in one block.
+// A picture's memory as the scroll rules see it: its rows, padding included.
 struct Memory {
   int64_t width = 0, rowBytes = 0;
   std::vector<uint8_t> bytes;
@@ -29,11 +27,8 @@ Memory Snapshot(REALpictureStruct* picture) {
   Memory memory;
   memory.width = qvlhost::PictureWidth(picture);
   for (int64_t y = 0; y < qvlhost::PictureHeight(picture); ++y) {
-    for (int64_t x = 0; x < memory.width; ++x) {
-      const uint32_t word = qvlhost::PixelWord(picture, x, y);
-      const auto* bytes = reinterpret_cast<const uint8_t*>(&word);
-      memory.bytes.insert(memory.bytes.end(), bytes, bytes + 4);
-    }
+    for (int64_t i = 0; i < memory.width * 4; ++i)  // each word's bytes, low first
+      memory.bytes.push_back(uint8_t(qvlhost::PixelWord(picture, i / 4, y) >> (i % 4 * 8)));
     const std::vector<uint8_t> padding = qvlhost::RowPadding(picture, y);
     memory.bytes.insert(memory.bytes.end(), padding.begin(), padding.end());
   }
@@ -46,10 +41,8 @@ REALpictureStruct* NumberedPicture(int64_t width, int64_t height, uint8_t tag = 
   return PaintedPicture(width, height, [tag](int64_t x, int64_t y) { return Opaque(x + 1, y + 1, tag); });
 }
 
-// The rules applied to a plain copy of the memory, as they are stated: rows
-// and pixels rotated when wrapping, shifted with 0xFF filling otherwise, and
-// the positive horizontal shift in units of two pixels that run on into the
-// next row; what would land beyond the last row is dropped.
+// The rules: rotated when wrapping, else shifted with 0xFF filling; the
+// positive horizontal shift moves units of two pixels on into the next row.
 int64_t Modulo(int64_t delta, int64_t size) { return (delta % size + size) % size; }
 
 Memory Vertically(Memory m, int64_t delta, bool wrap) {
@@ -93,9 +86,8 @@ Memory Horizontally(Memory m, int64_t delta, bool wrap) {
 
 class Scroll : public LayoutTest {};
 
-// Every distance from beyond -size to beyond +size, and the extremes; the
-// horizontal rules also on a row wide enough for the one-pass move of the
-// positive scroll beyond distance 1.
+// Every distance up to beyond the size, and the extremes; also on a row wide
+// enough for the one-pass move of the positive horizontal scroll.
 TEST_P(Scroll, EveryDistanceFollowsTheRules) {
   const struct {
     bool vertical;
@@ -119,9 +111,8 @@ TEST_P(Scroll, EveryDistanceFollowsTheRules) {
   }
 }
 
-// The mask moves along when asked. Once it can't be locked for writing, it
-// fails the vertical scroll before the picture is touched; the horizontal
-// one doesn't look and goes on.
+// The mask moves along when asked; one that can't be locked for writing
+// fails the vertical scroll untouched, and the horizontal one goes on.
 TEST_P(Scroll, MaskMovesAlongOrStopsTheVerticalScroll) {
   OwnedPicture owned(NumberedPicture(4, 3)), ownedMask(NumberedPicture(4, 3, 0x5A));
   qvlhost::SetPictureMask(owned, ownedMask);
