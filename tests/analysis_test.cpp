@@ -1,12 +1,12 @@
-// The read-only operations in all seven layouts: colour counting, the
-// uniformity tests, colourness and the sub-picture search, against their
-// rules and at every vector level; and the guards of an unusable reader.
+// Colour counting, the uniformity tests, colourness and the sub-picture
+// search in all seven layouts and at every vector level.
 #include <gtest/gtest.h>
 
 #include <cmath>
 #include <cstdint>
 #include <cstring>
 #include <random>
+#include <tuple>
 #include <utility>
 #include <vector>
 
@@ -31,26 +31,19 @@ uint32_t Counter(REALmemoryBlockStruct* block, int entry) {
   return value;
 }
 
-// A 4 x 3 picture of (10, 20, 30) with two other pixels: (10, 20, 31) at the
-// start and (200, 100, 50) at the end of the last row.
-REALpictureStruct* MostlyOneColour() {
-  return PaintedPicture(4, 3, [](int64_t x, int64_t y) {
-    if (x == 0 && y == 0) return Rgba{10, 20, 31, 255};
-    return x == 3 && y == 2 ? Rgba{200, 100, 50, 255} : Rgba{10, 20, 30, 255};
-  });
-}
-
 // CountColorQVL matches red, green and blue alone. Of the histograms the
 // first block counts red, the second (named blue) green, the third (named
 // green) blue; nil blocks are made, passed ones are added to.
 TEST_P(Analysis, CountsAndHistogramsInCrossedOrder) {
-  OwnedPicture picture(MostlyOneColour());
+  OwnedPicture picture(PaintedPicture(4, 3, [](int64_t x, int64_t y) {
+    if (x + y == 0) return Rgba{10, 20, 31, 255};
+    if (x == 1 && y == 1) return Rgba{10, 20, 30, 0};  // alpha is not looked at
+    return x == 3 && y == 2 ? Rgba{200, 100, 50, 255} : Rgba{10, 20, 30, 255};
+  }));
   EXPECT_EQ(std::vector<int64_t>({CountColorQVL(picture, 0x0A141E), CountColorQVL(picture, 0xFF0A141E),
                                   CountColorQVL(picture, 0x0A141F), CountColorQVL(picture, 0xC86432),
                                   CountColorQVL(picture, 0x1E140A)}),
             std::vector<int64_t>({10, 10, 1, 1, 0}));
-  qvlhost::SetPixelRgba(picture, 1, 1, Rgba{10, 20, 30, 0});  // alpha is ignored
-  EXPECT_EQ(CountColorQVL(picture, 0x0A141E), 10);
   REALmemoryBlockStruct *first = nullptr, *second = nullptr, *third = nullptr;
   int64_t count = 0;
   CountColorsQVL(picture, &first, &second, &third, &count);
@@ -69,8 +62,7 @@ TEST_P(Analysis, CountsAndHistogramsInCrossedOrder) {
   EXPECT_EQ(Counter(first, 200), 0u);
   EXPECT_EQ(Counter(third, 30), 20u);
 
-  // Counters beyond a block shorter than 1024 bytes are dropped, and nothing
-  // outside it is written.
+  // Counters beyond a block shorter than 1024 bytes are dropped.
   OwnedPicture reds(PaintedPicture(3, 1, [](int64_t x, int64_t) { return Opaque(x ? 200 : 2, 3, 3); }));
   OwnedMemoryBlock shortBlock(qvlhost::NewMemoryBlock(14));
   REALmemoryBlockStruct* shortFirst = shortBlock;
@@ -131,31 +123,9 @@ TEST_P(Analysis, RectangleRules) {
   EXPECT_TRUE(isBlack(picture, 3, 3, 0, 0));
 }
 
-// A nil picture: the tests checked first, CountColorsQVL after making the blocks.
-TEST_P(Analysis, NilPicture) {
-  const int64_t checks = RegistrationCheckCalls();
-  EXPECT_FALSE(isBlack2(nullptr));
-  EXPECT_FALSE(isWhite(nullptr, 0, 0, 0, 0));
-  EXPECT_FALSE(isGray2(nullptr, 0));
-  EXPECT_EQ(ColornessQVL(nullptr, 10), 0.0);
-  EXPECT_EQ(CountColorQVL(nullptr, 0), 0);
-  EXPECT_EQ(RegistrationCheckCalls(), checks + 4);
-  REALmemoryBlockStruct *first = nullptr, *second = nullptr, *third = nullptr;
-  int64_t count = 0;
-  CountColorsQVL(nullptr, &first, &second, &third, &count);
-  OwnedMemoryBlock a(first), b(second), c(third);
-  EXPECT_EQ(count, -1);
-  EXPECT_TRUE(first && second && third);
-}
-
-// Colourness of a picture of one colour: 1 when it counts, 0 when not; and
-// the share of a picture of two colours.
+// Colourness of a picture of one colour, and the share in one of two colours.
 TEST_P(Analysis, ColournessBoundaries) {
-  const struct {
-    Rgba colour;
-    int64_t threshold;
-    double share;
-  } cases[] = {
+  const std::tuple<Rgba, int64_t, double> cases[] = {
       {{255, 0, 0, 255}, 10, 1.0},
       {{29, 0, 29, 255}, 10, 0.0},   // dark, whatever its hue
       {{29, 29, 30, 255}, 0, 1.0},   // not dark: blue reaches 30
@@ -170,9 +140,9 @@ TEST_P(Analysis, ColournessBoundaries) {
       {{30, 40, 30, 255}, (int64_t(1) << 32) + 10, 0.0},  // only the low 32 bits count
       {{50, 50, 50, 255}, INT32_MIN, 1.0},
   };
-  for (const auto& c : cases) {
-    OwnedPicture picture(SolidPicture(3, 2, c.colour));
-    EXPECT_EQ(ColornessQVL(picture, c.threshold), c.share) << testing::PrintToString(c.colour) << " " << c.threshold;
+  for (const auto& [colour, threshold, share] : cases) {
+    OwnedPicture picture(SolidPicture(3, 2, colour));
+    EXPECT_EQ(ColornessQVL(picture, threshold), share) << testing::PrintToString(colour) << " " << threshold;
   }
   OwnedPicture picture(PaintedPicture(5, 3, [](int64_t x, int64_t y) {
     return x == 4 || y == 1 ? Rgba{0, 200, 0, 255} : Rgba{90, 90, 90, 255};
@@ -188,10 +158,8 @@ std::vector<double> Answers(REALpictureStruct* noisy, const std::vector<OwnedPic
     const Rgba c = qvlhost::PixelRgba(noisy, x, x % height);
     answers.push_back(double(CountColorQVL(noisy, x ? c.r << 16 | c.g << 8 | c.b : 0)));
   }
-  for (int64_t threshold : {int64_t{INT32_MIN}, int64_t{-1}, int64_t{0}, int64_t{1}, int64_t{10}, int64_t{100},
-                            int64_t{254}, int64_t{255}, int64_t{256}}) {
+  for (int64_t threshold : std::vector<int64_t>{INT32_MIN, -1, 0, 1, 10, 100, 254, 255, 256})
     answers.push_back(ColornessQVL(noisy, threshold));
-  }
   for (REALpictureStruct* picture : nearlySolid) {
     answers.insert(answers.end(),
                    {double(isBlack2(picture)), double(isWhite2(picture)), double(isGray2(picture, 0)),
@@ -211,10 +179,8 @@ std::vector<double> Answers(REALpictureStruct* noisy, const std::vector<OwnedPic
   return answers;
 }
 
-// Rows wide enough for several of the widest vectors and a tail: a noisy
-// picture whose channels lie on both sides of the rules' boundaries (the
-// dark limit, the thresholds), and solid pictures with one pixel off by one
-// or more in a channel anywhere in a row, or nowhere.
+// Rows of several of the widest vectors and a tail: noise whose channels lie
+// about the rules' boundaries, and solid rows with an odd pixel anywhere.
 TEST_P(Analysis, EveryLevelAnswersAsTheRule) {
   const uint8_t near[] = {0, 1, 28, 29, 30, 31, 40, 41, 99, 100, 101, 109, 110, 111, 128, 131, 200, 254, 255};
   std::mt19937 random(GetParam().alphaInfo + 1);
@@ -248,18 +214,21 @@ constexpr int64_t kWidth = 10, kHeight = 8;  // the haystack; a 2 x 2 needle has
 // The needle's four pixels, none of them near a background pixel.
 const Rgba kNeedle[2][2] = {{{200, 10, 10, 255}, {10, 200, 10, 255}}, {{10, 10, 200, 255}, {200, 200, 10, 255}}};
 
-// A haystack with the needle planted at each position.
-REALpictureStruct* Haystack(const std::vector<Position>& plants) {
+// The needle's first rows planted with their top left corner at (x, y).
+struct Plant {
+  int64_t x, y, rows = 2;
+};
+
+REALpictureStruct* Haystack(const std::vector<Plant>& plants) {
   return PaintedPicture(kWidth, kHeight, [&](int64_t x, int64_t y) {
-    for (const auto& [px, py] : plants) {
-      if (x >= px && x < px + 2 && y >= py && y < py + 2) return kNeedle[y - py][x - px];
+    for (const Plant& p : plants) {
+      if (x >= p.x && x < p.x + 2 && y >= p.y && y < p.y + p.rows) return kNeedle[y - p.y][x - p.x];
     }
     return Opaque(x * 5, y * 5, 100);
   });
 }
 
-// The needle in another layout of the same storage family: Core Graphics
-// pictures of the next alpha info (RGBA against ARGB), gd against gd.
+// The needle in the next Core Graphics layout (RGBA against ARGB), or in gd.
 REALpictureStruct* Needle(int64_t width = 2, int64_t height = 2) {
   qvlhost::Storage own = qvlhost::CurrentConfig().storage;
   if (own.kind == qvlhost::Storage::CoreGraphics)
@@ -279,15 +248,20 @@ Position Find(REALpictureStruct* haystack, REALpictureStruct* needle, int64_t st
   return kNotFound;
 }
 
-TEST_P(Analysis, SearchStartRulesAndRasterOrder) {
+// The start rules and raster order; then the strict tolerance, with the
+// pixel under the needle's last one (past the first-pixel test) off.
+TEST_P(Analysis, SearchStartRulesRasterOrderAndTolerance) {
   const struct {
-    std::vector<Position> plants;
+    std::vector<Plant> plants;
     int64_t startX, startY;
     Position found;
+    int64_t tolerance = 3;
+    Rgba last = kNeedle[1][1];
   } cases[] = {
-      {{{4, 1}, {1, 3}}, 0, 0, {4, 1}},  // the higher row wins over one further left
-      {{{6, 2}, {2, 2}}, 0, 0, {2, 2}},  // the left one of a row
-      {{{6, 2}, {2, 2}}, 3, 2, {6, 2}},  // the next one from x + 1
+      {{{4, 1}, {1, 3}}, 0, 0, {4, 1}},     // the higher row wins over one further left
+      {{{6, 2}, {2, 2}}, 0, 0, {2, 2}},     // the left one of a row
+      {{{6, 2}, {2, 2}}, 3, 2, {6, 2}},     // the next one from x + 1
+      {{{5, 4}, {1, 1, 1}}, 0, 0, {5, 4}},  // a first row alone is passed by
       {{{0, 0}}, -5, -5, {0, 0}},
       {{{0, 0}}, 1, 0, kNotFound},
       {{{0, 0}}, kWidth, 0, kNotFound},  // begins at (0, 1)
@@ -299,47 +273,29 @@ TEST_P(Analysis, SearchStartRulesAndRasterOrder) {
       {{{0, 0}}, kWidth, kHeight - 1, kNotFound},
       {{{0, 7}}, 0, 0, kNotFound},  // cut by the bottom edge
       {{{0, 0}}, INT64_MAX, INT64_MAX, kNotFound},
+      {{{5, 3}}, 0, 0, {5, 3}, 1},
+      {{{5, 3}}, 0, 0, kNotFound, 1, {201, 200, 10, 255}},
+      {{{5, 3}}, 0, 0, {5, 3}, 2, {200, 199, 10, 255}},
+      {{{5, 3}}, 0, 0, {5, 3}, 3, {200, 200, 12, 255}},
+      {{{5, 3}}, 0, 0, kNotFound, 3, {200, 200, 7, 255}},
+      {{{5, 3}}, 0, 0, {5, 3}, 56, {200, 255, 10, 255}},
+      {{{5, 3}}, 0, 0, kNotFound, 0},
+      {{{5, 3}}, 0, 0, kNotFound, -4},
+      {{{5, 3}}, 0, 0, kNotFound, int64_t(1) << 32},  // only the low 32 bits count: 0
   };
   OwnedPicture needle(Needle());
   for (const auto& c : cases) {
     OwnedPicture haystack(Haystack(c.plants));
-    EXPECT_EQ(Find(haystack, needle, c.startX, c.startY), c.found) << "start " << c.startX << "," << c.startY;
+    qvlhost::SetPixelRgba(haystack, c.plants[0].x + 1, c.plants[0].y + 1, c.last);
+    EXPECT_EQ(Find(haystack, needle, c.startX, c.startY, c.tolerance), c.found)
+        << "start " << c.startX << "," << c.startY << ", tolerance " << c.tolerance;
   }
 }
 
-// Matching pixels differ by less than the tolerance in each channel; the
-// needle's last pixel is off, past the first-pixel test.
-TEST_P(Analysis, SearchStrictTolerance) {
-  OwnedPicture needle(Needle());
-  const struct {
-    int channel, offset;
-    int64_t tolerance;
-    bool found;
-  } cases[] = {
-      {0, 0, 1, true},   {0, 1, 1, false},  {1, -1, 2, true},
-      {2, 2, 3, true},   {2, -3, 3, false}, {0, 0, 0, false},
-      {0, 0, -4, false}, {1, 55, 56, true}, {0, 0, int64_t(1) << 32, false},  // only the low 32 bits count: 0
-  };
-  for (const auto& c : cases) {
-    OwnedPicture haystack(Haystack({{5, 3}}));
-    Rgba pixel = kNeedle[1][1];
-    uint8_t& channel = c.channel == 0 ? pixel.r : c.channel == 1 ? pixel.g : pixel.b;
-    channel = Byte(channel + c.offset);
-    qvlhost::SetPixelRgba(haystack, 6, 4, pixel);
-    EXPECT_EQ(Find(haystack, needle, 0, 0, c.tolerance), (c.found ? Position(5, 3) : kNotFound))
-        << c.channel << " by " << c.offset << ", tolerance " << c.tolerance;
-  }
-}
-
-// A first row that matches where the rest does not is passed by; a picture
-// is found in itself at (0, 0), unless the tolerance is 0; a needle larger
-// than the haystack or a nil picture on either side is not found.
-TEST_P(Analysis, SearchPartialMatchesItselfAndRefusals) {
-  OwnedPicture haystack(Haystack({{5, 4}}));
-  qvlhost::SetPixelRgba(haystack, 1, 1, kNeedle[0][0]);
-  qvlhost::SetPixelRgba(haystack, 2, 1, kNeedle[0][1]);
-  OwnedPicture needle(Needle()), onePixel(Needle(1, 1)), wide(Needle(kWidth + 1, 2)), tall(Needle(2, kHeight + 1));
-  EXPECT_EQ(Find(haystack, needle), Position(5, 4));
+// A one-pixel needle, the haystack itself, needles too large, nil pictures.
+TEST_P(Analysis, SearchItselfAndRefusals) {
+  OwnedPicture haystack(Haystack({{5, 4}, {1, 1, 1}}));
+  OwnedPicture onePixel(Needle(1, 1)), wide(Needle(kWidth + 1, 2)), tall(Needle(2, kHeight + 1));
   EXPECT_EQ(Find(haystack, onePixel), Position(1, 1));
   EXPECT_EQ(Find(haystack, haystack), Position(0, 0));
   EXPECT_EQ(Find(haystack, haystack, 0, 0, 0), kNotFound);
@@ -357,57 +313,60 @@ QVL_INSTANTIATE_LAYOUTS(Analysis);
 
 using AnalysisGuards = PluginTest;
 
-// A reader of no known layout: the uniformity tests answer as their rows'
-// guard (a red picture fails all three in a known layout), an empty
-// rectangle passes before any pixel is read, and colourness counts nothing.
-// Each answer from a reader of its own: a failing test clears its reader.
+// A reader of no known layout: black and grey pass, white fails (a red
+// picture fails all three in a known layout), an empty rectangle passes
+// unread, and colourness counts nothing; without pixels it is 0 / 0.
 TEST_F(AnalysisGuards, UnknownLayoutAndNoPixels) {
   OwnedPicture red(SolidPicture(5, 4, Rgba{200, 0, 0, 255}));
-  const struct {
-    Uniformity uniformity;
-    int64_t tolerance;
-    bool passes;
-  } cases[] = {{Uniformity::Black, 0, true},
-               {Uniformity::White, 0, false},
-               {Uniformity::Grey, 0, true},
-               {Uniformity::Grey, -3, true}};
+  const std::pair<Uniformity, int64_t> tests[] = {
+      {Uniformity::Black, 0}, {Uniformity::White, 0}, {Uniformity::Grey, 0}, {Uniformity::Grey, -3}};
   for (uint32_t type : {0u, 7u, 9u, 255u}) {
-    const auto answer = [&](const auto& c, bool known, int64_t width) {
-      PictureReader reader(red);
-      if (!known) reader.pictureType = type;
-      return TestAcquired(reader, c.uniformity, c.tolerance, 1, 1, width, 2);
-    };
-    for (const auto& c : cases) {
-      SCOPED_TRACE(testing::Message() << "type " << type << " test " << static_cast<int>(c.uniformity));
-      EXPECT_FALSE(answer(c, true, 2));
-      EXPECT_EQ(answer(c, false, 2), c.passes);
-      EXPECT_TRUE(answer(c, false, 0));
+    for (const auto& [uniformity, tolerance] : tests) {
+      SCOPED_TRACE(testing::Message() << "type " << type << " test " << static_cast<int>(uniformity));
+      PictureReader known(red), unknown(red), unread(red);  // a failing test clears its reader
+      unknown.pictureType = unread.pictureType = type;
+      EXPECT_FALSE(TestAcquired(known, uniformity, tolerance, 1, 1, 2, 2));
+      EXPECT_EQ(TestAcquired(unknown, uniformity, tolerance, 1, 1, 2, 2), uniformity != Uniformity::White);
+      EXPECT_TRUE(TestAcquired(unread, uniformity, tolerance, 1, 1, 0, 2));
     }
     PictureReader reader(red);
     EXPECT_EQ(ColournessOfAcquired(reader, 10), 1.0);
     reader.pictureType = type;
     EXPECT_EQ(ColournessOfAcquired(reader, 10), 0.0) << type;
   }
-  PictureReader empty(red);  // without pixels, colourness is 0 / 0
+  PictureReader empty(red);
   empty.Width = empty.Height = 0;
   EXPECT_TRUE(std::isnan(ColournessOfAcquired(empty, 10)));
 }
 
-// A host that can't make a block of 1024 bytes raises inside its exception
-// handler; the plug-in drops the exception and reports -1 before touching
-// the picture, keeping a block it was given.
-TEST_F(AnalysisGuards, CountingWithoutBlocksIsMinusOne) {
+// A nil picture: the tests check the registration first, CountColorsQVL
+// makes its blocks first. A host that can't make a block of 1024 bytes
+// raises inside its exception handler; the plug-in drops the exception and
+// reports -1 before touching the picture, keeping a block it was given.
+TEST_F(AnalysisGuards, NilPictureOrNoBlocks) {
+  const int64_t checks = RegistrationCheckCalls();
+  EXPECT_FALSE(isBlack2(nullptr));
+  EXPECT_FALSE(isWhite(nullptr, 0, 0, 0, 0));
+  EXPECT_FALSE(isGray2(nullptr, 0));
+  EXPECT_EQ(ColornessQVL(nullptr, 10), 0.0);
+  EXPECT_EQ(CountColorQVL(nullptr, 0), 0);
+  EXPECT_EQ(RegistrationCheckCalls(), checks + 4);
+  REALmemoryBlockStruct *first = nullptr, *second = nullptr, *third = nullptr;
+  int64_t count = 0;
+  CountColorsQVL(nullptr, &first, &second, &third, &count);
+  OwnedMemoryBlock a(first), b(second), c(third);
+  EXPECT_EQ(count, -1);
+  EXPECT_TRUE(first && second && third);
+
   qvlhost::CurrentConfig().maxMemoryBlockBytes = 512;
   OwnedPicture picture(qvlhost::NewPicture(2, 2));
-  OwnedMemoryBlock given(qvlhost::NewMemoryBlock(256));
-  REALmemoryBlockStruct *first = nullptr, *second = given, *third = nullptr;
-  int64_t count = 0;
+  first = third = nullptr;
   qvlhost::ClearJournal();
   CountColorsQVL(picture, &first, &second, &third, &count);
   EXPECT_EQ(count, -1);
   EXPECT_TRUE(!first && !third);
-  EXPECT_EQ(second, given.get());
-  EXPECT_EQ(Counter(given, 0), 0u);
+  EXPECT_EQ(second, b.get());
+  EXPECT_EQ(Counter(second, 0), 0u);
   EXPECT_EQ(JournalCount("REALLockPictureDescription"), 0);
 }
 
