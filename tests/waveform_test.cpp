@@ -83,22 +83,48 @@ std::vector<Span> BodyOf(REALpictureStruct* picture) {
 
 class RenderLayouts : public LayoutTest {};
 
-// The same half-waves in each format: column 0 holds +0.252 and -0.378 of
-// full scale twice, column 1 silence. Rows 12 to 75 and the middle row 50.
-TEST_P(RenderLayouts, EachFormatGivesTheSameBody) {
-  const std::pair<int64_t, REALmemoryBlockStruct*> formats[] = {
-      {8, BlockOf(std::vector<uint8_t>{160, 80, 160, 80, 128, 128, 128, 128})},
-      {7, BlockOf(std::vector<int8_t>{32, -48, 32, -48, 0, 0, 0, 0})},
-      {16, BlockOf(std::vector<uint16_t>{41024, 20384, 41024, 20384, 32768, 32768, 32768, 32768})},
-      {15, BlockOf(std::vector<int16_t>{8256, -12384, 8256, -12384, 0, 0, 0, 0})},
-      {-32, BlockOf(std::vector<float>{0.252f, -0.378f, 0.252f, -0.378f, 0, 0, 0, 0})},
-      {-64, BlockOf(std::vector<double>{0.252, -0.378, 0.252, -0.378, 0, 0, 0, 0})},
+// The same half-waves in each format (+0.252 and -0.378 of full scale, then
+// silence) give rows 12 to 75 and the middle row 50. Columns of 31.5 rows a
+// 10: Smooth 0 rings, 3 rises, -1 gives not-a-number (row 0 to the middle),
+// as do columns without samples and silence scaled by AutoScale. Width 0 is
+// a column a sample, Height 0 the middle row of 500.
+TEST_P(RenderLayouts, BodiesByFormatSizeSmoothingAndAutoScale) {
+  const std::vector<int8_t> rising = ColumnsOf({0, 10, 10, 10}), four(4, 10), loud = ColumnsOf({3, 10, -10});
+  const std::vector<Span> halves = {{12, 75}, {50, 50}}, none = {{100, 100}, {100, 131}, {100, 131}, {100, 131}};
+  std::vector<Span> alternate;
+  for (int i = 0; i < 4; ++i) alternate.insert(alternate.end(), {{0, 100}, {100, 131}});
+  const struct {
+    REALmemoryBlockStruct* samples;
+    Call call;
+    std::vector<Span> spans;
+  } cases[] = {
+      {BlockOf(std::vector<uint8_t>{160, 80, 160, 80, 128, 128, 128, 128}), {8, 1, 2, 100, 0, 8}, halves},
+      {BlockOf(std::vector<int8_t>{32, -48, 32, -48, 0, 0, 0, 0}), {8, 1, 2, 100, 0, 7}, halves},
+      {BlockOf(std::vector<uint16_t>{41024, 20384, 41024, 20384, 32768, 32768, 32768, 32768}),
+       {8, 1, 2, 100, 0, 16},
+       halves},
+      {BlockOf(std::vector<int16_t>{8256, -12384, 8256, -12384, 0, 0, 0, 0}), {8, 1, 2, 100, 0, 15}, halves},
+      {BlockOf(std::vector<float>{0.252f, -0.378f, 0.252f, -0.378f, 0, 0, 0, 0}), {8, 1, 2, 100, 0, -32}, halves},
+      {BlockOf(std::vector<double>{0.252, -0.378, 0.252, -0.378, 0, 0, 0, 0}), {8, 1, 2, 100, 0, -64}, halves},
+      {BlockOf(rising), {0, 1, 4}, none},
+      {BlockOf(rising), {0, -2, 4}, none},
+      {BlockOf(rising), {0, std::numeric_limits<int64_t>::max(), 4}, none},
+      {BlockOf(rising), {0, 0, 4}, {{100, 100}, {100, 162}, {100, 100}, {100, 162}}},
+      {BlockOf(rising), {0, 3, 4}, {{100, 100}, {100, 115}, {100, 123}, {100, 127}}},
+      {BlockOf(rising), {0, -1, 4}, std::vector<Span>(4, {0, 100})},
+      {BlockOf(four), {4, -2, 8}, alternate},
+      {BlockOf(four), {4, 1, 8}, std::vector<Span>(8, {0, 100})},
+      {BlockOf(loud), {0, 1, 3, 200, 0, 7, true}, {{100, 130}, {100, 199}, {0, 100}}},
+      {BlockOf(std::vector<int8_t>(3, 0)), {0, 1, 3, 200, 0, 7, true}, std::vector<Span>(3, {0, 100})},
+      {BlockOf(std::vector<int8_t>(6, -128)), {0, 1, 0, 0, 0, 8}, std::vector<Span>(6, {250, 250})},
+      {BlockOf(std::vector<int8_t>(6, -128)), {0, 1, 0, 1, 0, 8}, std::vector<Span>(6, {0, 0})},
   };
-  for (auto [bits, samples] : formats) {
-    OwnedMemoryBlock block(samples);
-    OwnedPicture picture(Render(block, {8, 1, 2, 100, 0, bits}));
-    ASSERT_NE(picture.get(), nullptr);
-    EXPECT_EQ(BodyOf(picture), (std::vector<Span>{{12, 75}, {50, 50}})) << "bits " << bits;
+  for (const auto& c : cases) {
+    SCOPED_TRACE(testing::Message() << "bits " << c.call.bits << ", smooth " << c.call.smooth << ", width "
+                                    << c.call.width << ", height " << c.call.height);
+    OwnedMemoryBlock block(c.samples);
+    OwnedPicture picture(Render(block, c.call));
+    EXPECT_EQ(BodyOf(picture), c.spans);
   }
 }
 
@@ -155,42 +181,6 @@ class RenderTest : public PluginTest {
   }
   qvlhost::Config host_;
 };
-
-// Columns of 31.5 rows a 10: Smooth 0 rings, 3 rises, -1 gives not-a-number
-// (row 0 to the middle), as do columns without samples and silence scaled by
-// AutoScale. Width 0 is a column a sample, Height 0 the middle row of 500.
-TEST_F(RenderTest, SizesSmoothingEmptyColumnsAndAutoScale) {
-  const std::vector<int8_t> rising = ColumnsOf({0, 10, 10, 10}), four(4, 10), loud = ColumnsOf({3, 10, -10});
-  const std::vector<int8_t> silence(3, 0), unsignedSilence(6, -128);
-  const std::vector<Span> none = {{100, 100}, {100, 131}, {100, 131}, {100, 131}};
-  std::vector<Span> alternate;
-  for (int i = 0; i < 4; ++i) alternate.insert(alternate.end(), {{0, 100}, {100, 131}});
-  const struct {
-    const std::vector<int8_t>& samples;
-    Call call;
-    std::vector<Span> spans;
-  } cases[] = {
-      {rising, {0, 1, 4}, none},
-      {rising, {0, -2, 4}, none},
-      {rising, {0, std::numeric_limits<int64_t>::max(), 4}, none},
-      {rising, {0, 0, 4}, {{100, 100}, {100, 162}, {100, 100}, {100, 162}}},
-      {rising, {0, 3, 4}, {{100, 100}, {100, 115}, {100, 123}, {100, 127}}},
-      {rising, {0, -1, 4}, std::vector<Span>(4, {0, 100})},
-      {four, {4, -2, 8}, alternate},
-      {four, {4, 1, 8}, std::vector<Span>(8, {0, 100})},
-      {loud, {0, 1, 3, 200, 0, 7, true}, {{100, 130}, {100, 199}, {0, 100}}},
-      {silence, {0, 1, 3, 200, 0, 7, true}, std::vector<Span>(3, {0, 100})},
-      {unsignedSilence, {0, 1, 0, 0, 0, 8}, std::vector<Span>(6, {250, 250})},
-      {unsignedSilence, {0, 1, 0, 1, 0, 8}, std::vector<Span>(6, {0, 0})},
-  };
-  for (const auto& c : cases) {
-    SCOPED_TRACE(testing::Message() << "smooth " << c.call.smooth << ", width " << c.call.width << ", height "
-                                    << c.call.height);
-    OwnedMemoryBlock block(BlockOf(c.samples));
-    OwnedPicture picture(Render(block, c.call));
-    EXPECT_EQ(BodyOf(picture), c.spans);
-  }
-}
 
 // Each refusal as "class: message", the outline colour set once the block is
 // there; without a graphics object a wide outline raises, the picture stays.
