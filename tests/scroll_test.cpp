@@ -63,15 +63,13 @@ Memory Vertically(Memory m, int64_t delta, bool wrap) {
 
 Memory Horizontally(Memory m, int64_t delta, bool wrap) {
   const int64_t size = static_cast<int64_t>(m.bytes.size()), w = m.width;
-  if (!wrap && (delta >= w || delta <= -w)) {
-    std::fill(m.bytes.begin(), m.bytes.end(), 0xFF);
-    return m;
-  }
   m.bytes.resize(size + 8 * w);  // room for the last row's push, dropped below
   for (int64_t row = 0; row < size; row += m.rowBytes) {
     const auto start = m.bytes.begin() + row;
     if (wrap) {
       std::rotate(start, start + (w - Modulo(delta, w)) * 4, start + w * 4);
+    } else if (delta >= w || delta <= -w) {
+      std::fill(start, start + m.rowBytes, 0xFF);
     } else if (delta < 0) {
       std::copy(start - delta * 4, start + w * 4, start);
       std::fill(start + (w + delta) * 4, start + w * 4, 0xFF);

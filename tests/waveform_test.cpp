@@ -121,7 +121,7 @@ TEST_P(RenderLayouts, BodiesByFormatSizeSmoothingAndAutoScale) {
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(testing::Message() << "bits " << c.call.bits << ", smooth " << c.call.smooth << ", width "
-                                    << c.call.width << ", height " << c.call.height);
+                                    << c.call.width);
     OwnedMemoryBlock block(c.samples);
     OwnedPicture picture(Render(block, c.call));
     EXPECT_EQ(BodyOf(picture), c.spans);
@@ -366,15 +366,13 @@ class LineTest : public LayoutTest {
   PictureWriter writer_;
 };
 
-struct LineCase {
-  const char* name;
-  int64_t x0, y0, x1, y1;
-  Weights weights;
-};
-
 TEST_P(LineTest, EachCaseWalksItsPixels) {
-  // clang-format off
-  const LineCase cases[] = {
+  const struct {
+    const char* name;
+    int64_t x0, y0, x1, y1;
+    Weights weights;
+  } cases[] = {
+      // clang-format off
       {"a point is one pixel", 3, 3, 3, 3, {{{3, 3}, 0}}},
       {"horizontal, leftward", 5, 2, 2, 2, {{{5, 2}, 0}, {{4, 2}, 0}, {{3, 2}, 0}, {{2, 2}, 0}}},
       {"vertical, given downward", 1, 4, 1, 1, {{{1, 1}, 0}, {{1, 2}, 0}, {{1, 3}, 0}, {{1, 4}, 0}}},
@@ -402,7 +400,7 @@ TEST_P(LineTest, EachCaseWalksItsPixels) {
       {"wholly off, left", -40, 3, -1, 8, {}},
   };
   // clang-format on
-  for (const LineCase& c : cases) {
+  for (const auto& c : cases) {
     SCOPED_TRACE(c.name);
     Fill({255, 255, 255, 255});
     DrawWuLine(writer_, c.x0, c.y0, c.x1, c.y1);
