@@ -186,39 +186,37 @@ class RenderTest : public PluginTest {
 // there; without a graphics object a wide outline raises, the picture stays.
 TEST_F(RenderTest, Refusals) {
   expectException_ = true;
-  const std::vector<uint8_t> four(4, 128), none, three{1, 2, 3}, nine(9), overNoMemory;
+  const std::vector<uint8_t> four(4, 128);
   const std::string memory = "OutOfMemoryException: Failed to allocate memory.",
                     picture = "OutOfMemoryException: Failed to allocate picture.";
   const struct {
     const char* name;
-    const std::vector<uint8_t>* bytes;  // null: a nil block
+    REALmemoryBlockStruct* samples;
     int64_t count, width, height, bits;
     std::string raised;
     bool picture;
   } cases[] = {
       {"nil block", nullptr, 0, 0, 0, 8, "NilObjectException: memoryblock is nil", false},
-      {"over no memory", &overNoMemory, 4, 0, 0, 8,
+      {"over no memory", qvlhost::MemoryBlockOverPointer(nullptr), 4, 0, 0, 8,
        "UnsupportedOperationException: Failed to get data for memoryblock.", false},
-      {"no columns", &none, 0, 0, 0, 8, picture, false},
+      {"no columns", BlockOf(std::vector<uint8_t>()), 0, 0, 0, 8, picture, false},
       // Floats counted from the size: 3 and 9 bytes at -3 bytes a sample.
-      {"-1 column", &three, 0, 0, 0, -32, picture, false},
-      {"-3 columns", &nine, 0, 0, 0, -32, memory, false},
-      {"too wide", &four, 0, 32768, 10, 8, picture, false},
-      {"too high", &four, 0, 0, 32768, 8, picture, false},
-      {"widest and highest", &four, 0, 32767, 2, 8, "", true},
-      {"unknown format", &four, 4, 4, 10, 12, "", false},
-      {"no bytes a sample", &four, 0, 0, 10, -10, "", false},
-      {"no bytes a sample, width given", &four, 0, 5, 10, 0, "", false},
+      {"-1 column", BlockOf(std::vector<uint8_t>(3)), 0, 0, 0, -32, picture, false},
+      {"-3 columns", BlockOf(std::vector<uint8_t>(9)), 0, 0, 0, -32, memory, false},
+      {"too wide", BlockOf(four), 0, 32768, 10, 8, picture, false},
+      {"too high", BlockOf(four), 0, 0, 32768, 8, picture, false},
+      {"widest and highest", BlockOf(four), 0, 32767, 2, 8, "", true},
+      {"unknown format", BlockOf(four), 4, 4, 10, 12, "", false},
+      {"no bytes a sample", BlockOf(four), 0, 0, 10, -10, "", false},
+      {"no bytes a sample, width given", BlockOf(four), 0, 5, 10, 0, "", false},
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(c.name);
-    OwnedMemoryBlock block(!c.bytes                   ? nullptr
-                           : c.bytes == &overNoMemory ? qvlhost::MemoryBlockOverPointer(nullptr)
-                                                      : BlockOf(*c.bytes));
+    OwnedMemoryBlock block(c.samples);
     OwnedPicture result(Render(block, {c.count, 1, c.width, c.height, 0, c.bits, false, 0x123456}));
     EXPECT_EQ(result.get() != nullptr, c.picture);
     EXPECT_EQ(TakePendingException(), c.raised);
-    EXPECT_TRUE(!c.bytes || gOutLineColorR * 65536 + gOutLineColorG * 256 + gOutLineColorB == 0x123456);
+    EXPECT_TRUE(!c.samples || gOutLineColorR * 65536 + gOutLineColorG * 256 + gOutLineColorB == 0x123456);
   }
   OwnedMemoryBlock block(BlockOf(ColumnsOf({4, -9, 7})));
   OwnedPicture plain(Render(block, Call()));
