@@ -6,7 +6,6 @@
 #include <cstdint>
 #include <cstring>
 #include <random>
-#include <tuple>
 #include <utility>
 #include <vector>
 
@@ -72,29 +71,49 @@ TEST_P(Analysis, CountsAndHistogramsInCrossedOrder) {
   EXPECT_EQ(Counter(second, 3), 3u);
 }
 
-// One colour filling a picture, and what each test answers about it.
-TEST_P(Analysis, PixelRules) {
+// One colour filling a picture: what the uniformity tests answer (the grey
+// tolerance without its sign), and its colourness at a threshold.
+TEST_P(Analysis, AnswersOfOneColour) {
   const struct {
     Rgba colour;
-    bool black, white, grey0, grey1, greyMinus1, grey2;
+    bool black, white, grey0, grey1, grey2;
+    int64_t threshold;
+    double colourness;
   } cases[] = {
-      {{0, 0, 0, 255}, true, false, true, true, true, true},
-      {{0, 0, 0, 0}, true, false, true, true, true, true},  // alpha is not looked at
-      {{1, 0, 0, 255}, false, false, false, true, true, true},
-      {{0, 0, 1, 0}, false, false, false, true, true, true},
-      {{255, 255, 255, 255}, false, true, true, true, true, true},
-      {{255, 254, 255, 255}, false, false, false, true, true, true},
-      {{10, 10, 11, 255}, false, false, false, true, true, true},
-      {{10, 12, 11, 255}, false, false, false, false, false, true},
-      {{100, 100, 98, 255}, false, false, false, false, false, true},
+      {{0, 0, 0, 255}, true, false, true, true, true, -5, 0.0},
+      {{0, 0, 0, 0}, true, false, true, true, true, 10, 0.0},  // alpha is not looked at
+      {{1, 0, 0, 255}, false, false, false, true, true, 0, 0.0},
+      {{0, 0, 1, 0}, false, false, false, true, true, 0, 0.0},
+      {{255, 255, 255, 255}, false, true, true, true, true, 0, 0.0},
+      {{255, 254, 255, 255}, false, false, false, true, true, 0, 1.0},
+      {{10, 10, 11, 255}, false, false, false, true, true, 0, 0.0},
+      {{10, 12, 11, 255}, false, false, false, false, true, 0, 0.0},
+      {{100, 100, 98, 255}, false, false, false, false, true, 1, 1.0},
+      {{255, 0, 0, 255}, false, false, false, false, false, 10, 1.0},
+      {{29, 0, 29, 255}, false, false, false, false, false, 10, 0.0},   // dark, whatever its hue
+      {{29, 29, 30, 255}, false, false, false, true, true, 0, 1.0},     // not dark: blue reaches 30
+      {{30, 40, 30, 255}, false, false, false, false, false, 10, 0.0},  // exactly 10 apart is not above
+      {{30, 41, 30, 255}, false, false, false, false, false, 10, 1.0},
+      {{30, 20, 30, 255}, false, false, false, false, false, 10, 0.0},
+      {{30, 19, 30, 255}, false, false, false, false, false, 10, 1.0},
+      {{40, 30, 50, 0}, false, false, false, false, false, 10, 1.0},
+      {{200, 100, 0, 255}, false, false, false, false, false, 100, 0.0},  // red and blue are not compared
+      {{50, 50, 50, 255}, false, false, true, true, true, -5, 1.0},       // a negative threshold: all that is not dark
+      {{30, 40, 30, 255}, false, false, false, false, false, (int64_t(1) << 32) + 10, 0.0},  // its low 32 bits
+      {{50, 50, 50, 255}, false, false, true, true, true, INT32_MIN, 1.0},
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(testing::PrintToString(c.colour));
     OwnedPicture picture(SolidPicture(3, 2, c.colour));
     EXPECT_EQ(std::vector<bool>({isBlack2(picture), isWhite2(picture), isGray2(picture, 0), isGray2(picture, 1),
                                  isGray2(picture, -1), isGray2(picture, 2), isGray2(picture, INT64_MIN)}),
-              std::vector<bool>({c.black, c.white, c.grey0, c.grey1, c.greyMinus1, c.grey2, true}));
+              std::vector<bool>({c.black, c.white, c.grey0, c.grey1, c.grey1, c.grey2, true}));
+    EXPECT_EQ(ColornessQVL(picture, c.threshold), c.colourness) << c.threshold;
   }
+  OwnedPicture picture(PaintedPicture(5, 3, [](int64_t x, int64_t y) {
+    return x == 4 || y == 1 ? Rgba{0, 200, 0, 255} : Rgba{90, 90, 90, 255};
+  }));
+  EXPECT_DOUBLE_EQ(ColornessQVL(picture, 10), 7.0 / 15.0);
 }
 
 TEST_P(Analysis, RectangleRules) {
@@ -118,33 +137,6 @@ TEST_P(Analysis, RectangleRules) {
   }
   EXPECT_TRUE(isBlack(picture, 2, 2, 1, 1));  // the other tests share the frame
   EXPECT_FALSE(isBlack(picture, 1, 2, 2, 1));
-}
-
-// Colourness of a picture of one colour, and the share in one of two colours.
-TEST_P(Analysis, ColournessBoundaries) {
-  const std::tuple<Rgba, int64_t, double> cases[] = {
-      {{255, 0, 0, 255}, 10, 1.0},
-      {{29, 0, 29, 255}, 10, 0.0},   // dark, whatever its hue
-      {{29, 29, 30, 255}, 0, 1.0},   // not dark: blue reaches 30
-      {{30, 40, 30, 255}, 10, 0.0},  // exactly 10 apart is not above
-      {{30, 41, 30, 255}, 10, 1.0},
-      {{30, 20, 30, 255}, 10, 0.0},
-      {{30, 19, 30, 255}, 10, 1.0},
-      {{40, 30, 50, 0}, 10, 1.0},      // alpha is not looked at
-      {{200, 100, 0, 255}, 100, 0.0},  // red and blue are not compared with each other
-      {{50, 50, 50, 255}, -5, 1.0},    // a negative threshold counts every pixel that is not dark
-      {{0, 0, 0, 255}, -5, 0.0},
-      {{30, 40, 30, 255}, (int64_t(1) << 32) + 10, 0.0},  // only the low 32 bits count
-      {{50, 50, 50, 255}, INT32_MIN, 1.0},
-  };
-  for (const auto& [colour, threshold, share] : cases) {
-    OwnedPicture picture(SolidPicture(3, 2, colour));
-    EXPECT_EQ(ColornessQVL(picture, threshold), share) << testing::PrintToString(colour) << " " << threshold;
-  }
-  OwnedPicture picture(PaintedPicture(5, 3, [](int64_t x, int64_t y) {
-    return x == 4 || y == 1 ? Rgba{0, 200, 0, 255} : Rgba{90, 90, 90, 255};
-  }));
-  EXPECT_DOUBLE_EQ(ColornessQVL(picture, 10), 7.0 / 15.0);
 }
 
 // The answers of every read-only operation that has vector rows, as numbers.
