@@ -41,24 +41,21 @@ REALpictureStruct* NumberedPicture(int64_t width, int64_t height, uint8_t tag = 
   return PaintedPicture(width, height, [tag](int64_t x, int64_t y) { return Opaque(x + 1, y + 1, tag); });
 }
 
-// The rules: rotated when wrapping, else shifted with 0xFF filling; the
-// positive horizontal shift moves units of two pixels on into the next row.
+// The rules: row y takes row y - delta, and pixel x pixel x - delta, round
+// the picture when wrapping, else 0xFF; the positive horizontal shift moves
+// units of two pixels, on into the next row.
 int64_t Modulo(int64_t delta, int64_t size) { return (delta % size + size) % size; }
 
-Memory Vertically(Memory m, int64_t delta, bool wrap) {
-  const int64_t size = static_cast<int64_t>(m.bytes.size()), height = size / m.rowBytes;
-  if (wrap) {
-    std::rotate(m.bytes.begin(), m.bytes.end() - Modulo(delta, height) * m.rowBytes, m.bytes.end());
-  } else if (delta >= height || delta <= -height) {
-    std::fill(m.bytes.begin(), m.bytes.end(), 0xFF);
-  } else if (delta > 0) {
-    std::copy_backward(m.bytes.begin(), m.bytes.end() - delta * m.rowBytes, m.bytes.end());
-    std::fill(m.bytes.begin(), m.bytes.begin() + delta * m.rowBytes, 0xFF);
-  } else {
-    std::copy(m.bytes.begin() - delta * m.rowBytes, m.bytes.end(), m.bytes.begin());
-    std::fill(m.bytes.end() + delta * m.rowBytes, m.bytes.end(), 0xFF);
+Memory Vertically(const Memory& m, int64_t delta, bool wrap) {
+  const int64_t height = static_cast<int64_t>(m.bytes.size()) / m.rowBytes;
+  const bool beyond = !wrap && (delta >= height || delta <= -height);
+  Memory moved = m;
+  for (int64_t y = 0; y < height; ++y) {
+    const int64_t from = beyond ? -1 : wrap ? Modulo(y - Modulo(delta, height), height) : y - delta;
+    for (int64_t i = 0; i < m.rowBytes; ++i)
+      moved.bytes[y * m.rowBytes + i] = from >= 0 && from < height ? m.bytes[from * m.rowBytes + i] : 0xFF;
   }
-  return m;
+  return moved;
 }
 
 Memory Horizontally(Memory m, int64_t delta, bool wrap) {
