@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <cstring>
-#include <limits>
 #include <map>
 #include <set>
 #include <string>
@@ -108,7 +107,7 @@ TEST_P(RenderLayouts, BodiesByFormatSizeSmoothingAndAutoScale) {
       {BlockOf(std::vector<double>{0.252, -0.378, 0.252, -0.378, 0, 0, 0, 0}), {8, 1, 2, 100, 0, -64}, halves},
       {BlockOf(rising), {0, 1, 4}, none},
       {BlockOf(rising), {0, -2, 4}, none},
-      {BlockOf(rising), {0, std::numeric_limits<int64_t>::max(), 4}, none},
+      {BlockOf(rising), {0, INT64_MAX, 4}, none},
       {BlockOf(rising), {0, 0, 4}, {{100, 100}, {100, 162}, {100, 100}, {100, 162}}},
       {BlockOf(rising), {0, 3, 4}, {{100, 100}, {100, 115}, {100, 123}, {100, 127}}},
       {BlockOf(rising), {0, -1, 4}, std::vector<Span>(4, {0, 100})},
@@ -152,18 +151,16 @@ TEST_P(RenderLayouts, OutlinePassesThroughEachEndAndStaysInTheRows) {
 
 // Beyond the block, also in the middle of an element, samples read as zero.
 TEST_P(RenderLayouts, ReadsBeyondTheBlockGiveZero) {
-  std::vector<uint8_t> bytes(32);
-  for (size_t i = 0; i < bytes.size(); ++i) bytes[i] = uint8_t(0x35 + 37 * i);
   for (auto [bits, size] : {std::pair{8, 1}, {7, 3}, {16, 1}, {16, 4}, {15, 5}, {-32, 6}, {-64, 0}, {-64, 11}}) {
-    std::vector<uint8_t> completed(bytes.begin(), bytes.begin() + size);
-    completed.resize(32);
+    std::vector<uint8_t> completed(32);  // the block's bytes, then zeroes
+    for (int i = 0; i < size; ++i) completed[size_t(i)] = uint8_t(0x35 + 37 * i);
     SCOPED_TRACE(testing::Message() << "bits " << bits << ", bytes " << size);
     OwnedMemoryBlock shortBlock(BlockOf(completed, size_t(size))), fullBlock(BlockOf(completed));
     const Call call{4, 1, 3, 60, 0, bits};
     OwnedPicture fromShort(Render(shortBlock, call)), fromFull(Render(fullBlock, call));
     ExpectSamePicture(fromShort, fromFull);
   }
-  OwnedMemoryBlock tiny(BlockOf(bytes, 2));
+  OwnedMemoryBlock tiny(BlockOf(std::vector<uint8_t>{0x35, 0x5A}));
   OwnedPicture picture(Render(tiny, {int64_t(1) << 50, 1, 4, 200, 0, 16}));
   EXPECT_EQ(BodyOf(picture), std::vector<Span>(4, {0, 100}));
 }
