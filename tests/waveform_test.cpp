@@ -151,8 +151,7 @@ TEST_P(RenderLayouts, OutlinePassesThroughEachEndAndStaysInTheRows) {
 
 // Beyond the block, also in the middle of an element, samples read as zero.
 TEST_P(RenderLayouts, ReadsBeyondTheBlockGiveZero) {
-  for (auto [bits, size] :
-       {std::pair{8, 1}, {7, 3}, {16, 1}, {16, 4}, {15, 1}, {15, 5}, {-32, 6}, {-64, 0}, {-64, 11}}) {
+  for (auto [bits, size] : {std::pair{8, 1}, {7, 3}, {16, 4}, {15, 1}, {15, 5}, {-32, 6}, {-64, 0}, {-64, 11}}) {
     std::vector<uint8_t> completed(32);  // the block's bytes, then zeroes
     for (int i = 0; i < size; ++i) completed[size_t(i)] = uint8_t(0x35 + 37 * i);
     SCOPED_TRACE(testing::Message() << "bits " << bits << ", bytes " << size);
