@@ -14,7 +14,6 @@
 #include "support/every_pixel.h"
 #include "support/plugin_test.h"
 #include "surface.h"
-#include "waveform/body_rows.h"
 #include "waveform/lines.h"
 #include "waveform/render_samples.h"
 
@@ -60,12 +59,17 @@ REALpictureStruct* Render(REALmemoryBlockStruct* block, const Call& c) {
 using Span = std::pair<int64_t, int64_t>;
 
 // The rows of each column in the fore colour, as one span from top to bottom;
-// every other pixel must be background. {-1, -1} for a column without body.
+// every other pixel must be background, and the row padding as made.
+// {-1, -1} for a column without body.
 std::vector<Span> BodyOf(REALpictureStruct* picture) {
+  const int64_t width = qvlhost::PictureWidth(picture), height = qvlhost::PictureHeight(picture);
+  const auto padding = qvlhost::FreshRowPadding(qvlhost::CurrentConfig().extraBytesPerRow);
+  for (int64_t y = 0; qvlhost::PictureStorage(picture).kind == qvlhost::Storage::CoreGraphics && y < height; ++y)
+    EXPECT_EQ(qvlhost::RowPadding(picture, y), padding) << "row " << y;
   std::vector<Span> spans;
-  for (int64_t x = 0; x < qvlhost::PictureWidth(picture); ++x) {
+  for (int64_t x = 0; x < width; ++x) {
     Span span{-1, -1};
-    for (int64_t y = 0; y < qvlhost::PictureHeight(picture); ++y) {
+    for (int64_t y = 0; y < height; ++y) {
       const Rgba pixel = qvlhost::PixelColour(picture, x, y);
       if (pixel == Colour(kFore)) {
         if (span.first < 0) span.first = y;
@@ -86,12 +90,19 @@ class RenderLayouts : public LayoutTest {};
 // silence) give rows 12 to 75 and the middle row 50. Columns of 31.5 rows a
 // 10: Smooth 0 rings, 3 rises, -1 gives not-a-number (row 0 to the middle),
 // as do columns without samples and silence scaled by AutoScale. Width 0 is
-// a column a sample, Height 0 the middle row of 500.
+// a column a sample, Height 0 the middle row of 500. Every level's body rows,
+// through whole vectors and their tails.
 TEST_P(RenderLayouts, BodiesByFormatSizeSmoothingAndAutoScale) {
   const std::vector<int8_t> rising = ColumnsOf({0, 10, 10, 10}), four(4, 10), loud = ColumnsOf({3, 10, -10});
   const std::vector<Span> halves = {{12, 75}, {50, 50}}, none = {{100, 100}, {100, 131}, {100, 131}, {100, 131}};
   std::vector<Span> alternate;
   for (int i = 0; i < 4; ++i) alternate.insert(alternate.end(), {{0, 100}, {100, 131}});
+  std::vector<int8_t> mixed;  // 37 columns of 0, 10 and -10
+  std::vector<Span> mixedSpans;
+  for (int x = 0; x < 37; ++x) {
+    mixed.insert(mixed.end(), 4, int8_t(x % 3 == 0 ? 0 : x % 3 == 1 ? 10 : -10));
+    mixedSpans.push_back(x % 3 == 0 ? Span{100, 100} : x % 3 == 1 ? Span{100, 131} : Span{68, 100});
+  }
   const struct {
     REALmemoryBlockStruct* samples;
     Call call;
@@ -117,13 +128,17 @@ TEST_P(RenderLayouts, BodiesByFormatSizeSmoothingAndAutoScale) {
       {BlockOf(std::vector<int8_t>(3, 0)), {0, 1, 3, 200, 0, 7, true}, std::vector<Span>(3, {0, 100})},
       {BlockOf(std::vector<int8_t>(6, -128)), {0, 1, 0, 0, 0, 8}, std::vector<Span>(6, {250, 250})},
       {BlockOf(std::vector<int8_t>(6, -128)), {0, 1, 0, 1, 0, 8}, std::vector<Span>(6, {0, 0})},
+      {BlockOf(mixed), {0, 1, 37}, mixedSpans},
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(testing::Message() << "bits " << c.call.bits << ", smooth " << c.call.smooth << ", width "
                                     << c.call.width);
     OwnedMemoryBlock block(c.samples);
-    OwnedPicture picture(Render(block, c.call));
-    EXPECT_EQ(BodyOf(picture), c.spans);
+    for (VectorLevel level : kEveryVectorLevel) {
+      CapVectorLevel(level);
+      OwnedPicture picture(Render(block, c.call));
+      EXPECT_EQ(BodyOf(picture), c.spans) << NameOf(level);
+    }
   }
 }
 
@@ -222,27 +237,6 @@ TEST_F(RenderTest, Refusals) {
   ExpectSamePicture(unframed, plain);
   EXPECT_EQ(TakePendingException(), "OutOfMemoryException: Failed to get graphics object.");
   expectException_ = false;
-}
-
-// Each level's body row gives the per-pixel rule's words and leaves the
-// columns it does not do.
-TEST(RenderBodyRows, EveryLevelGivesThePerPixelRule) {
-  std::vector<int32_t> tops(70), bottoms(70);
-  for (int32_t x = 0; x < 70; ++x) tops[size_t(x)] = x * 7 % 11, bottoms[size_t(x)] = x * 7 % 11 + x % 4 - 1;
-  for (VectorLevel level : kEveryVectorLevel) {
-    const BodyRow row = BodyRowAt(level);
-    for (int64_t width : {0, 1, 15, 16, 17, 70}) {
-      for (int32_t y = -1; row && y < 14; ++y) {
-        std::vector<uint32_t> pixels(70, 0xDEADBEEF);
-        const int64_t done = row(tops.data(), bottoms.data(), width, y, 0xF0, 0xB0, pixels.data());
-        EXPECT_TRUE(done <= width && done + 16 > width) << NameOf(level) << ": " << done << " of " << width;
-        for (int64_t x = 0; x < 70; ++x) {
-          const uint32_t rule = tops[size_t(x)] <= y && y <= bottoms[size_t(x)] ? 0xF0 : 0xB0;
-          ASSERT_EQ(pixels[size_t(x)], x < done ? rule : 0xDEADBEEF) << NameOf(level) << " at " << x << ", " << y;
-        }
-      }
-    }
-  }
 }
 
 // Silence at a pen of 3, shifted up and left by 1: the host's walk hangs the
