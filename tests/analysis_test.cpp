@@ -30,9 +30,8 @@ uint32_t Counter(REALmemoryBlockStruct* block, int entry) {
   return value;
 }
 
-// CountColorQVL matches red, green and blue alone. Of the histograms the
-// first block counts red, the second (named blue) green, the third (named
-// green) blue; nil blocks are made, passed ones are added to.
+// CountColorQVL matches the colour alone. The histograms count red, green,
+// blue in the blocks named red, blue, green, made when nil, else added to.
 TEST_P(Analysis, CountsAndHistogramsInCrossedOrder) {
   OwnedPicture picture(PaintedPicture(4, 3, [](int64_t x, int64_t y) {
     if (x + y == 0) return Rgba{10, 20, 31, 255};
@@ -300,9 +299,8 @@ QVL_INSTANTIATE_LAYOUTS(Analysis);
 
 using AnalysisGuards = PluginTest;
 
-// A reader of no known layout: black and grey pass, white fails (a red
-// picture fails all three in a known layout), an empty rectangle passes
-// unread, and colourness counts nothing; without pixels it is 0 / 0.
+// A reader of no known layout: black and grey pass, white fails, an empty
+// rectangle passes, colourness counts nothing; without pixels it is 0 / 0.
 TEST_F(AnalysisGuards, UnknownLayoutAndNoPixels) {
   OwnedPicture red(SolidPicture(5, 4, Rgba{200, 0, 0, 255}));
   const std::pair<Uniformity, int64_t> tests[] = {
@@ -326,10 +324,8 @@ TEST_F(AnalysisGuards, UnknownLayoutAndNoPixels) {
   EXPECT_TRUE(std::isnan(ColournessOfAcquired(empty, 10)));
 }
 
-// A nil picture: the tests check the registration first, CountColorsQVL
-// makes its blocks first. A host that can't make a block of 1024 bytes
-// raises inside its exception handler; the plug-in drops the exception and
-// reports -1 before touching the picture, keeping a block it was given.
+// A nil picture, and a host that can't make a block: -1 before the picture
+// is touched, the exception dropped, a given block kept.
 TEST_F(AnalysisGuards, NilPictureOrNoBlocks) {
   const int64_t checks = RegistrationCheckCalls();
   EXPECT_FALSE(isBlack2(nullptr));

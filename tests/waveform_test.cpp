@@ -86,12 +86,9 @@ std::vector<Span> BodyOf(REALpictureStruct* picture) {
 
 class RenderLayouts : public LayoutTest {};
 
-// The same half-waves in each format (+0.252 and -0.378 of full scale, then
-// silence) give rows 12 to 75 and the middle row 50. Columns of 31.5 rows a
-// 10: Smooth 0 rings, 3 rises, -1 gives not-a-number (row 0 to the middle),
-// as do columns without samples and silence scaled by AutoScale. Width 0 is
-// a column a sample, Height 0 the middle row of 500. Every level's body rows,
-// through whole vectors and their tails.
+// Each format's half-waves (+0.252 and -0.378 of full scale) give rows 12 to
+// 75; a 10 gives 31.5 rows. Not-a-number (Smooth -1, no samples, silence under
+// AutoScale) spans row 0 to the middle. At every level.
 TEST_P(RenderLayouts, BodiesByFormatSizeSmoothingAndAutoScale) {
   const std::vector<int8_t> rising = ColumnsOf({0, 10, 10, 10}), four(4, 10), loud = ColumnsOf({3, 10, -10});
   const std::vector<Span> halves = {{12, 75}, {50, 50}}, none = {{100, 100}, {100, 131}, {100, 131}, {100, 131}};
