@@ -5,7 +5,6 @@
 #include <algorithm>
 #include <array>
 #include <cstdint>
-#include <limits>
 #include <random>
 #include <string>
 #include <vector>
@@ -167,12 +166,11 @@ TEST_P(Jobs, EachJobFollowsItsRuleAtEveryVectorLevel) {
     colours.push_back(e.in);
   }
   const int steps[] = {0, 4, 9, 16}, nodes[][3] = {{0, 3, 7}, {15, 0, 2}, {6, 14, 11}};
-  for (const auto& node : nodes)
-    for (int kr : steps)
-      for (int kg : steps)
-        for (int kb : steps)
-          colours.push_back({uint8_t(std::min(255, node[0] * 17 + kr)), uint8_t(std::min(255, node[1] * 17 + kg)),
-                             uint8_t(std::min(255, node[2] * 17 + kb)), uint8_t(kr * 15)});
+  for (int k = 0; k < 3 * 64; ++k) {
+    const int step[3] = {steps[k / 16 % 4], steps[k / 4 % 4], steps[k % 4]};
+    const auto at = [&](int axis) { return Byte(std::min(255, nodes[k / 64][axis] * 17 + step[axis])); };
+    colours.push_back({at(0), at(1), at(2), Byte(step[0] * 15)});
+  }
   for (int c : {0, 16, 17, 254, 255}) colours.push_back({uint8_t(c), uint8_t(c), uint8_t(c), 255});
   std::mt19937 random(14);
   while (colours.size() < 37 * 9) colours.push_back({Byte(random()), Byte(random()), Byte(random()), Byte(random())});
@@ -207,19 +205,16 @@ TEST_P(Jobs, TableIndicesBeyondTheirBoundsReadZeroAndStoreNothing) {
 // A negative start is held to the picture. Sepia, with a new job's factors,
 // starts white without alpha; the lookup keeps it and starts transparent.
 TEST_P(Jobs, TheRectangleOnlyShortensTheWalkFromTheTopLeft) {
-  constexpr int64_t kLowest = std::numeric_limits<int64_t>::min();
   // clang-format off
   const struct { int64_t MinX, MinY, MaxX, MaxY, columns, rows; } rectangles[] = {
       {0, 0, 0, 0, 30, 6},  {10, 0, 20, 0, 10, 6}, {10, 0, 99, 0, 20, 6}, {10, 0, 5, 0, 20, 6},
       {30, 0, 0, 0, 0, 6},  {45, 1, 0, 4, 0, 3},   {0, 2, 0, 6, 30, 4},    {0, 6, 0, 0, 30, 0},
       {-7, -2, 0, 0, 7, 2}, {-5, 0, 30, 0, 30, 6}, {-5, 0, 3, 0, 8, 6},    {0, -4, 0, 1, 30, 5},
-      {kLowest, kLowest, 0, 0, 30, 6}};
+      {INT64_MIN, INT64_MIN, 0, 0, 30, 6}};
   // clang-format on
   const Table identity = IdentityTable();
-  OwnedPicture source(PaintedPicture(30, 6, [](int64_t x, int64_t y) {
-    return Rgba{uint8_t(x * 17 % 256), uint8_t(y * 51), uint8_t(x + y), uint8_t(x * 8)};
-  }));
-  qvlhost::SetHasAlphaChannel(source, true);
+  const auto colour = [](int64_t x, int64_t y) { return Rgba{Byte(x * 17), Byte(y * 51), Byte(x + y), Byte(x * 8)}; };
+  OwnedPicture source(PaintedPicture(30, 6, colour, true));
   for (const auto& r : rectangles) {
     SCOPED_TRACE(testing::Message() << "Min " << r.MinX << ", " << r.MinY << " Max " << r.MaxX << ", " << r.MaxY);
     for (bool isSepia : {true, false}) {
