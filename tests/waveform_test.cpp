@@ -314,9 +314,7 @@ TEST_F(RenderTest, RegisteredRowFillsInTheDefaults) {
   ExpectSamePicture(byDeclaration, direct);
 }
 
-using Point = std::pair<int64_t, int64_t>;
-// Weight left at each pixel a line touched.
-using Weights = std::map<Point, int>;
+using Weights = std::map<std::pair<int64_t, int64_t>, int>;  // left at each pixel a line touched
 
 // A writer on a white picture with a black outline colour: a pixel drawn once
 // at weight w reads w in every channel. Nothing is written beyond the rows.
@@ -404,24 +402,21 @@ TEST_P(LineTest, LinesFarOffTheRowsEndAndTouchNothingOutside) {
       DrawWuLine(writer_, a, b, b, a);
     }
   }
-  DrawPixel(writer_, -1, 0, 0);
-  DrawPixel(writer_, 0, kSide, 0);
-  DrawPixel(writer_, kSide, 0, 0);
+  for (auto [x, y] : {std::pair<int64_t, int64_t>{-1, 0}, {0, kSide}, {kSide, 0}}) DrawPixel(writer_, x, y, 0);
 }
 
-// The new green comes from the old blue and the new blue from the old green.
+// The new green comes from the old blue and the new blue from the old green;
+// at weight 128, red is (10 * 128 + 100 * 127) / 255, and so on.
 TEST_P(LineTest, DrawPixelCrossesGreenAndBlue) {
   Fill({10, 200, 50, 255});
   gOutLineColorR = 100;
   gOutLineColorG = 30;
   gOutLineColorB = 60;
-  DrawPixel(writer_, 0, 0, 255);
-  DrawPixel(writer_, 1, 0, 0);
-  DrawPixel(writer_, 2, 0, 128);
-  EXPECT_EQ(qvlhost::PixelRgba(writer_.picture, 0, 0), (Rgba{10, 50, 200, 255}));
-  EXPECT_EQ(qvlhost::PixelRgba(writer_.picture, 1, 0), (Rgba{100, 30, 60, 255}));
-  // (10*128 + 100*127)/255, (50*128 + 30*127)/255, (200*128 + 60*127)/255
-  EXPECT_EQ(qvlhost::PixelRgba(writer_.picture, 2, 0), (Rgba{54, 40, 130, 255}));
+  for (auto [x, weight, want] :
+       {std::tuple{0, 255, Rgba{10, 50, 200, 255}}, {1, 0, Rgba{100, 30, 60, 255}}, {2, 128, Rgba{54, 40, 130, 255}}}) {
+    DrawPixel(writer_, x, 0, weight);
+    EXPECT_EQ(qvlhost::PixelRgba(writer_.picture, x, 0), want) << "weight " << weight;
+  }
   EXPECT_EQ(qvlhost::PixelRgba(writer_.picture, 3, 0), (Rgba{10, 200, 50, 255}));
 }
 
