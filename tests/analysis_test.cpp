@@ -176,9 +176,8 @@ TEST_P(Analysis, EveryLevelAnswersAsTheRule) {
   const uint8_t near[] = {0, 1, 28, 29, 30, 31, 40, 41, 99, 100, 101, 109, 110, 111, 128, 131, 200, 254, 255};
   std::mt19937 random(GetParam().alphaInfo + 1);
   const auto channel = [&] { return random() % 4 ? near[random() % sizeof near] : Byte(random()); };
-  OwnedPicture noisy(PaintedPicture(300, 3, [&](int64_t, int64_t) {
-    return Rgba{channel(), channel(), channel(), Byte(random())};
-  }));
+  const auto pixel = [&](int64_t, int64_t) { return Rgba{channel(), channel(), channel(), Byte(random())}; };
+  OwnedPicture noisy(PaintedPicture(300, 3, pixel));
   std::vector<OwnedPicture> nearlySolid;
   const Rgba solids[] = {{0, 0, 0, 255}, {255, 255, 255, 9}, {90, 90, 90, 255}};
   const Rgba odd[] = {{0, 0, 1, 255}, {0, 1, 0, 255}, {255, 254, 255, 9}, {90, 93, 90, 255}, {90, 96, 90, 255}};
@@ -234,8 +233,7 @@ Position Find(REALpictureStruct* haystack, REALpictureStruct* needle, int64_t st
               int64_t tolerance = 3) {
   int64_t x = -7, y = -7;
   if (FindPicture(haystack, needle, &x, &y, startX, startY, tolerance)) return {x, y};
-  EXPECT_EQ(x, 0);
-  EXPECT_EQ(y, 0);
+  EXPECT_EQ(Position(x, y), Position(0, 0));
   return kNotFound;
 }
 
@@ -326,6 +324,9 @@ TEST_F(AnalysisGuards, UnknownLayoutAndNoPixels) {
 // A nil picture, and a host that can't make a block: -1 before the picture
 // is touched, the exception dropped, a given block kept.
 TEST_F(AnalysisGuards, NilPictureOrNoBlocks) {
+  EXPECT_FALSE(ScrollVerticalQVL(nullptr, 1, true, false));
+  EXPECT_TRUE(ScrollHorizontalQVL(nullptr, 1, true, true));
+  EXPECT_FALSE(ScrollQVL(nullptr, 1, 1, false, false));
   const int64_t checks = RegistrationCheckCalls();
   EXPECT_FALSE(isBlack2(nullptr));
   EXPECT_FALSE(isWhite(nullptr, 0, 0, 0, 0));
@@ -442,11 +443,18 @@ TEST_P(Scroll, EveryDistanceFollowsTheRules) {
   }
 }
 
-// The mask moves along when asked; one that can't be locked for writing
-// fails the vertical scroll untouched, and the horizontal one goes on.
+// The mask moves along when asked (distance 0 only asks for it); one that
+// can't be locked for writing fails the vertical scroll untouched, and the
+// horizontal one goes on.
 TEST_P(Scroll, MaskMovesAlongOrStopsTheVerticalScroll) {
   OwnedPicture owned(NumberedPicture(4, 3)), ownedMask(NumberedPicture(4, 3, 0x5A));
   qvlhost::SetPictureMask(owned, ownedMask);
+  qvlhost::ClearJournal();
+  EXPECT_TRUE(ScrollVerticalQVL(owned, 0, true, false));
+  EXPECT_TRUE(qvlhost::Journal().empty());
+  EXPECT_TRUE(ScrollQVL(owned, 0, 0, true, true));
+  EXPECT_EQ(JournalCount("Mask(create As Boolean = True) As Picture"), 2);
+  EXPECT_EQ(JournalCount("REALLockPictureDescription"), 0);
   const Memory picture = Snapshot(owned), mask = Snapshot(ownedMask);
   const Memory movedMask = Vertically(Horizontally(mask, 1, true), 1, true);
   EXPECT_TRUE(ScrollQVL(owned, 1, 1, true, true));
@@ -466,19 +474,5 @@ TEST_P(Scroll, MaskMovesAlongOrStopsTheVerticalScroll) {
 }
 
 QVL_INSTANTIATE_LAYOUTS(Scroll);
-
-TEST_F(PluginTest, ScrollFailureValues) {
-  EXPECT_FALSE(ScrollVerticalQVL(nullptr, 1, true, false));
-  EXPECT_TRUE(ScrollHorizontalQVL(nullptr, 1, true, true));
-  EXPECT_FALSE(ScrollQVL(nullptr, 1, 1, false, false));
-  // Distance 0: nothing is done with the picture, but the mask is asked for.
-  OwnedPicture picture(NumberedPicture(2, 2));
-  qvlhost::ClearJournal();
-  EXPECT_TRUE(ScrollVerticalQVL(picture, 0, true, false));
-  EXPECT_TRUE(qvlhost::Journal().empty());
-  EXPECT_TRUE(ScrollQVL(picture, 0, 0, true, true));
-  EXPECT_EQ(JournalCount("Mask(create As Boolean = True) As Picture"), 2);
-  EXPECT_EQ(JournalCount("REALLockPictureDescription"), 0);
-}
 
 }  // namespace

@@ -52,9 +52,8 @@ Table IdentityTable() {
   return table;
 }
 
-// The tetrahedron of the cell: the axes in falling order of their fractions
-// (the corner a tie puts first weighs 0); the corners step up one axis after
-// another from the lower node, and the products are summed from the left.
+// The axes in falling order of their fractions (a tie's corner weighs 0), the
+// corners one axis after another from the lower node, summed from the left.
 Rgba Tetrahedral(const Table& table, Rgba in) {
   const int c[3] = {in.r, in.g, in.b};
   int lower[3];
@@ -118,8 +117,7 @@ class Jobs : public LayoutTest {
     SetSource(job, source);
     return job;
   }
-  // Through the class's rows, which are crossed: FactorBlue sets the green
-  // weight and FactorGreen the blue one.
+  // The rows are crossed: FactorBlue sets the green weight, FactorGreen the blue.
   static OwnedObject SepiaJob(const Settings& s, REALpictureStruct* source) {
     OwnedObject job = NewJob("PictureSepiaQVL", source);
     Set(job, "FactorRed", Value::Double(s.factorRed));

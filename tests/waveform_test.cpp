@@ -58,9 +58,8 @@ REALpictureStruct* Render(REALmemoryBlockStruct* block, const Call& c) {
 
 using Span = std::pair<int64_t, int64_t>;
 
-// The rows of each column in the fore colour, as one span from top to bottom;
-// every other pixel must be background, and the row padding as made.
-// {-1, -1} for a column without body.
+// Each column's rows in the fore colour, one span ({-1, -1} for none); every
+// other pixel must be background, and the row padding as made.
 std::vector<Span> BodyOf(REALpictureStruct* picture) {
   const int64_t width = qvlhost::PictureWidth(picture), height = qvlhost::PictureHeight(picture);
   const auto padding = qvlhost::FreshRowPadding(qvlhost::CurrentConfig().extraBytesPerRow);
