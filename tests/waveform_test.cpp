@@ -86,8 +86,8 @@ std::vector<Span> BodyOf(REALpictureStruct* picture) {
 class RenderLayouts : public LayoutTest {};
 
 // Each format's half-waves (+0.252 and -0.378 of full scale) give rows 12 to
-// 75; a 10 gives 31.5 rows. Not-a-number (Smooth -1, no samples, silence under
-// AutoScale) spans row 0 to the middle. At every level.
+// 75, a 10 31.5 rows; not-a-number spans row 0 to the middle. Width 0 is a
+// column a sample, Height 0 is 500 rows. At every vector level.
 TEST_P(RenderLayouts, BodiesByFormatSizeSmoothingAndAutoScale) {
   const std::vector<int8_t> rising = ColumnsOf({0, 10, 10, 10}), four(4, 10), loud = ColumnsOf({3, 10, -10});
   const std::vector<Span> halves = {{12, 75}, {50, 50}}, none = {{100, 100}, {100, 131}, {100, 131}, {100, 131}};
