@@ -113,6 +113,7 @@ TEST_P(RenderLayouts, BodiesByFormatSizeSmoothingAndAutoScale) {
       {BlockOf(std::vector<float>{0.252f, -0.378f, 0.252f, -0.378f, 0, 0, 0, 0}), {8, 1, 2, 100, 0, -32}, halves},
       {BlockOf(std::vector<double>{0.252, -0.378, 0.252, -0.378, 0, 0, 0, 0}), {8, 1, 2, 100, 0, -64}, halves},
       {BlockOf(rising), {0, 1, 4}, none},
+      {BlockOf(rising), {0, 1, 1}, {{100, 123}}},  // twice the mean of 12 tens in 16 samples
       {BlockOf(rising), {0, -2, 4}, none},
       {BlockOf(rising), {0, INT64_MAX, 4}, none},
       {BlockOf(rising), {0, 0, 4}, {{100, 100}, {100, 162}, {100, 100}, {100, 162}}},
@@ -208,8 +209,9 @@ TEST_F(RenderTest, Refusals) {
       {"over no memory", qvlhost::MemoryBlockOverPointer(nullptr), 4, 0, 0, 8,
        "UnsupportedOperationException: Failed to get data for memoryblock.", false},
       {"no columns", BlockOf(std::vector<uint8_t>()), 0, 0, 0, 8, picture, false},
-      // Floats counted from the size: 3 and 9 bytes at -3 bytes a sample.
+      // Floats counted from the size: 3, 6 and 9 bytes at -3 bytes a sample.
       {"-1 column", BlockOf(std::vector<uint8_t>(3)), 0, 0, 0, -32, picture, false},
+      {"-2 columns", BlockOf(std::vector<uint8_t>(6)), 0, 0, 0, -32, picture, false},
       {"-3 columns", BlockOf(std::vector<uint8_t>(9)), 0, 0, 0, -32, memory, false},
       {"too wide", BlockOf(four), 0, 32768, 10, 8, picture, false},
       {"too high", BlockOf(four), 0, 0, 32768, 8, picture, false},
