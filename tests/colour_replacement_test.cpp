@@ -109,23 +109,15 @@ TEST_F(ColourReplacementFailures, NilHandles) {
   expectException_ = true;
   OwnedPicture picture(qvlhost::NewPicture(2, 2));
   OwnedMemoryBlock table(Table(256, [](int i) { return i; }));
-  const struct {
-    bool picture, red, blue, green;
-    const char* message;
-  } cases[] = {
-      {false, false, false, false, "picture is nil"},
-      {true, false, true, false, "red memoryblock is nil"},
-      {true, true, false, false, "green memoryblock is nil"},
-      {true, true, false, true, "blue memoryblock is nil"},
+  const auto expectRaise = [&](REALpictureStruct* source, REALmemoryBlockStruct* red, REALmemoryBlockStruct* blue,
+                               REALmemoryBlockStruct* green, const std::string& message) {
+    ExpectNilAfterChecks(1, [&] { return TransformColorsQVL(source, red, blue, green, nullptr); });
+    EXPECT_EQ(TakePendingException(), "NilObjectException: " + message);
   };
-  const auto given = [](bool given, REALmemoryBlockStruct* block) { return given ? block : nullptr; };
-  for (const auto& c : cases) {
-    ExpectNilAfterChecks(1, [&] {
-      return TransformColorsQVL(c.picture ? picture.get() : nullptr, given(c.red, table), given(c.blue, table),
-                                given(c.green, table), nullptr);
-    });
-    EXPECT_EQ(TakePendingException(), std::string("NilObjectException: ") + c.message);
-  }
+  expectRaise(nullptr, nullptr, nullptr, nullptr, "picture is nil");
+  expectRaise(picture, nullptr, table, nullptr, "red memoryblock is nil");
+  expectRaise(picture, table, nullptr, nullptr, "green memoryblock is nil");
+  expectRaise(picture, table, nullptr, table, "blue memoryblock is nil");
   ExpectNilAfterChecks(1, [] { return ReplaceColorQVL(nullptr, 0, 0); });
   ExpectNilAfterChecks(1, [] { return ExtractColorQVL(nullptr, 0, 0, 0); });
   EXPECT_EQ(nullptr, qvlhost::PendingException());
