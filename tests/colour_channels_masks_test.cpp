@@ -92,32 +92,28 @@ TEST_P(ColourChannelsMasks, ColourReplacementMatchesStoredBytesExactly) {
 // result when it holds the source's size both ways, changed only in its
 // top-left part. At every level, on rows of a whole vector block and a rest.
 TEST_P(ColourChannelsMasks, ColourTablesInTheCrossedOrderAndTheDestination) {
-  OwnedPicture source(Varied(10, 10, 1));
+  OwnedPicture source(Varied(20, 10, 1));
   OwnedMemoryBlock shortRed(Table(100, [](int i) { return 255 - i; }));
   OwnedMemoryBlock blue(Table(256, [](int i) { return i / 2; })), green(Table(256, [](int i) { return i ^ 0x0F; }));
-  const struct {
-    int64_t width, height;
-    bool used;
-  } cases[] = {{0, 0, false}, {12, 13, true}, {10, 10, true}, {9, 10, false}, {20, 5, false}};
+  // The size of dest (none when 0) and whether it is the result.
+  const std::tuple<int64_t, int64_t, bool> cases[] = {
+      {0, 0, false}, {22, 13, true}, {20, 10, true}, {19, 10, false}, {30, 5, false}};
   for (const VectorLevel level : kEveryVectorLevel) {
     CapVectorLevel(level);
-    for (const auto& c : cases) {
-      SCOPED_TRACE(testing::Message() << NameOf(level) << " dest " << c.width << " x " << c.height);
-      OwnedPicture dest(c.width ? qvlhost::NewPicture(c.width, c.height) : nullptr);
-      const uint32_t untouched = c.width ? qvlhost::PixelWord(dest, c.width - 1, c.height - 1) : 0;
+    for (const auto& [width, height, used] : cases) {
+      SCOPED_TRACE(testing::Message() << NameOf(level) << " dest " << width << " x " << height);
+      OwnedPicture dest(width ? qvlhost::NewPicture(width, height) : nullptr);
+      const uint32_t white = width ? qvlhost::PixelWord(dest, 0, 0) : 0;
       OwnedPicture result(TransformColorsQVL(source, shortRed, blue, green, dest));
       ASSERT_NE(nullptr, result.get());
-      EXPECT_EQ(c.used, result.get() == dest.get());
-      EXPECT_EQ(c.used ? c.width : 10, qvlhost::PictureWidth(result));
-      EXPECT_EQ(c.used ? c.height : 10, qvlhost::PictureHeight(result));
+      EXPECT_EQ(used, result.get() == dest.get());
+      EXPECT_EQ(used ? width : 20, qvlhost::PictureWidth(result));
+      EXPECT_EQ(used ? height : 10, qvlhost::PictureHeight(result));
       EXPECT_FALSE(qvlhost::HasAlphaChannel(result));
       ExpectEveryPixel(source, result,
                        [](Rgba in) { return Opaque(in.r < 100 ? 255 - in.r : 0, in.g ^ 0x0F, in.b / 2); });
-      if (c.width > 10) {
-        EXPECT_EQ(untouched, qvlhost::PixelWord(dest, c.width - 1, c.height - 1));
-      }
-      if (c.width && !c.used) {
-        EXPECT_EQ(untouched, qvlhost::PixelWord(dest, 0, 0));
+      if (width && (!used || width > 20)) {  // dest keeps what lies outside the result's pixels
+        EXPECT_EQ(white, qvlhost::PixelWord(dest, used ? width - 1 : 0, used ? height - 1 : 0));
       }
     }
   }
@@ -218,12 +214,8 @@ Cells Square(int64_t left, int64_t top, int64_t right, int64_t bottom) {
 TEST_P(ColourChannelsMasks, MaskRectanglesOfTheGroups) {
   Cells ring = Square(2, 2, 6, 5);
   for (const auto& inner : Square(3, 3, 5, 4)) ring.erase(inner);
-  struct Case {
-    const char* name;
-    Cells coloured;
-    int64_t left, top, width, height;
-    Cells black;
-  } cases[] = {
+  // The shape, its coloured cells, the rectangle searched and the black cells.
+  const std::tuple<const char*, Cells, int64_t, int64_t, int64_t, int64_t, Cells> cases[] = {
       {"grey", {}, 0, 0, -1, -1, {}},
       {"single", {{4, 3}}, 0, 0, -1, -1, {{4, 3}}},
       {"diagonal pair", {{2, 2}, {3, 3}}, 0, 0, -1, -1, {{2, 2}, {3, 3}}},
@@ -235,11 +227,11 @@ TEST_P(ColourChannelsMasks, MaskRectanglesOfTheGroups) {
   };
   for (const VectorLevel level : kEveryVectorLevel) {
     CapVectorLevel(level);
-    for (const Case& c : cases) {
-      SCOPED_TRACE(testing::Message() << c.name << " " << NameOf(level));
-      OwnedPicture picture(Specks(37, 10, c.coloured));
-      OwnedPicture result(ExtractColorRectangleMaskQVL(picture, c.left, c.top, c.width, c.height));
-      ExpectSamePicture(result, OwnedPicture(Boxes(37, 10, c.black)));
+    for (const auto& [name, coloured, left, top, width, height, black] : cases) {
+      SCOPED_TRACE(testing::Message() << name << " " << NameOf(level));
+      OwnedPicture picture(Specks(37, 10, coloured));
+      OwnedPicture result(ExtractColorRectangleMaskQVL(picture, left, top, width, height));
+      ExpectSamePicture(result, OwnedPicture(Boxes(37, 10, black)));
     }
   }
 }

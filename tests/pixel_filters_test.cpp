@@ -246,10 +246,8 @@ bool IsGD(REALpictureStruct* picture) { return qvlhost::PictureStorage(picture).
 // field stretched to 8 bits (so 0 is opaque there).
 Rgba Read(REALpictureStruct* picture, int64_t x, int64_t y) {
   if (!IsGD(picture)) return qvlhost::PixelRgba(picture, x, y);
-  const uint32_t word = qvlhost::PixelWord(picture, x, y);
-  const uint32_t field = (word >> 24) & 0x7F;
-  return {static_cast<uint8_t>(word >> 16), static_cast<uint8_t>(word >> 8), static_cast<uint8_t>(word),
-          static_cast<uint8_t>(2 * field + (field & 1))};
+  const uint32_t word = qvlhost::PixelWord(picture, x, y), field = (word >> 24) & 0x7F;
+  return {Byte(word >> 16), Byte(word >> 8), Byte(word), Byte(2 * field + (field & 1))};
 }
 
 // The alpha the opaque write leaves, as the filters see it.
@@ -388,12 +386,8 @@ int SaturationReference(int c, int y, int64_t amount) {
 // Tint by grey and sepia, or saturation by amount. Of a nil picture tint
 // gives nil after acquiring it, before the check; saturation after the check.
 TEST_P(PixelFilters, TintAndSaturationExamples) {
-  const struct {
-    bool tint;
-    uint32_t grey, sepia;
-    int64_t amount;
-    Rgba in, out;
-  } examples[] = {
+  // Tint or saturation, grey and sepia, amount, the source and the result.
+  const std::tuple<bool, uint32_t, uint32_t, int64_t, Rgba, Rgba> examples[] = {
       {true, 0x555555, 0xFFFFFF, 0, Opaque(10, 20, 30), Opaque(20, 20, 20)},
       {true, 0x555555, 0xFFFFFF, 0, Opaque(255, 255, 255), Opaque(255, 255, 255)},
       {true, 0xFFFFFF, 0xFFFFFF, 0, Opaque(100, 100, 100), Opaque(255, 255, 255)},
@@ -406,10 +400,10 @@ TEST_P(PixelFilters, TintAndSaturationExamples) {
       {false, 0, 0, -100, Opaque(10, 20, 31), Opaque(14, 20, 26)},
       {false, 0, 0, -510, Opaque(10, 20, 30), Opaque(30, 20, 10)},
   };
-  for (const auto& e : examples) {
-    OwnedPicture source(PictureOf({e.in}, 1));
-    OwnedPicture result(e.tint ? TintPicture(source, e.grey, e.sepia) : SaturationPicture(source, e.amount));
-    ExpectEveryPixel(source, result, [&e](Rgba) { return e.out; });
+  for (const auto& [tint, grey, sepia, amount, in, out] : examples) {
+    OwnedPicture source(PictureOf({in}, 1));
+    OwnedPicture result(tint ? TintPicture(source, grey, sepia) : SaturationPicture(source, amount));
+    ExpectEveryPixel(source, result, [out = out](Rgba) { return out; });
   }
   ExpectNilAfterChecks(0, [] { return TintPicture(nullptr, 0xFFFFFF, 0xFFFFFF); });
   ExpectNilAfterChecks(1, [] { return SaturationPicture(nullptr, 0); });
