@@ -306,19 +306,14 @@ struct RectangleCase {
   int64_t allRect[4], greyRect[4];
 };
 
-constexpr int64_t kSide = 12;
+constexpr int64_t kSide = 40;
 const RectangleCase kRectangles[] = {
-    {0, 0, 0, 0, {0, 0, 12, 12}, {0, 0, 0, 0}},
-    {0, 0, -1, -1, {0, 0, 12, 12}, {0, 0, 12, 12}},
-    {10, 0, 0, 0, {10, 0, 12, 12}, {0, 0, 0, 0}},
-    {0, 0, 0, 5, {0, 0, 12, 5}, {0, 0, 0, 0}},
-    {-10, -10, 20, 20, {0, 0, 10, 10}, {0, 0, 10, 10}},
-    {3, 4, 2, 3, {3, 4, 5, 7}, {3, 4, 5, 7}},
-    {12, 0, 5, 5, {0, 0, 0, 0}, {0, 0, 0, 0}},
-    {0, 12, 5, 5, {0, 0, 0, 0}, {0, 0, 0, 0}},
-    {0, 1000000000000, -1, -1, {0, 0, 0, 0}, {0, 0, 0, 0}},
-    {INT64_MAX, 0, 10, 10, {0, 0, 0, 0}, {0, 0, 0, 0}},
-    {0, INT64_MAX - 5, 10, 100, {0, 0, 0, 0}, {0, 0, 0, 0}},
+    {0, 0, 0, 0, {0, 0, 40, 40}, {0, 0, 0, 0}},         {0, 0, -1, -1, {0, 0, 40, 40}, {0, 0, 40, 40}},
+    {10, 0, 0, 0, {10, 0, 40, 40}, {0, 0, 0, 0}},       {0, 0, 0, 5, {0, 0, 40, 5}, {0, 0, 0, 0}},
+    {-10, -10, 20, 20, {0, 0, 10, 10}, {0, 0, 10, 10}}, {3, 4, 2, 3, {3, 4, 5, 7}, {3, 4, 5, 7}},
+    {3, 1, 33, 2, {3, 1, 36, 3}, {3, 1, 36, 3}},        {40, 0, 5, 5, {0, 0, 0, 0}, {0, 0, 0, 0}},
+    {0, 40, 5, 5, {0, 0, 0, 0}, {0, 0, 0, 0}},          {0, 1000000000000, -1, -1, {0, 0, 0, 0}, {0, 0, 0, 0}},
+    {INT64_MAX, 0, 10, 10, {0, 0, 0, 0}, {0, 0, 0, 0}}, {0, INT64_MAX - 5, 10, 100, {0, 0, 0, 0}, {0, 0, 0, 0}},
 };
 
 bool Inside(const int64_t rect[4], int64_t x, int64_t y) {
@@ -326,20 +321,24 @@ bool Inside(const int64_t rect[4], int64_t x, int64_t y) {
 }
 
 // Inside the rectangle the grey source is inverted; everything else is what
-// the host's new picture held, opaque white. A nil picture gives nil after
-// the check.
+// the host's new picture held, opaque white. At every level: rectangles
+// wide enough for vector blocks, also from a column inside the picture. A
+// nil picture gives nil after the check.
 TEST_P(PixelFilters, InvertOnlyTheClippedRectangleIsStored) {
   const auto grey = [](int64_t v) { return Opaque(v, v, v); };
-  OwnedPicture source(PaintedPicture(kSide, kSide, [&](int64_t x, int64_t y) { return grey(x * 16 + y); }));
-  for (const RectangleCase& c : kRectangles) {
-    for (bool greyOnly : {false, true}) {
-      SCOPED_TRACE(testing::Message() << &c - kRectangles << greyOnly);
-      OwnedPicture result(greyOnly ? InvertGrayPicture(source, c.left, c.top, c.width, c.height)
-                                   : InvertPicture(source, c.left, c.top, c.width, c.height));
-      OwnedPicture expected(PaintedPicture(kSide, kSide, [&](int64_t x, int64_t y) {
-        return grey(Inside(greyOnly ? c.greyRect : c.allRect, x, y) ? 255 - x * 16 - y : 255);
-      }));
-      ExpectSamePicture(result, expected);
+  OwnedPicture source(PaintedPicture(kSide, kSide, [&](int64_t x, int64_t y) { return grey(x * 5 + y); }));
+  for (const VectorLevel level : kEveryVectorLevel) {
+    CapVectorLevel(level);
+    for (const RectangleCase& c : kRectangles) {
+      for (bool greyOnly : {false, true}) {
+        SCOPED_TRACE(testing::Message() << NameOf(level) << " case " << &c - kRectangles << (greyOnly ? " grey" : ""));
+        OwnedPicture result(greyOnly ? InvertGrayPicture(source, c.left, c.top, c.width, c.height)
+                                     : InvertPicture(source, c.left, c.top, c.width, c.height));
+        OwnedPicture expected(PaintedPicture(kSide, kSide, [&](int64_t x, int64_t y) {
+          return grey(Inside(greyOnly ? c.greyRect : c.allRect, x, y) ? 255 - x * 5 - y : 255);
+        }));
+        ExpectSamePicture(result, expected);
+      }
     }
   }
   ExpectNilAfterChecks(1, [] { return InvertPicture(nullptr, 0, 0, 1, 1); });
