@@ -39,13 +39,10 @@ qvlhost::Storage OtherByteOrder(const qvlhost::Storage& made) {
 // Distinct pictures by seed; with an alpha channel the alpha varies too,
 // so that a rule that let it through would show.
 REALpictureStruct* Varied(int64_t width, int64_t height, int seed, bool alpha = false) {
-  return PaintedPicture(
-      width, height,
-      [=](int64_t x, int64_t y) {
-        return Rgba{Byte(x * 13 + seed), Byte(y * 29 + seed * 3), Byte(x * y + seed * 7),
-                    Byte(alpha ? 255 - x * 9 : 255)};
-      },
-      alpha);
+  const auto colour = [=](int64_t x, int64_t y) {
+    return Rgba{Byte(x * 13 + seed), Byte(y * 29 + seed * 3), Byte(x * y + seed * 7), Byte(alpha ? 255 - x * 9 : 255)};
+  };
+  return PaintedPicture(width, height, colour, alpha);
 }
 
 // A memory block whose byte i is entry(i), for i below size.
