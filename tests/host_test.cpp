@@ -381,6 +381,9 @@ void* operator new(size_t size) {
 // a different allocator.
 __attribute__((noinline)) void operator delete(void* memory) noexcept { std::free(memory); }
 __attribute__((noinline)) void operator delete(void* memory, size_t) noexcept { std::free(memory); }
+// The nothrow forms (the standard library's temporary buffers) share them.
+void* operator new(size_t size, const std::nothrow_t&) noexcept { return std::malloc(size ? size : 1); }
+void operator delete(void* memory, const std::nothrow_t&) noexcept { std::free(memory); }
 
 namespace {
 

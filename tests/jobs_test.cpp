@@ -63,7 +63,7 @@ Rgba Tetrahedral(const Table& table, Rgba in) {
     f[axis] = static_cast<double>(c[axis] - 17 * lower[axis]) / 17.0;
   }
   std::array<int, 3> o = {0, 1, 2};
-  std::sort(o.begin(), o.end(), [&f](int a, int b) { return f[a] > f[b] || (f[a] == f[b] && a < b); });
+  std::stable_sort(o.begin(), o.end(), [&f](int a, int b) { return f[a] > f[b]; });
   const double weights[4] = {1 - f[o[0]], f[o[0]] - f[o[1]], f[o[1]] - f[o[2]], f[o[2]]};
   uint8_t out[3];
   for (int x = 0; x < 3; ++x) {
