@@ -12,20 +12,37 @@ namespace {
 
 constexpr double kFirstVersionWithDoublePen = 2018.02;
 
-// DrawPixel for one layout. The layout is resolved once per line, so that a
-// line's walk holds no test of it and no call. The arithmetic is unsigned
-// and each quotient truncates.
+// Three 16-bit lanes of a 64-bit word, one a channel: a lane holds a product
+// of two bytes, so one multiply serves the three channels.
+constexpr uint64_t kLaneBytes = 0x0000'00FF'00FF'00FFull;
+constexpr uint64_t kLaneOnes = 0x0000'0001'0001'0001ull;
+
+// The outline colour in lanes, red first, then green and blue.
+inline uint64_t OutlineLanes() {
+  return uint64_t(gOutLineColorR & 0xFF) | uint64_t(gOutLineColorG & 0xFF) << 16 |
+         uint64_t(gOutLineColorB & 0xFF) << 32;
+}
+
+// (old * weight + outline * (255 - weight)) / 255 for each channel, the old
+// blue feeding the new green and the old green the new blue. Each lane's sum
+// is at most 255 * 255, where t / 255 equals (t + 1 + t / 256) / 256.
 template <PixelLayout L>
-inline void BlendPixel(PictureWriter& writer, int64_t x, int64_t y, uint32_t weight) {
+inline uint32_t BlendWord(uint32_t old, uint32_t weight, uint64_t outline) {
+  constexpr LayoutDescription l = kLayout<L>;
+  const uint64_t lanes = uint64_t((old >> l.red) & 0xFF) | uint64_t((old >> l.blue) & 0xFF) << 16 |
+                         uint64_t((old >> l.green) & 0xFF) << 32;
+  const uint64_t sums = lanes * weight + outline * (255 - weight);
+  const uint64_t quotients = ((sums + kLaneOnes + ((sums >> 8) & kLaneBytes)) >> 8) & kLaneBytes;
+  return OpaquePixel<L>(uint32_t(quotients) & 0xFF, uint32_t(quotients >> 16) & 0xFF, uint32_t(quotients >> 32));
+}
+
+// DrawPixel for one layout, weight 0..255. The layout is resolved once per
+// line, so that a line's walk holds no test of it and no call.
+template <PixelLayout L>
+inline void BlendPixel(PictureWriter& writer, int64_t x, int64_t y, uint32_t weight, uint64_t outline) {
   if (x < 0 || y < 0 || x >= writer.Width || y >= writer.Height) return;
   uint32_t* row = RowWithin(writer, y);
-  if (!row) return;
-  const Channels old = ReadPixel<L>(row[x]);
-  const uint32_t rest = 255 - weight;
-  const uint32_t red = (old.r * weight + uint32_t(gOutLineColorR) * rest) / 255;
-  const uint32_t green = (old.b * weight + uint32_t(gOutLineColorG) * rest) / 255;
-  const uint32_t blue = (old.g * weight + uint32_t(gOutLineColorB) * rest) / 255;
-  if (L != PixelLayout::Unknown) row[x] = OpaquePixel<L>(red, green, blue);
+  if (row && L != PixelLayout::Unknown) row[x] = BlendWord<L>(row[x], weight, outline);
 }
 
 // The walk keeps its coordinates in unsigned 64 bits so that a line whose
@@ -40,8 +57,9 @@ void WuLine(PictureWriter& writer, int64_t x0, int64_t y0, int64_t x1, int64_t y
     farX = int16_t(x0);
     farY = int16_t(y0);
   }
-  auto draw = [&writer](uint64_t x, uint64_t y, uint32_t weight) {
-    BlendPixel<L>(writer, int64_t(x), int64_t(y), weight);
+  const uint64_t outline = OutlineLanes();
+  auto draw = [&writer, outline](uint64_t x, uint64_t y, uint32_t weight) {
+    BlendPixel<L>(writer, int64_t(x), int64_t(y), weight, outline);
   };
   uint64_t x = uint64_t(nearX), y = uint64_t(nearY);
   draw(x, y, 0);
@@ -103,8 +121,9 @@ void SetGraphicsPen(REALgraphicsStruct* graphics, const char* side, double value
 }  // namespace
 
 void DrawPixel(PictureWriter& writer, int64_t x, int64_t y, int64_t weight) {
-  WithLayout(writer.pictureType,
-             [&](auto layout) { BlendPixel<decltype(layout)::value>(writer, x, y, uint32_t(weight)); });
+  WithLayout(writer.pictureType, [&](auto layout) {
+    BlendPixel<decltype(layout)::value>(writer, x, y, uint32_t(weight) & 0xFF, OutlineLanes());
+  });
 }
 
 void DrawWuLine(PictureWriter& writer, int64_t x0, int64_t y0, int64_t x1, int64_t y1) {
