@@ -144,7 +144,7 @@ bool Scan(PictureReader& haystack, PictureReader& needle, const SearchArea& area
     if (from > area.maxX) continue;
     const uint32_t* haystackRow = haystack.GetRow(row);
     for (int64_t column = from; column <= area.maxX; ++column) {
-      column += TakeInParts(passOver, haystackRow + column, area.maxX + 1 - column, firstPixel);
+      column += TakeWithReadingRow(passOver, haystackRow + column, area.maxX + 1 - column, firstPixel);
       if (column > area.maxX) break;
       if (!close(ReadAt<H>(haystackRow, column), first)) continue;
       if (RestMatches<H, N>(haystack, needle, haystackRow, needleRow0, column, row, close)) {

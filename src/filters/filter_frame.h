@@ -118,28 +118,20 @@ ReadingRow<Kernel> ReadingRowOf(VectorLevel level) {
   }
 }
 
-// A reading row over a row, part by part, each part's successor prefetched,
-// until a part is not taken whole; how many pixels it took. A part is a
-// whole number of every reading row's blocks, so the blocks are those of
-// one call over the row.
+// A reading row over a row, if there is one: how many pixels it took. The
+// processor's own prefetching keeps a read-only pass fed; asking for the
+// next part as the writing frame does slowed these passes by a third on an
+// AMD EPYC.
 template <class Kernel>
-int64_t TakeInParts(ReadingRow<Kernel> readingRow, const uint32_t* row, int64_t width, Kernel& kernel) {
-  int64_t taken = 0;
-  while (readingRow && taken < width) {
-    const int64_t part = std::min(kRowPart, width - taken);
-    PrefetchPixels(row + taken + part, std::min(kRowPart, width - taken - part));
-    const int64_t partTaken = readingRow(row + taken, part, kernel);
-    taken += partTaken;
-    if (partTaken < part) break;
-  }
-  return taken;
+int64_t TakeWithReadingRow(ReadingRow<Kernel> readingRow, const uint32_t* row, int64_t width, Kernel& kernel) {
+  return readingRow ? readingRow(row, width, kernel) : 0;
 }
 
 // One row through a read-only kernel: its reading row, then the per-pixel
 // rule over what is left; the rule's answer.
 template <PixelLayout S, class Kernel>
 auto ReadRow(const uint32_t* row, int64_t width, Kernel& kernel, ReadingRow<Kernel> readingRow) {
-  const int64_t taken = TakeInParts(readingRow, row, width, kernel);
+  const int64_t taken = TakeWithReadingRow(readingRow, row, width, kernel);
   return kernel.template PixelRow<S>(row + taken, width - taken);
 }
 
