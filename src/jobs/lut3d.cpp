@@ -39,7 +39,6 @@ struct AxisCell {
 
 struct Lut3DKernel {
   Lut3DKernel(const double* table) : table(table) {
-    for (uint32_t k = 0; k < kNodeSpacing; ++k) fractionOf[k] = static_cast<double>(k) / 17.0;
     for (uint32_t c = 0; c < 256; ++c) {
       const uint32_t lower = c / kNodeSpacing;
       const uint32_t upper = std::min(lower, kLastLowerNode) + 1;
@@ -101,7 +100,6 @@ struct Lut3DKernel {
 
   const double* table;
   AxisCell red[256], green[256], blue[256];
-  double fractionOf[kNodeSpacing];  // k / 17.0 for k up to 16
 };
 
 }  // namespace
@@ -114,10 +112,11 @@ namespace HWY_NAMESPACE {
 #if HWY_TARGET != HWY_SCALAR
 // As many pixels a block as the target has double lanes. The lattice cell
 // is found in integers: the lower node c / 17 is c * 241 >> 12 for every
-// byte c, the fraction k / 17.0 of the rule is looked up by k = c - 17
-// lower, and the axes compare as their k. The tetrahedron is chosen lane by
-// lane with the rule's tests, its corners gathered from the table, and the
-// sums made in the rule's order, each operation rounded on its own.
+// byte c, the fraction k / 17.0 of the rule is divided in the lanes with
+// k = c - 17 lower, and the axes compare as their k. The tetrahedron is
+// chosen lane by lane with the rule's tests, its corners read from the table
+// a pixel at a time, and the sums made in the rule's order, each operation
+// rounded on its own.
 template <PixelLayout S, PixelLayout D>
 int64_t Lut3DVectorRow(const uint32_t* source, uint32_t* destination, int64_t width, const Lut3DKernel& kernel) {
   const hn::ScalableTag<double> df;
@@ -125,20 +124,28 @@ int64_t Lut3DVectorRow(const uint32_t* source, uint32_t* destination, int64_t wi
   const hn::Rebind<uint32_t, decltype(df)> du32;
   const hn::Rebind<int32_t, decltype(df)> di32;
   const int64_t lanes = static_cast<int64_t>(hn::Lanes(df));
-  const auto one = hn::Set(df, 1.0), zero = hn::Zero(df), limit = hn::Set(df, 255.0);
+  const auto one = hn::Set(df, 1.0), zero = hn::Zero(df), limit = hn::Set(df, 255.0), seventeen = hn::Set(df, 17.0);
   const auto reciprocal = hn::Set(du32, 241u), nodeSpacing = hn::Set(du32, kNodeSpacing),
              lastLower = hn::Set(du32, kLastLowerNode), oneNode = hn::Set(du32, 1u);
   const double* table = kernel.table;
+  // A corner's red, green and blue, and the red of the next node as a
+  // fourth lane where the target has four (every corner Run reads has a
+  // next node in the table).
+  const hn::CappedTag<double, 4> dc;
+  constexpr size_t kMaxLanes = hn::MaxLanes(df);
   const auto wide = [&](auto narrow) { return hn::PromoteTo(di64, hn::BitCast(di32, narrow)); };
+  // k / 17.0 divided in the lanes is the rule's quotient, rounded once; it
+  // is kept in the bits of an integer lane, to be chosen as the k are.
   struct Axis {
-    hn::Vec<decltype(di64)> offset, step, beyond;
+    hn::Vec<decltype(di64)> offset, step, beyond, fraction;
   };
   const auto axisOf = [&](auto channel, uint32_t stride) {
     const auto lower = hn::ShiftRight<12>(hn::Mul(channel, reciprocal));
     const auto upper = hn::Add(hn::Min(lower, lastLower), oneNode);
     const auto strideVector = hn::Set(du32, stride);
+    const auto beyond = hn::BitCast(di32, hn::Sub(channel, hn::Mul(lower, nodeSpacing)));
     return Axis{wide(hn::Mul(lower, strideVector)), wide(hn::Mul(hn::Sub(upper, lower), strideVector)),
-                wide(hn::Sub(channel, hn::Mul(lower, nodeSpacing)))};
+                hn::PromoteTo(di64, beyond), hn::BitCast(di64, hn::Div(hn::PromoteTo(df, beyond), seventeen))};
   };
   const auto byteOf = [&](auto value) {
     const auto held = hn::Min(hn::IfThenElseZero(hn::Ge(value, zero), value), limit);
@@ -165,24 +172,40 @@ int64_t Lut3DVectorRow(const uint32_t* source, uint32_t* destination, int64_t wi
       return hn::IfThenElse(redOverGreen, hn::IfThenElse(greenOverBlue, blue, green),
                             hn::IfThenElse(hn::Or(blueOverGreen, blueOverRed), red, blue));
     };
-    const auto fractionOf = [&](auto beyond) { return hn::GatherIndex(df, kernel.fractionOf, beyond); };
-    const auto f1 = fractionOf(firstOf(r.beyond, g.beyond, b.beyond)),
-               f2 = fractionOf(secondOf(r.beyond, g.beyond, b.beyond)),
-               f3 = fractionOf(thirdOf(r.beyond, g.beyond, b.beyond));
+    const auto f1 = hn::BitCast(df, firstOf(r.fraction, g.fraction, b.fraction)),
+               f2 = hn::BitCast(df, secondOf(r.fraction, g.fraction, b.fraction)),
+               f3 = hn::BitCast(df, thirdOf(r.fraction, g.fraction, b.fraction));
     const auto w1 = hn::Sub(one, f1), w2 = hn::Sub(f1, f2), w3 = hn::Sub(f2, f3);
     const auto i0 = hn::Add(hn::Add(r.offset, g.offset), b.offset);
     const auto i1 = hn::Add(i0, firstOf(r.step, g.step, b.step));
     const auto i2 = hn::Add(i1, secondOf(r.step, g.step, b.step));
     const auto i3 = hn::Add(i0, hn::Add(hn::Add(r.step, g.step), b.step));
-    const auto outputOf = [&](int x) {
-      const double* at = table + x;
-      const auto sum =
-          hn::Add(hn::Add(hn::Add(hn::Mul(w1, hn::GatherIndex(df, at, i0)), hn::Mul(w2, hn::GatherIndex(df, at, i1))),
-                          hn::Mul(w3, hn::GatherIndex(df, at, i2))),
-                  hn::Mul(f3, hn::GatherIndex(df, at, i3)));
-      return byteOf(sum);
-    };
-    hn::StoreU(OpaqueWords<D>(outputOf(0), outputOf(1), outputOf(2)), du32, destination + column);
+    // The corners are read as they lie, a corner's three outputs side by
+    // side: each pixel's four corners take four loads instead of twelve
+    // gathered lanes, and the sums come back to a lane a pixel through the
+    // interleaved load.
+    HWY_ALIGN int64_t corner[4][kMaxLanes];
+    HWY_ALIGN double weight[4][kMaxLanes], sums[4 * kMaxLanes];
+    hn::Store(i0, di64, corner[0]);
+    hn::Store(i1, di64, corner[1]);
+    hn::Store(i2, di64, corner[2]);
+    hn::Store(i3, di64, corner[3]);
+    hn::Store(w1, df, weight[0]);
+    hn::Store(w2, df, weight[1]);
+    hn::Store(w3, df, weight[2]);
+    hn::Store(f3, df, weight[3]);
+    for (int64_t lane = 0; lane < lanes; ++lane) {
+      for (size_t x = 0; x < 4; x += hn::Lanes(dc)) {
+        const auto at = [&](int k) { return hn::LoadU(dc, table + corner[k][lane] + x); };
+        const auto by = [&](int k) { return hn::Set(dc, weight[k][lane]); };
+        const auto sum = hn::Add(hn::Add(hn::Add(hn::Mul(by(0), at(0)), hn::Mul(by(1), at(1))), hn::Mul(by(2), at(2))),
+                                 hn::Mul(by(3), at(3)));
+        hn::Store(sum, dc, sums + 4 * lane + x);
+      }
+    }
+    hn::Vec<decltype(df)> red, green, blue, unused;
+    hn::LoadInterleaved4(df, sums, red, green, blue, unused);
+    hn::StoreU(OpaqueWords<D>(byteOf(red), byteOf(green), byteOf(blue)), du32, destination + column);
   }
   return column;
 }
