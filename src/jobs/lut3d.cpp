@@ -151,61 +151,73 @@ int64_t Lut3DVectorRow(const uint32_t* source, uint32_t* destination, int64_t wi
     const auto held = hn::Min(hn::IfThenElseZero(hn::Ge(value, zero), value), limit);
     return hn::BitCast(du32, hn::DemoteTo(di32, held));
   };
+  // A chunk's sums are all stored before the first is loaded back in lanes:
+  // a load right behind the stores it spans waits for them to reach the cache.
+  constexpr int64_t kChunkPixels = 64;
+  HWY_ALIGN double sums[4 * kChunkPixels];
   int64_t column = 0;
-  for (; column + lanes <= width; column += lanes) {
-    const auto words = hn::LoadU(du32, source + column);
-    const Axis r = axisOf(RedOf<S>(words), kRedStride), g = axisOf(GreenOf<S>(words), kGreenStride),
-               b = axisOf(BlueOf<S>(words), kBlueStride);
-    const auto redOverGreen = hn::Gt(r.beyond, g.beyond), greenOverBlue = hn::Gt(g.beyond, b.beyond),
-               redOverBlue = hn::Gt(r.beyond, b.beyond), blueOverGreen = hn::Gt(b.beyond, g.beyond),
-               blueOverRed = hn::Gt(b.beyond, r.beyond);
-    // The first, second and third axis of the tetrahedron, per lane.
-    const auto firstOf = [&](auto red, auto green, auto blue) {
-      return hn::IfThenElse(redOverGreen, hn::IfThenElse(hn::Or(greenOverBlue, redOverBlue), red, blue),
-                            hn::IfThenElse(blueOverGreen, blue, green));
-    };
-    const auto secondOf = [&](auto red, auto green, auto blue) {
-      return hn::IfThenElse(redOverGreen, hn::IfThenElse(greenOverBlue, green, hn::IfThenElse(redOverBlue, blue, red)),
-                            hn::IfThenElse(blueOverGreen, green, hn::IfThenElse(blueOverRed, blue, red)));
-    };
-    const auto thirdOf = [&](auto red, auto green, auto blue) {
-      return hn::IfThenElse(redOverGreen, hn::IfThenElse(greenOverBlue, blue, green),
-                            hn::IfThenElse(hn::Or(blueOverGreen, blueOverRed), red, blue));
-    };
-    const auto f1 = hn::BitCast(df, firstOf(r.fraction, g.fraction, b.fraction)),
-               f2 = hn::BitCast(df, secondOf(r.fraction, g.fraction, b.fraction)),
-               f3 = hn::BitCast(df, thirdOf(r.fraction, g.fraction, b.fraction));
-    const auto w1 = hn::Sub(one, f1), w2 = hn::Sub(f1, f2), w3 = hn::Sub(f2, f3);
-    const auto i0 = hn::Add(hn::Add(r.offset, g.offset), b.offset);
-    const auto i1 = hn::Add(i0, firstOf(r.step, g.step, b.step));
-    const auto i2 = hn::Add(i1, secondOf(r.step, g.step, b.step));
-    const auto i3 = hn::Add(i0, hn::Add(hn::Add(r.step, g.step), b.step));
-    // The corners are read as they lie, a corner's three outputs side by
-    // side: each pixel's four corners take four loads instead of twelve
-    // gathered lanes, and the sums come back to a lane a pixel through the
-    // interleaved load.
-    HWY_ALIGN int64_t corner[4][kMaxLanes];
-    HWY_ALIGN double weight[4][kMaxLanes], sums[4 * kMaxLanes];
-    hn::Store(i0, di64, corner[0]);
-    hn::Store(i1, di64, corner[1]);
-    hn::Store(i2, di64, corner[2]);
-    hn::Store(i3, di64, corner[3]);
-    hn::Store(w1, df, weight[0]);
-    hn::Store(w2, df, weight[1]);
-    hn::Store(w3, df, weight[2]);
-    hn::Store(f3, df, weight[3]);
-    for (int64_t lane = 0; lane < lanes; ++lane) {
-      for (size_t x = 0; x < 4; x += hn::Lanes(dc)) {
-        const auto at = [&](int k) { return hn::LoadU(dc, table + corner[k][lane] + x); };
-        const auto by = [&](int k) { return hn::Set(dc, weight[k][lane]); };
-        const auto sum = hn::Add(hn::Add(hn::Add(hn::Mul(by(0), at(0)), hn::Mul(by(1), at(1))), hn::Mul(by(2), at(2))),
-                                 hn::Mul(by(3), at(3)));
-        hn::Store(sum, dc, sums + 4 * lane + x);
+  while (column + lanes <= width) {
+    const int64_t chunk = std::min(kChunkPixels, (width - column) / lanes * lanes);
+    for (int64_t block = 0; block < chunk; block += lanes) {
+      const auto words = hn::LoadU(du32, source + column + block);
+      const Axis r = axisOf(RedOf<S>(words), kRedStride), g = axisOf(GreenOf<S>(words), kGreenStride),
+                 b = axisOf(BlueOf<S>(words), kBlueStride);
+      const auto redOverGreen = hn::Gt(r.beyond, g.beyond), greenOverBlue = hn::Gt(g.beyond, b.beyond),
+                 redOverBlue = hn::Gt(r.beyond, b.beyond), blueOverGreen = hn::Gt(b.beyond, g.beyond),
+                 blueOverRed = hn::Gt(b.beyond, r.beyond);
+      // The first, second and third axis of the tetrahedron, per lane.
+      const auto firstOf = [&](auto red, auto green, auto blue) {
+        return hn::IfThenElse(redOverGreen, hn::IfThenElse(hn::Or(greenOverBlue, redOverBlue), red, blue),
+                              hn::IfThenElse(blueOverGreen, blue, green));
+      };
+      const auto secondOf = [&](auto red, auto green, auto blue) {
+        return hn::IfThenElse(redOverGreen,
+                              hn::IfThenElse(greenOverBlue, green, hn::IfThenElse(redOverBlue, blue, red)),
+                              hn::IfThenElse(blueOverGreen, green, hn::IfThenElse(blueOverRed, blue, red)));
+      };
+      const auto thirdOf = [&](auto red, auto green, auto blue) {
+        return hn::IfThenElse(redOverGreen, hn::IfThenElse(greenOverBlue, blue, green),
+                              hn::IfThenElse(hn::Or(blueOverGreen, blueOverRed), red, blue));
+      };
+      const auto f1 = hn::BitCast(df, firstOf(r.fraction, g.fraction, b.fraction)),
+                 f2 = hn::BitCast(df, secondOf(r.fraction, g.fraction, b.fraction)),
+                 f3 = hn::BitCast(df, thirdOf(r.fraction, g.fraction, b.fraction));
+      const auto w1 = hn::Sub(one, f1), w2 = hn::Sub(f1, f2), w3 = hn::Sub(f2, f3);
+      const auto i0 = hn::Add(hn::Add(r.offset, g.offset), b.offset);
+      const auto i1 = hn::Add(i0, firstOf(r.step, g.step, b.step));
+      const auto i2 = hn::Add(i1, secondOf(r.step, g.step, b.step));
+      const auto i3 = hn::Add(i0, hn::Add(hn::Add(r.step, g.step), b.step));
+      // The corners are read as they lie, a corner's three outputs side by
+      // side: each pixel's four corners take four loads instead of twelve
+      // gathered lanes, and the sums come back to a lane a pixel through the
+      // interleaved load.
+      HWY_ALIGN int64_t corner[4][kMaxLanes];
+      HWY_ALIGN double weight[4][kMaxLanes];
+      hn::Store(i0, di64, corner[0]);
+      hn::Store(i1, di64, corner[1]);
+      hn::Store(i2, di64, corner[2]);
+      hn::Store(i3, di64, corner[3]);
+      hn::Store(w1, df, weight[0]);
+      hn::Store(w2, df, weight[1]);
+      hn::Store(w3, df, weight[2]);
+      hn::Store(f3, df, weight[3]);
+      for (int64_t lane = 0; lane < lanes; ++lane) {
+        for (size_t x = 0; x < 4; x += hn::Lanes(dc)) {
+          const auto at = [&](int k) { return hn::LoadU(dc, table + corner[k][lane] + x); };
+          const auto by = [&](int k) { return hn::Set(dc, weight[k][lane]); };
+          const auto sum =
+              hn::Add(hn::Add(hn::Add(hn::Mul(by(0), at(0)), hn::Mul(by(1), at(1))), hn::Mul(by(2), at(2))),
+                      hn::Mul(by(3), at(3)));
+          hn::Store(sum, dc, sums + 4 * (block + lane) + x);
+        }
       }
     }
-    hn::Vec<decltype(df)> red, green, blue, unused;
-    hn::LoadInterleaved4(df, sums, red, green, blue, unused);
-    hn::StoreU(OpaqueWords<D>(byteOf(red), byteOf(green), byteOf(blue)), du32, destination + column);
+    for (int64_t block = 0; block < chunk; block += lanes) {
+      hn::Vec<decltype(df)> red, green, blue, unused;
+      hn::LoadInterleaved4(df, sums + 4 * block, red, green, blue, unused);
+      hn::StoreU(OpaqueWords<D>(byteOf(red), byteOf(green), byteOf(blue)), du32, destination + column + block);
+    }
+    column += chunk;
   }
   return column;
 }
