@@ -77,6 +77,13 @@ inline qvlhost::Config HostWith(double version, qvlhost::Storage storage) {
   return config;
 }
 
+// The Core Graphics layout of the other byte order than a desktop layout's;
+// gd, alone in its host, stays as it is.
+inline qvlhost::Storage OtherByteOrder(const qvlhost::Storage& made) {
+  if (made.kind != qvlhost::Storage::CoreGraphics) return made;
+  return qvlhost::Storage::CG(made.alphaInfo % 2 ? made.alphaInfo + 1 : made.alphaInfo - 1);
+}
+
 class PluginTest : public ::testing::Test {
  protected:
   // The host configuration of the test; override to change it.
