@@ -21,7 +21,6 @@ namespace {
 using qvlhost::OwnedMemoryBlock;
 using qvlhost::OwnedPicture;
 using qvlhost::OwnedString;
-using Lines = std::vector<std::string>;
 
 using AdapterTest = PluginTest;
 

@@ -20,7 +20,6 @@
 
 namespace {
 
-using Lines = std::vector<std::string>;
 using ::testing::ElementsAre;
 
 int fnA, fnB, setB;  // distinct addresses standing for functions

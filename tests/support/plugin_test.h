@@ -15,6 +15,12 @@
 #include "picture/picture_editor.h"
 #include "qvlhost.h"
 
+// The plug-in's one export, linked into the tests.
+extern "C" void REALPluginMain(QVLResolver resolver);
+
+// Lines written to the log, in order.
+using Lines = std::vector<std::string>;
+
 namespace qvlhost {
 inline void PrintTo(const Rgba& colour, std::ostream* out) {
   *out << "{" << int(colour.r) << ", " << int(colour.g) << ", " << int(colour.b) << ", " << int(colour.a) << "}";
@@ -28,7 +34,7 @@ Fn HostEntry(const char* name) {
   return reinterpret_cast<Fn>(qvlhost::Resolver()(name));
 }
 
-inline int64_t CountOf(const std::vector<std::string>& lines, const std::string& line) {
+inline int64_t CountOf(const Lines& lines, const std::string& line) {
   return std::count(lines.begin(), lines.end(), line);
 }
 
@@ -36,16 +42,14 @@ inline int64_t CountOf(const std::vector<std::string>& lines, const std::string&
 inline int64_t JournalCount(const std::string& entry) { return CountOf(qvlhost::JournalEntryNames(), entry); }
 
 // Lines "QVL Debug: <word>" among the traced lines.
-inline int64_t TraceCount(const std::vector<std::string>& lines, const std::string& word) {
-  return CountOf(lines, "QVL Debug: " + word);
-}
+inline int64_t TraceCount(const Lines& lines, const std::string& word) { return CountOf(lines, "QVL Debug: " + word); }
 
 // The host's version, as the host answers it and as the plug-in read it.
 inline void SetHostVersion(double version) { qvlhost::CurrentConfig().version = rbversion_rbversion = version; }
 
 // The lines `run` writes with tracing on; tracing is off again afterwards.
 template <class Run>
-std::vector<std::string> TracedLines(Run run) {
+Lines TracedLines(Run run) {
   DebuggingEnabled = true;
   qvlhost::LogCapture log;
   run();
