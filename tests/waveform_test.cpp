@@ -179,17 +179,7 @@ TEST_P(RenderLayouts, ReadsBeyondTheBlockGiveZero) {
 
 QVL_INSTANTIATE_LAYOUTS(RenderLayouts);
 
-class RenderTest : public PluginTest {
- protected:
-  qvlhost::Config HostConfig() override { return host_; }
-  // A fresh host of this configuration, after the balance check of the last.
-  void Rehost(const qvlhost::Config& host) {
-    EXPECT_EQ("", qvlhost::BalanceProblems(expectException_));
-    host_ = host;
-    PluginTest::SetUp();
-  }
-  qvlhost::Config host_;
-};
+using RenderTest = PluginTest;
 
 // Each refusal as "class: message", the outline colour set once the block is
 // there; without a graphics object a wide outline raises, the picture stays.

@@ -93,8 +93,17 @@ class PluginTest : public ::testing::Test {
   // The host configuration of the test; override to change it.
   virtual qvlhost::Config HostConfig() { return qvlhost::Config(); }
 
-  void SetUp() override {
-    config_ = HostConfig();
+  void SetUp() override { StartHost(HostConfig()); }
+
+  // A fresh host of this configuration, after the balance check of the last.
+  void Rehost(const qvlhost::Config& config) {
+    EXPECT_EQ("", qvlhost::BalanceProblems(expectException_));
+    StartHost(config);
+  }
+
+  // A fresh host, and the plug-in's state as before its start-up.
+  void StartHost(const qvlhost::Config& config) {
+    config_ = config;
     qvlhost::Reset(config_);
     RestoreLoadState();
     ForgetEntryPoints();
