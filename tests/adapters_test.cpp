@@ -21,7 +21,6 @@ namespace {
 using qvlhost::OwnedMemoryBlock;
 using qvlhost::OwnedPicture;
 using qvlhost::OwnedString;
-using Lines = std::vector<std::string>;
 
 using AdapterTest = PluginTest;
 
@@ -143,15 +142,13 @@ TEST_F(AdapterTest, RaiseDegradesOrDropsWhatTheHostLacks) {
       {{}, {"Message"}, "picture is nil", "NilObjectException: (nil)", 1}};
   for (const auto& [hidden, failingProperties, message, raised, asked] : cases) {
     SCOPED_TRACE(raised);
-    qvlhost::Config config = config_;
+    qvlhost::Config config = HostConfig();
     config.hiddenClasses = config.hiddenEntries = hidden;
     config.failingProperties = failingProperties;
-    qvlhost::Reset(config);
-    ForgetEntryPoints();
+    Rehost(config);
     RaiseException("NilObjectException", message);
     EXPECT_EQ(raised, TakePendingException());
     EXPECT_EQ(asked, JournalCount("PluginNewInstance"));
-    EXPECT_EQ("", qvlhost::BalanceProblems());
   }
 }
 
@@ -234,18 +231,15 @@ TEST_F(AdapterTest, NewMemoryBlockUnderTheExceptionHandler) {
       {0, "memoryBlockGetSize", 0, ""}};
   for (const auto& [size, hidden, madeSize, leftPending] : cases) {
     SCOPED_TRACE(testing::Message() << size << " " << hidden);
-    qvlhost::Config config = config_;
+    qvlhost::Config config = HostConfig();
     config.maxMemoryBlockBytes = 64;
     if (!hidden.empty()) config.hiddenEntries = config.hiddenMethods = config.hiddenClasses = {hidden};
-    qvlhost::Reset(config);
-    ForgetEntryPoints();
+    Rehost(config);
     OwnedMemoryBlock block(REALNewMemoryBlock(size));
     EXPECT_EQ(madeSize, block ? qvlhost::MemoryBlockSize(block) : -1);
     EXPECT_EQ(hidden == handler ? 0 : 1, JournalCount(handler));
     const std::string pending = TakePendingException();
     EXPECT_EQ(leftPending, pending.substr(0, pending.find(':')));
-    block.reset();
-    EXPECT_EQ("", qvlhost::BalanceProblems());
   }
 }
 

@@ -14,8 +14,6 @@
 #include "support/plugin_test.h"
 #include "surface.h"
 
-extern "C" void REALPluginMain(QVLResolver resolver);
-
 namespace {
 
 struct AlbumArguments {

@@ -29,13 +29,6 @@ using Cells = std::set<std::pair<int64_t, int64_t>>;  // (x, y)
 using ColourChannelsMasks = LayoutTest;
 QVL_INSTANTIATE_LAYOUTS(ColourChannelsMasks);
 
-// The Core Graphics layout of the other byte order than a desktop layout's;
-// gd, alone in its host, stays as it is.
-qvlhost::Storage OtherByteOrder(const qvlhost::Storage& made) {
-  if (made.kind != qvlhost::Storage::CoreGraphics) return made;
-  return qvlhost::Storage::CG(made.alphaInfo % 2 ? made.alphaInfo + 1 : made.alphaInfo - 1);
-}
-
 // Distinct pictures by seed; with an alpha channel the alpha varies too,
 // so that a rule that let it through would show.
 REALpictureStruct* Varied(int64_t width, int64_t height, int seed, bool alpha = false) {

@@ -35,8 +35,6 @@
 #include "surface.h"
 #include "waveform/render_samples.h"
 
-extern "C" void REALPluginMain(QVLResolver resolver);
-
 namespace {
 
 using qvlhost::Declaration;

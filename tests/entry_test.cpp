@@ -18,11 +18,7 @@
 #include "support/plugin_test.h"
 #include "surface.h"
 
-extern "C" void REALPluginMain(QVLResolver resolver);
-
 namespace {
-
-using Lines = std::vector<std::string>;
 
 // The host's version, 0 without its entry, decides the SDK version told and
 // the route, start-up after start-up. The two job classes come on every

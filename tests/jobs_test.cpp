@@ -15,9 +15,7 @@
 #include "support/every_pixel.h"
 #include "support/painted_picture.h"
 #include "support/plugin_test.h"
-#include "surface.h"
-
-extern "C" void REALPluginMain(QVLResolver resolver);
+#include "support/surface_access.h"
 
 namespace {
 
@@ -85,14 +83,8 @@ class Jobs : public LayoutTest {
     REALPluginMain(qvlhost::Resolver());
   }
 
-  static qvlhost::SurfaceProperty PropertyOf(REALobjectStruct* job, const std::string& name) {
-    qvlhost::SurfaceProperty property;
-    EXPECT_TRUE(qvlhost::FindProperty(qvlhost::ClassName(job), name, &property)) << name;
-    return property;
-  }
   static void Set(REALobjectStruct* job, const std::string& name, const Value& value) {
-    std::string error;
-    EXPECT_TRUE(qvlhost::SetProperty(PropertyOf(job, name), job, value, &error)) << name << ": " << error;
+    EXPECT_TRUE(SetSurfaceProperty(qvlhost::ClassName(job), name, job, value)) << name;
   }
   static void SetIntegers(REALobjectStruct* job, const std::vector<std::pair<const char*, int64_t>>& values) {
     for (const auto& [name, value] : values) Set(job, name, Value::Integer(value));
@@ -100,12 +92,8 @@ class Jobs : public LayoutTest {
   static void SetSource(REALobjectStruct* job, REALpictureStruct* picture) {
     Set(job, "SourcePicture", Value::Handle(qvlhost::TypeKind::Picture, picture));
   }
-  // The value of a property; a picture comes with a reference for the caller.
   static Value Get(REALobjectStruct* job, const std::string& name) {
-    Value value;
-    std::string error;
-    EXPECT_TRUE(qvlhost::GetProperty(PropertyOf(job, name), job, &value, &error)) << name << ": " << error;
-    return value;
+    return GetSurfaceProperty(qvlhost::ClassName(job), name, job);
   }
   static REALpictureStruct* Destination(REALobjectStruct* job) {
     return static_cast<REALpictureStruct*>(Get(job, "DestinationPicture").handle);

@@ -28,7 +28,6 @@ using ::testing::Contains;
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::Ne;
-using Lines = std::vector<std::string>;
 
 using AcquisitionTest = PluginTest;
 
@@ -76,7 +75,6 @@ TEST_F(AcquisitionTest, StorageFormsRefuseWhatTheyCannotWalk) {
     EXPECT_EQ(named, ::testing::Value(lines, Contains(HasSubstr("kCGImageAlpha"))));
     EXPECT_EQ(named ? 1u : 0u, editor.pictureType);
     EXPECT_EQ(0, qvlhost::DescriptionLockCount(pic));
-    EXPECT_EQ(1, qvlhost::ReferenceCount(pic));
   }
 }
 
@@ -187,7 +185,6 @@ TEST_P(AcquiredLayoutTest, ClearGivesBackLockThenCacheThenReferenceOnce) {
     ASSERT_TRUE(editor.GetPictureEditor(pic, !writing, writing));
     EXPECT_FALSE(editor.GetPictureEditor(nullptr, writing, !writing));
     EXPECT_EQ(nullptr, editor.picture);
-    EXPECT_EQ(1, qvlhost::ReferenceCount(pic));
     EXPECT_EQ(0, qvlhost::DescriptionLockCount(pic));
     EXPECT_EQ(writing, editor.writing);  // kept by clear, not replaced by the nil call
   }
@@ -285,7 +282,8 @@ TEST_F(WriterTest, ReferencesPassFromCreatorToWriterToCaller) {
 }
 
 // On a host that cannot lock objects the writer hands the creator's reference
-// to the caller and readers give back none they did not take.
+// to the caller and readers give back none they did not take (a reference
+// too many or too few would fail the balance check).
 TEST_F(WriterTest, FilterResultsWithoutLockStayAliveWithOneReference) {
   for (bool alpha : {false, true}) {
     SCOPED_TRACE(alpha);
@@ -293,8 +291,6 @@ TEST_F(WriterTest, FilterResultsWithoutLockStayAliveWithOneReference) {
     OwnedPicture source(alpha ? VariedAlphaPicture(3, 2) : SolidPicture(3, 2, {200, 150, 100, 255}));
     OwnedPicture result(InvertPicture2(source));
     ASSERT_NE(nullptr, result.get());
-    EXPECT_EQ(1, qvlhost::ReferenceCount(result));
-    EXPECT_EQ(1, qvlhost::ReferenceCount(source));
     qvlhost::CurrentConfig().hiddenEntries.clear();
     ExpectSamePicture(result, OwnedPicture(InvertPicture2(source)));
   }
@@ -325,27 +321,24 @@ TEST_F(PictureMasks, MultiplyTablesEveryEntryMadeOnce) {
   MultiplyTable[1] = 0;
 }
 
-// The mask is asked by host version (the read fallbacks show which way);
-// where the Mask method is missing, that is traced and REALGetPictureMask asked.
-TEST_F(PictureMasks, MissingMaskMethodFallsBackToTheEntry) {
-  qvlhost::CurrentConfig().hiddenMethods = {"Mask(create As Boolean = True) As Picture"};
-  OwnedPicture picture(qvlhost::NewPicture(3, 2)), mask(qvlhost::NewPicture(3, 2)), got;
-  qvlhost::SetPictureMask(picture, mask);
-  const Lines lines = TracedLines([&] { got = OwnedPicture(MyREALGetPictureMask(picture, true)); });
-  EXPECT_EQ(got.get(), mask.get());
-  EXPECT_EQ(1, JournalCount("REALGetPictureMask"));
-  EXPECT_EQ(1, CountOf(lines, "QVL Debug: No Mask function!?"));
-}
-
 // PictureHasMask never creates a mask; a size that can't be read is 0 (the
-// read fallbacks read sizes that can).
-TEST_F(PictureMasks, HasMaskAndSize) {
+// read fallbacks read sizes that can). The mask is asked by host version (the
+// read fallbacks show which way); where the Mask method is missing, that is
+// traced and REALGetPictureMask asked.
+TEST_F(PictureMasks, HasMaskSizeAndTheMaskEntry) {
   OwnedPicture plain(qvlhost::NewPicture(3, 2)), masked(qvlhost::NewPicture(3, 2)), mask(qvlhost::NewPicture(3, 2));
   qvlhost::SetPictureMask(masked, mask);
   EXPECT_FALSE(PictureHasMask(nullptr));
   EXPECT_FALSE(PictureHasMask(plain));
   EXPECT_EQ(qvlhost::PictureMask(plain), nullptr);
   EXPECT_TRUE(PictureHasMask(masked));
+  qvlhost::CurrentConfig().hiddenMethods = {"Mask(create As Boolean = True) As Picture"};
+  qvlhost::ClearJournal();
+  OwnedPicture got;
+  const Lines lines = TracedLines([&] { got = OwnedPicture(MyREALGetPictureMask(masked, true)); });
+  EXPECT_EQ(got.get(), mask.get());
+  EXPECT_EQ(1, JournalCount("REALGetPictureMask"));
+  EXPECT_EQ(1, CountOf(lines, "QVL Debug: No Mask function!?"));
   qvlhost::CurrentConfig().failingProperties = {"Width", "Height"};
   EXPECT_EQ(GetPictureWidth(plain), 0);
   EXPECT_EQ(GetPictureHeight(plain), 0);

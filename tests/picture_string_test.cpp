@@ -14,8 +14,6 @@
 #include "support/painted_picture.h"
 #include "support/plugin_test.h"
 
-extern "C" void REALPluginMain(QVLResolver resolver);
-
 namespace {
 
 using qvlhost::OwnedPicture;

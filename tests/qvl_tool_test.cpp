@@ -127,6 +127,13 @@ class QvlTool : public PluginTest {
   std::string in_, out_;
 };
 
+// The standard output of a run that succeeded with nothing on standard error.
+std::string Succeeded(const ToolRun& run) {
+  EXPECT_EQ(run.status, 0) << run.err;
+  EXPECT_EQ(run.err, "");
+  return run.out;
+}
+
 const char kThresholdDeclaration[] = "ThresholdQVL(extends ref as Picture, Threshold as integer) as picture";
 
 // Standard error as expected: an exact text where `err` starts with "qvl: ",
@@ -234,9 +241,7 @@ TEST_F(QvlTool, OutputIsTheDirectCallsWhateverThePictureKind) {
       {{"--picture-kind", "hidpi"}, twice, 128},
       {{"--picture-kind", "hidpi", "--host-version", "2015.04"}, source, 128}};
   for (const auto& [options, read, threshold] : cases) {
-    ToolRun run = Run(Joined(options, {"ThresholdQVL", in_, std::to_string(threshold), "-o", out_}));
-    ASSERT_EQ(run.status, 0) << run.err;
-    EXPECT_EQ(run.err + run.out, "");
+    EXPECT_EQ(Succeeded(Run(Joined(options, {"ThresholdQVL", in_, std::to_string(threshold), "-o", out_}))), "");
     qvlhost::OwnedPicture direct(ThresholdQVL(read, threshold));
     EXPECT_EQ(FileText(out_), PngOf(direct)) << ::testing::PrintToString(options);
   }
@@ -278,7 +283,7 @@ TEST_F(QvlTool, StringResultsArePrintedOrWritten) {
   qvlhost::OwnedPicture source(qvlhost::ReadPictureFile(in_));
   qvlhost::OwnedString direct(PicturetoBinaryString(source));
   EXPECT_EQ(Run({"PicturetoBinaryStringQVL", in_}).out, "result = " + Hex(qvlhost::StringBytes(direct)) + "\n");
-  ASSERT_EQ(Run({"PicturetoBinaryStringQVL", in_, "-o", encoded}).status, 0);
+  EXPECT_EQ(Succeeded(Run({"PicturetoBinaryStringQVL", in_, "-o", encoded})), "");
   EXPECT_EQ(FileText(encoded), qvlhost::StringBytes(direct));
 }
 
@@ -289,9 +294,9 @@ TEST_F(QvlTool, SpokenSentenceIsDrawn) {
 #ifndef QVL_SPEECH_WAV
   GTEST_SKIP() << "espeak-ng was not found when the build was configured";
 #else
-  ToolRun run = Run({"RenderSamplesQVL", QVL_SPEECH_WAV, "0", "32", "1200", "300", "1", "&c88B5C4", "&c274C5A",
-                     "&c203F4E", "15", "true", "-o", out_});
-  ASSERT_EQ(run.status, 0) << run.err;
+  EXPECT_EQ(Succeeded(Run({"RenderSamplesQVL", QVL_SPEECH_WAV, "0", "32", "1200", "300", "1", "&c88B5C4", "&c274C5A",
+                           "&c203F4E", "15", "true", "-o", out_})),
+            "");
   qvlhost::OwnedPicture wave(qvlhost::ReadPictureFile(out_));
   ASSERT_EQ(qvlhost::PictureWidth(wave), 1200);
   ASSERT_EQ(qvlhost::PictureHeight(wave), 300);
@@ -319,12 +324,11 @@ class QvlToolRoutes : public QvlTool, public ::testing::WithParamInterface<const
 };
 
 TEST_P(QvlToolRoutes, ListShowsTheSurface) {
-  ToolRun listed = RunHere({"list"});
-  ASSERT_EQ(listed.status, 0) << listed.err;
-  EXPECT_THAT(listed.out, HasSubstr(OnModuleRoute() ? "module PicturePictureExtensionQVL" : "class extension Picture"));
-  EXPECT_THAT(listed.out, HasSubstr(OnModuleRoute() ? std::string(kThresholdDeclaration) + "  flags 0x14"
-                                                    : "ThresholdQVL(Threshold as integer) as picture"));
-  EXPECT_THAT(listed.out, HasSubstr("(assign: qvl EmbeddedMaskQVL ref swap value)"));
+  const std::string listed = Succeeded(RunHere({"list"}));
+  EXPECT_THAT(listed, HasSubstr(OnModuleRoute() ? "module PicturePictureExtensionQVL" : "class extension Picture"));
+  EXPECT_THAT(listed, HasSubstr(OnModuleRoute() ? std::string(kThresholdDeclaration) + "  flags 0x14"
+                                                : "ThresholdQVL(Threshold as integer) as picture"));
+  EXPECT_THAT(listed, HasSubstr("(assign: qvl EmbeddedMaskQVL ref swap value)"));
 }
 
 // The analysis methods print their result and ByRef values as lines, as the
@@ -357,27 +361,22 @@ TEST_P(QvlToolRoutes, AnswersAndByRefValuesArePrinted) {
            "\ncount = " + std::to_string(count) + "\n"},
   };
   for (const auto& [arguments, printed] : cases) {
-    ToolRun run = RunHere(arguments);
-    EXPECT_EQ(run.status, 0) << run.err;
-    EXPECT_EQ(run.out, printed) << arguments.front();
+    EXPECT_EQ(Succeeded(RunHere(arguments)), printed) << arguments.front();
   }
 }
 
 // A scroll, the assigning form (the assigned value after the other
 // arguments) and --mask/--mask-out write the picture they changed.
 TEST_P(QvlToolRoutes, ChangedPicturesAreWritten) {
-  ToolRun scrolled = RunHere({"ScrollQVL", in_, "5", "-3", "true", "false", "-o", out_});
-  ASSERT_EQ(scrolled.status, 0) << scrolled.err;
-  EXPECT_EQ(scrolled.out, "ScrollQVL = true\n");
+  EXPECT_EQ(Succeeded(RunHere({"ScrollQVL", in_, "5", "-3", "true", "false", "-o", out_})), "ScrollQVL = true\n");
   qvlhost::OwnedPicture expected(qvlhost::ReadPictureFile(in_));
   ScrollQVL(expected, 5, -3, true, false);
   EXPECT_EQ(FileText(out_), PngOf(expected));
 
   const std::string mask = (work_ / "mask.png").string();
-  ToolRun masked =
-      RunHere({"ScrollVerticalQVL", in_, "7", "false", "true", "--mask", in_, "--mask-out", mask, "-o", out_});
-  ASSERT_EQ(masked.status, 0) << masked.err;
-  EXPECT_EQ(masked.out, "ScrollVerticalQVL = true\n");
+  EXPECT_EQ(Succeeded(RunHere(
+                {"ScrollVerticalQVL", in_, "7", "false", "true", "--mask", in_, "--mask-out", mask, "-o", out_})),
+            "ScrollVerticalQVL = true\n");
   qvlhost::OwnedPicture vertical(qvlhost::ReadPictureFile(in_));
   ScrollVerticalQVL(vertical, 7, false, false);
   EXPECT_EQ(FileText(mask), PngOf(vertical));
@@ -389,7 +388,7 @@ TEST_P(QvlToolRoutes, ChangedPicturesAreWritten) {
   ASSERT_TRUE(qvlhost::WritePictureFile(painted, mask));
   qvlhost::OwnedPicture embedded(qvlhost::ReadPictureFile(in_));
   SetEmbededMask(embedded, false, painted);
-  ASSERT_EQ(RunHere({"EmbeddedMaskQVL", in_, "false", mask, "-o", out_}).status, 0);
+  EXPECT_EQ(Succeeded(RunHere({"EmbeddedMaskQVL", in_, "false", mask, "-o", out_})), "");
   EXPECT_EQ(FileText(out_), PngOf(embedded));
 }
 
@@ -401,10 +400,9 @@ TEST_P(QvlToolRoutes, JobClassesRunOnANewInstance) {
   qvlhost::OwnedPicture in(qvlhost::ReadPictureFile(in_));
   const int64_t width = qvlhost::PictureWidth(in);
   auto clamped = [](int value) { return uint8_t(std::clamp(value, 0, 255)); };
-  ToolRun sepia = RunHere(
-      {"PictureSepiaQVL.Run", "SourcePicture=" + in_, "SepiaRed=40", "SepiaGreen=20", "SepiaBlue=-10", "-o", out_});
-  EXPECT_EQ(sepia.status, 0) << sepia.err;
-  EXPECT_EQ(sepia.out, "result = true\n");
+  EXPECT_EQ(Succeeded(RunHere({"PictureSepiaQVL.Run", "SourcePicture=" + in_, "SepiaRed=40", "SepiaGreen=20",
+                               "SepiaBlue=-10", "-o", out_})),
+            "result = true\n");
   qvlhost::OwnedPicture out(qvlhost::ReadPictureFile(out_));
   ExpectEveryPixel(in, out, [&](qvlhost::Rgba c) {
     const int grey = (c.r * 306 + c.g * 601 + c.b * 116) / 1024;
@@ -412,7 +410,7 @@ TEST_P(QvlToolRoutes, JobClassesRunOnANewInstance) {
   });
   for (const std::string grade : {"warm", "identity"}) {
     const std::string cube = QVL_SOURCE_DIR "/samples/" + grade + ".cube";
-    EXPECT_EQ(RunHere({"PictureLut3DQVL.Run", "SourcePicture=" + in_, "--lut", cube, "-o", out_}).out,
+    EXPECT_EQ(Succeeded(RunHere({"PictureLut3DQVL.Run", "SourcePicture=" + in_, "--lut", cube, "-o", out_})),
               "result = true\n");
   }
   qvlhost::OwnedPicture graded(qvlhost::ReadPictureFile(out_));

@@ -20,7 +20,6 @@
 
 namespace {
 
-using Lines = std::vector<std::string>;
 using ::testing::ElementsAre;
 
 int fnA, fnB, setB;  // distinct addresses standing for functions
@@ -237,13 +236,6 @@ Lines operator+(Lines first, const Lines& second) {
   return first;
 }
 
-// What a property record with nothing filled in gives.
-Lines NilProperty(const std::string& owner) {
-  return {"Error: The property " + owner + ".0 has nil name.",
-          "Error: The property " + owner + ".(null) has nil getter.",
-          "Error: The property " + owner + ".0 has nil type."};
-}
-
 void* const kStandard = REALstandardGetter;
 REALattribute kUnnamed[1] = {};
 REALconstant kConstant[1] = {{nullptr, 0, 0, 1}};
@@ -310,7 +302,8 @@ const CheckCase kCases[] = {
       "Error: The delegate O.(null) has the wrong attributeCount value: 1", "Error: The event O.0 has nil declaration.",
       "Error: The event O.(null) has the wrong attributeCount value: 1"}},
     {"Properties", [] { CheckProperties("O", kProperties, 5); },
-     NilProperty("O") +
+     Lines{"Error: The property O.0 has nil name.", "Error: The property O.(null) has nil getter.",
+           "Error: The property O.0 has nil type."} +
          Starting("Error: The property O.d ", {"needs custom getter.", "needs custom setter.", "has editor.",
                                                "has wrong enumCount: 1", "has attributes: 1"}) +
          Lines(2, "Error: The property O.p has unaligned offset 6.")},

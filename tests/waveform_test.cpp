@@ -13,7 +13,7 @@
 #include "plugin_loader.h"
 #include "support/every_pixel.h"
 #include "support/plugin_test.h"
-#include "surface.h"
+#include "support/surface_access.h"
 #include "waveform/lines.h"
 #include "waveform/render_samples.h"
 
@@ -179,17 +179,7 @@ TEST_P(RenderLayouts, ReadsBeyondTheBlockGiveZero) {
 
 QVL_INSTANTIATE_LAYOUTS(RenderLayouts);
 
-class RenderTest : public PluginTest {
- protected:
-  qvlhost::Config HostConfig() override { return host_; }
-  // A fresh host of this configuration, after the balance check of the last.
-  void Rehost(const qvlhost::Config& host) {
-    EXPECT_EQ("", qvlhost::BalanceProblems(expectException_));
-    host_ = host;
-    PluginTest::SetUp();
-  }
-  qvlhost::Config host_;
-};
+using RenderTest = PluginTest;
 
 // Each refusal as "class: message", the outline colour set once the block is
 // there; without a graphics object a wide outline raises, the picture stays.
@@ -302,14 +292,11 @@ TEST_F(RenderTest, RegisteredRowFillsInTheDefaults) {
   using qvlhost::Value;
   std::string error;
   ASSERT_TRUE(qvlhost::LoadPlugin(QVL_PLUGIN_PATH, &error)) << error;
-  const std::vector<qvlhost::SurfaceMethod> found = qvlhost::FindMethods("RenderSamplesQVL");
-  ASSERT_EQ(found.size(), 1u);
   OwnedMemoryBlock block(BlockOf(ColumnsOf({20, -40, 90, -3, 60})));
   const auto integer = Value::Integer;
   const Value samples = Value::Handle(qvlhost::TypeKind::MemoryBlock, block.get());
-  std::vector<Value> arguments = {samples, integer(0), integer(2), integer(0), integer(64), integer(1)};
-  Value result;
-  ASSERT_TRUE(qvlhost::CallMethod(found[0], arguments, &result, &error)) << error;
+  const Value result = CallSurfaceMethod("RenderSamplesQVL", false,
+                                         {samples, integer(0), integer(2), integer(0), integer(64), integer(1)});
   OwnedPicture byDeclaration(static_cast<REALpictureStruct*>(result.handle));
   OwnedPicture direct(RenderSamples(block, 0, 2, 0, 64, 1, kBack, kFore, kOutline, 8, false));
   ExpectSamePicture(byDeclaration, direct);

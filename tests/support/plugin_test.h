@@ -15,6 +15,12 @@
 #include "picture/picture_editor.h"
 #include "qvlhost.h"
 
+// The plug-in's one export, linked into the tests.
+extern "C" void REALPluginMain(QVLResolver resolver);
+
+// Lines written to the log, in order.
+using Lines = std::vector<std::string>;
+
 namespace qvlhost {
 inline void PrintTo(const Rgba& colour, std::ostream* out) {
   *out << "{" << int(colour.r) << ", " << int(colour.g) << ", " << int(colour.b) << ", " << int(colour.a) << "}";
@@ -28,7 +34,7 @@ Fn HostEntry(const char* name) {
   return reinterpret_cast<Fn>(qvlhost::Resolver()(name));
 }
 
-inline int64_t CountOf(const std::vector<std::string>& lines, const std::string& line) {
+inline int64_t CountOf(const Lines& lines, const std::string& line) {
   return std::count(lines.begin(), lines.end(), line);
 }
 
@@ -36,16 +42,14 @@ inline int64_t CountOf(const std::vector<std::string>& lines, const std::string&
 inline int64_t JournalCount(const std::string& entry) { return CountOf(qvlhost::JournalEntryNames(), entry); }
 
 // Lines "QVL Debug: <word>" among the traced lines.
-inline int64_t TraceCount(const std::vector<std::string>& lines, const std::string& word) {
-  return CountOf(lines, "QVL Debug: " + word);
-}
+inline int64_t TraceCount(const Lines& lines, const std::string& word) { return CountOf(lines, "QVL Debug: " + word); }
 
 // The host's version, as the host answers it and as the plug-in read it.
 inline void SetHostVersion(double version) { qvlhost::CurrentConfig().version = rbversion_rbversion = version; }
 
 // The lines `run` writes with tracing on; tracing is off again afterwards.
 template <class Run>
-std::vector<std::string> TracedLines(Run run) {
+Lines TracedLines(Run run) {
   DebuggingEnabled = true;
   qvlhost::LogCapture log;
   run();
@@ -77,13 +81,29 @@ inline qvlhost::Config HostWith(double version, qvlhost::Storage storage) {
   return config;
 }
 
+// The Core Graphics layout of the other byte order than a desktop layout's;
+// gd, alone in its host, stays as it is.
+inline qvlhost::Storage OtherByteOrder(const qvlhost::Storage& made) {
+  if (made.kind != qvlhost::Storage::CoreGraphics) return made;
+  return qvlhost::Storage::CG(made.alphaInfo % 2 ? made.alphaInfo + 1 : made.alphaInfo - 1);
+}
+
 class PluginTest : public ::testing::Test {
  protected:
   // The host configuration of the test; override to change it.
   virtual qvlhost::Config HostConfig() { return qvlhost::Config(); }
 
-  void SetUp() override {
-    config_ = HostConfig();
+  void SetUp() override { StartHost(HostConfig()); }
+
+  // A fresh host of this configuration, after the balance check of the last.
+  void Rehost(const qvlhost::Config& config) {
+    EXPECT_EQ("", qvlhost::BalanceProblems(expectException_));
+    StartHost(config);
+  }
+
+  // A fresh host, and the plug-in's state as before its start-up.
+  void StartHost(const qvlhost::Config& config) {
+    config_ = config;
     qvlhost::Reset(config_);
     RestoreLoadState();
     ForgetEntryPoints();
