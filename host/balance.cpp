@@ -54,11 +54,12 @@ std::string BalanceProblems(bool exceptionExpected) {
   for (const void* handle : state.abandonedReferences) ++held[handle];
   ReportMissingAbandoned(held, &report);
   for (const auto& object : state.objects) {
-    if (!object->alive) continue;
+    // A lock not given back is reported even when its picture is gone.
     if (auto* picture = dynamic_cast<Picture*>(object.get()); picture && picture->descriptionLocks > 0) {
-      Add(&report,
-          picture->Describe() + " still has " + std::to_string(picture->descriptionLocks) + " description lock(s)");
+      Add(&report, picture->Describe() + (picture->alive ? " still has " : " was released with ") +
+                       std::to_string(picture->descriptionLocks) + " description lock(s)");
     }
+    if (!object->alive) continue;
     int64_t hostReferences = held[object.get()];
     if (object->references > hostReferences) {
       Add(&report, LeakLine(object->Describe(), object->references, hostReferences));
