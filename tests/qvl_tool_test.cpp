@@ -18,7 +18,6 @@
 #include <vector>
 
 #include "analysis/counting.h"
-#include "analysis/uniformity.h"
 #include "filters/mask_extraction.h"
 #include "filters/threshold.h"
 #include "scroll/scroll.h"
@@ -349,9 +348,13 @@ TEST_P(QvlToolRoutes, AnswersAndByRefValuesArePrinted) {
       PaintedPicture(2, 2, [&](int64_t x, int64_t y) { return qvlhost::PixelRgba(source, x + 9, y + 4); }));
   ASSERT_TRUE(qvlhost::WritePictureFile(cut, needle));
   const std::pair<Words, std::string> cases[] = {
-      {{"isBlackQVL", in_}, std::string("isBlackQVL = ") + (isBlack2(source) ? "true\n" : "false\n")},
+      // Each form of a uniformity test on a corner where the other would differ.
+      {{"isBlackQVL", in_}, "isBlackQVL = false\n"},
+      {{"isBlackQVL", in_, "0", "0", "1", "1"}, "isBlackQVL = true\n"},
+      {{"isWhiteQVL", in_}, "isWhiteQVL = false\n"},
       {{"isWhiteQVL", in_, "-1", "-1", "1", "1"}, "isWhiteQVL = true\n"},
       {{"isGrayQVL", in_, "300"}, "isGrayQVL = true\n"},
+      {{"isGrayQVL", in_, "0", "0", "0", "1", "1"}, "isGrayQVL = true\n"},
       {{"ColornessQVL", in_, "300"}, "ColornessQVL = 0\n"},
       {{"FindPictureQVL", in_, needle, "7", "7", "0", "0", "1"}, "FindPictureQVL = true\nx = 9\ny = 4\n"},
       {{"FindPictureQVL", in_, in_, "7", "7", "1"}, "FindPictureQVL = false\nx = 0\ny = 0\n"},
@@ -368,10 +371,21 @@ TEST_P(QvlToolRoutes, AnswersAndByRefValuesArePrinted) {
 // A scroll, the assigning form (the assigned value after the other
 // arguments) and --mask/--mask-out write the picture they changed.
 TEST_P(QvlToolRoutes, ChangedPicturesAreWritten) {
-  EXPECT_EQ(Succeeded(RunHere({"ScrollQVL", in_, "5", "-3", "true", "false", "-o", out_})), "ScrollQVL = true\n");
-  qvlhost::OwnedPicture expected(qvlhost::ReadPictureFile(in_));
-  ScrollQVL(expected, 5, -3, true, false);
-  EXPECT_EQ(FileText(out_), PngOf(expected));
+  // The positive horizontal scroll without wrap moves pixels in pairs.
+  const std::pair<Words, bool (*)(REALpictureStruct*)> scrolls[] = {
+      {{"ScrollQVL", in_, "5", "-3", "true", "false"},
+       [](REALpictureStruct* p) { return ScrollQVL(p, 5, -3, true, false); }},
+      {{"ScrollHorizontalQVL", in_, "9", "false", "false"},
+       [](REALpictureStruct* p) { return ScrollHorizontalQVL(p, 9, false, false); }},
+  };
+  for (const auto& [words, scroll] : scrolls) {
+    qvlhost::OwnedPicture expected(qvlhost::ReadPictureFile(in_));
+    const std::string printed = words.front() + (scroll(expected) ? " = true\n" : " = false\n");
+    Words call = words;
+    call.insert(call.end(), {"-o", out_});
+    EXPECT_EQ(Succeeded(RunHere(call)), printed);
+    EXPECT_EQ(FileText(out_), PngOf(expected)) << words.front();
+  }
 
   const std::string mask = (work_ / "mask.png").string();
   EXPECT_EQ(Succeeded(RunHere(
