@@ -406,6 +406,19 @@ TEST_P(LineTest, DrawPixelCrossesGreenAndBlue) {
     EXPECT_EQ(qvlhost::PixelRgba(writer_.picture, x, 0), want) << "weight " << weight;
   }
   EXPECT_EQ(qvlhost::PixelRgba(writer_.picture, 3, 0), (Rgba{10, 200, 50, 255}));
+  // Every weight on channels at the ends of their range, where the three
+  // products, worked in one word, come nearest to each other's bits.
+  for (uint32_t weight = 0; weight < 256; ++weight) {
+    for (uint8_t v : {0, 1, 128, 254, 255}) {
+      const auto blend = [&](uint32_t old, uint32_t outline) {
+        return uint8_t((old * weight + outline * (255 - weight)) / 255);
+      };
+      qvlhost::SetPixelRgba(writer_.picture, 4, 0, Rgba{v, uint8_t(255 - v), v, 255});
+      DrawPixel(writer_, 4, 0, weight);
+      ASSERT_EQ(qvlhost::PixelRgba(writer_.picture, 4, 0), (Rgba{blend(v, 100), blend(v, 30), blend(255 - v, 60), 255}))
+          << "weight " << weight << ", value " << int(v);
+    }
+  }
 }
 
 QVL_INSTANTIATE_LAYOUTS(LineTest);
