@@ -36,6 +36,9 @@ constexpr size_t kMaxStringBytes = 64;
 // the host draw lines with a pen of the outline width: its sizes stay below
 // this, so that one input never takes long. Bits and the colours stay free.
 constexpr int64_t kMaxRenderSize = 1024;
+// The host composes a translucent pen at every point of a line, so the pen's
+// area multiplies a line's time: a wide outline would take minutes an input.
+constexpr int64_t kMaxOutlineWidth = 8;
 
 // The exceptions the plug-in documents; any other class is a finding.
 const std::set<std::string>& DocumentedExceptions() {
@@ -193,20 +196,22 @@ Value ObjectArgument(FuzzedDataProvider& input, Handles& handles, const Paramete
   return handles.Keep(TypeKind::Object, qvlhost::NewObject(parameter.type.name));
 }
 
-bool IsRenderSize(const SurfaceMethod& method, const Parameter& parameter) {
-  static const std::set<std::string> sizes = {"samplecount", "smooth", "width", "height", "outlinewidth"};
-  if (!qvlhost::EqualsIgnoringCase(method.Name(), "RenderSamplesQVL")) return false;
+// The bound of a RenderSamplesQVL size argument, or 0 for any other.
+int64_t RenderSizeBound(const SurfaceMethod& method, const Parameter& parameter) {
+  static const std::set<std::string> sizes = {"samplecount", "smooth", "width", "height"};
+  if (!qvlhost::EqualsIgnoringCase(method.Name(), "RenderSamplesQVL")) return 0;
   std::string name = parameter.name;
   for (char& c : name) c = char(std::tolower(static_cast<unsigned char>(c)));
-  return sizes.count(name) != 0;
+  if (name == "outlinewidth") return kMaxOutlineWidth;
+  return sizes.count(name) != 0 ? kMaxRenderSize : 0;
 }
 
 Value ArgumentFor(FuzzedDataProvider& input, Handles& handles, const SurfaceMethod& method, const Parameter& parameter,
                   const Value& self) {
   switch (parameter.type.kind) {
     case TypeKind::Integer:
-      if (IsRenderSize(method, parameter))
-        return Value::Integer(input.ConsumeIntegralInRange(-kMaxRenderSize, kMaxRenderSize));
+      if (const int64_t bound = RenderSizeBound(method, parameter))
+        return Value::Integer(input.ConsumeIntegralInRange(-bound, bound));
       return Value::Integer(ExtremeInteger(input));
     case TypeKind::Int32:
       return Value::Int32(int32_t(ExtremeInteger(input)));
