@@ -6,7 +6,10 @@
 #include "platform/platform.h"
 
 void LogMessageX(const char* format, ...) {
-  char line[4096] = {};
+  // Only what vsnprintf writes is read; the empty start covers a format
+  // that fails.
+  char line[4096];
+  line[0] = '\0';
   va_list arguments;
   va_start(arguments, format);
   vsnprintf(line, sizeof line, format, arguments);

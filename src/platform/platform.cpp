@@ -1,7 +1,6 @@
 #include "platform/platform.h"
 
 #include <cstring>
-#include <string>
 
 #ifdef __APPLE__
 #include <CoreFoundation/CoreFoundation.h>
@@ -9,6 +8,7 @@
 #include <mach/mach_time.h>
 extern "C" void NSLog(CFStringRef format, ...);
 #else
+#include <sys/uio.h>
 #include <time.h>
 #include <unistd.h>
 
@@ -46,10 +46,11 @@ void ReleaseCFObject(const void* object) { CFRelease(static_cast<CFTypeRef>(obje
 
 #else
 
+// One write of the line and its newline, so that lines from threads do not
+// interleave, and no allocation: the log still works when memory is short.
 void WriteLogLine(const char* line) {
-  std::string text(line);
-  text += '\n';
-  ssize_t ignored = write(STDERR_FILENO, text.data(), text.size());
+  iovec parts[2] = {{const_cast<char*>(line), strlen(line)}, {const_cast<char*>("\n"), 1}};
+  ssize_t ignored = writev(STDERR_FILENO, parts, 2);
   (void)ignored;
 }
 
