@@ -132,7 +132,6 @@ int64_t Lut3DVectorRow(const uint32_t* source, uint32_t* destination, int64_t wi
   // fourth lane where the target has four (every corner Run reads has a
   // next node in the table).
   const hn::CappedTag<double, 4> dc;
-  constexpr size_t kMaxLanes = hn::MaxLanes(df);
   const auto wide = [&](auto narrow) { return hn::PromoteTo(di64, hn::BitCast(di32, narrow)); };
   // k / 17.0 divided in the lanes is the rule's quotient, rounded once; it
   // is kept in the bits of an integer lane, to be chosen as the k are.
@@ -151,9 +150,14 @@ int64_t Lut3DVectorRow(const uint32_t* source, uint32_t* destination, int64_t wi
     const auto held = hn::Min(hn::IfThenElseZero(hn::Ge(value, zero), value), limit);
     return hn::BitCast(du32, hn::DemoteTo(di32, held));
   };
-  // A chunk's sums are all stored before the first is loaded back in lanes:
-  // a load right behind the stores it spans waits for them to reach the cache.
+  // A chunk of pixels goes in three passes: the cells and weights of every
+  // block, the sums pixel by pixel, the bytes block by block. A scalar load
+  // right behind the vector store that holds it waits for the store to
+  // reach the cache, as does a vector load behind scalar stores; between
+  // passes the stores have long arrived.
   constexpr int64_t kChunkPixels = 64;
+  HWY_ALIGN int64_t corner[4][kChunkPixels];
+  HWY_ALIGN double weight[4][kChunkPixels];
   HWY_ALIGN double sums[4 * kChunkPixels];
   int64_t column = 0;
   while (column + lanes <= width) {
@@ -182,34 +186,28 @@ int64_t Lut3DVectorRow(const uint32_t* source, uint32_t* destination, int64_t wi
       const auto f1 = hn::BitCast(df, firstOf(r.fraction, g.fraction, b.fraction)),
                  f2 = hn::BitCast(df, secondOf(r.fraction, g.fraction, b.fraction)),
                  f3 = hn::BitCast(df, thirdOf(r.fraction, g.fraction, b.fraction));
-      const auto w1 = hn::Sub(one, f1), w2 = hn::Sub(f1, f2), w3 = hn::Sub(f2, f3);
       const auto i0 = hn::Add(hn::Add(r.offset, g.offset), b.offset);
       const auto i1 = hn::Add(i0, firstOf(r.step, g.step, b.step));
-      const auto i2 = hn::Add(i1, secondOf(r.step, g.step, b.step));
-      const auto i3 = hn::Add(i0, hn::Add(hn::Add(r.step, g.step), b.step));
-      // The corners are read as they lie, a corner's three outputs side by
-      // side: each pixel's four corners take four loads instead of twelve
-      // gathered lanes, and the sums come back to a lane a pixel through the
-      // interleaved load.
-      HWY_ALIGN int64_t corner[4][kMaxLanes];
-      HWY_ALIGN double weight[4][kMaxLanes];
-      hn::Store(i0, di64, corner[0]);
-      hn::Store(i1, di64, corner[1]);
-      hn::Store(i2, di64, corner[2]);
-      hn::Store(i3, di64, corner[3]);
-      hn::Store(w1, df, weight[0]);
-      hn::Store(w2, df, weight[1]);
-      hn::Store(w3, df, weight[2]);
-      hn::Store(f3, df, weight[3]);
-      for (int64_t lane = 0; lane < lanes; ++lane) {
-        for (size_t x = 0; x < 4; x += hn::Lanes(dc)) {
-          const auto at = [&](int k) { return hn::LoadU(dc, table + corner[k][lane] + x); };
-          const auto by = [&](int k) { return hn::Set(dc, weight[k][lane]); };
-          const auto sum =
-              hn::Add(hn::Add(hn::Add(hn::Mul(by(0), at(0)), hn::Mul(by(1), at(1))), hn::Mul(by(2), at(2))),
-                      hn::Mul(by(3), at(3)));
-          hn::Store(sum, dc, sums + 4 * (block + lane) + x);
-        }
+      hn::Store(i0, di64, corner[0] + block);
+      hn::Store(i1, di64, corner[1] + block);
+      hn::Store(hn::Add(i1, secondOf(r.step, g.step, b.step)), di64, corner[2] + block);
+      hn::Store(hn::Add(i0, hn::Add(hn::Add(r.step, g.step), b.step)), di64, corner[3] + block);
+      hn::Store(hn::Sub(one, f1), df, weight[0] + block);
+      hn::Store(hn::Sub(f1, f2), df, weight[1] + block);
+      hn::Store(hn::Sub(f2, f3), df, weight[2] + block);
+      hn::Store(f3, df, weight[3] + block);
+    }
+    // The corners are read as they lie, a corner's three outputs side by
+    // side: each pixel's four corners take four loads instead of twelve
+    // gathered lanes, and the sums come back to a lane a pixel through the
+    // interleaved load.
+    for (int64_t pixel = 0; pixel < chunk; ++pixel) {
+      for (size_t x = 0; x < 4; x += hn::Lanes(dc)) {
+        const auto at = [&](int k) { return hn::LoadU(dc, table + corner[k][pixel] + x); };
+        const auto by = [&](int k) { return hn::Set(dc, weight[k][pixel]); };
+        const auto sum = hn::Add(hn::Add(hn::Add(hn::Mul(by(0), at(0)), hn::Mul(by(1), at(1))), hn::Mul(by(2), at(2))),
+                                 hn::Mul(by(3), at(3)));
+        hn::Store(sum, dc, sums + 4 * pixel + x);
       }
     }
     for (int64_t block = 0; block < chunk; block += lanes) {
