@@ -111,6 +111,35 @@ TEST_P(ColourChannelsMasks, ColourTablesInTheCrossedOrderAndTheDestination) {
   EXPECT_EQ(nullptr, TransformColorsQVL(source, blue, blue, empty, nullptr));
 }
 
+// Every value of every channel through its table at every level, on a row
+// of whole vector blocks and a rest, from both byte orders, with and without
+// an alpha channel: each entry of each table is reached through the rows.
+TEST_P(ColourChannelsMasks, ColourTablesReachEveryEntryAtEveryLevel) {
+  const auto red = [](int i) { return Byte(i * 37 + 11); };
+  const auto green = [](int i) { return Byte(i * 101 + 7); };
+  const auto blue = [](int i) { return Byte(255 - i * 53); };
+  OwnedMemoryBlock redTable(Table(256, red)), greenTable(Table(256, green)), blueTable(Table(256, blue));
+  const qvlhost::Storage made = qvlhost::CurrentConfig().storage;
+  for (const VectorLevel level : kEveryVectorLevel) {
+    CapVectorLevel(level);
+    for (const qvlhost::Storage storage : {made, OtherByteOrder(made)}) {
+      for (const bool alpha : {false, true}) {
+        SCOPED_TRACE(testing::Message() << NameOf(level) << " from " << storage.Name() << (alpha ? " alpha" : ""));
+        qvlhost::CurrentConfig().storage = storage;
+        OwnedPicture source(PaintedPicture(
+            263, 1,
+            [&](int64_t x, int64_t) {
+              return Rgba{Byte(x), Byte(x * 7), Byte(x * 13), Byte(alpha ? x : 255)};
+            },
+            alpha));
+        qvlhost::CurrentConfig().storage = made;
+        OwnedPicture result(TransformColorsQVL(source, redTable, blueTable, greenTable, nullptr));
+        ExpectEveryPixel(source, result, [&](Rgba in) { return Opaque(red(in.r), green(in.g), blue(in.b)); });
+      }
+    }
+  }
+}
+
 Rgba At(REALpictureStruct* picture, int64_t x, int64_t y) { return qvlhost::PixelRgba(picture, x, y); }
 
 using Replacer = REALpictureStruct* (*)(REALpictureStruct*, REALpictureStruct*);

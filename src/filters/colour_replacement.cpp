@@ -89,11 +89,11 @@ struct ExtractKernel {
 
 constexpr int64_t kTableEntries = 256;
 
-// A channel table copied out of its memory block, an entry a word so that
-// vector rows can gather them; entries the block does not hold are 0, so a
-// short block is never read past its end.
+// A channel table copied out of its memory block; entries the block does not
+// hold are 0, so a short block is never read past its end. The vector rows
+// read it sixteen entries at a time.
 struct ChannelTable {
-  uint32_t entries[kTableEntries] = {};
+  alignas(16) uint8_t entries[kTableEntries] = {};
 
   explicit ChannelTable(const rbData& block) {
     const int64_t held = std::clamp<int64_t>(block.size, 0, kTableEntries);
@@ -145,22 +145,55 @@ int64_t ReplaceRow(const uint32_t* source, uint32_t* destination, int64_t width,
   return column;
 }
 
-// A pixel a lane: each channel gathered from its table. Eight lanes at
-// most: a gather of sixteen takes longer than two of eight.
+// The entries kFirst .. kFirst + 16 kSixteenths - 1 of a table at the bytes
+// of c that fall among them: each sixteenth of the table is looked up by the
+// low four bits of c, and a bit of c a level chooses between the halves,
+// bit 7 first.
+template <int kFirst, int kSixteenths, class V>
+HWY_INLINE V LookUpBytes(const uint8_t* entries, V c, V low) {
+  const hn::DFromV<V> d;
+  if constexpr (kSixteenths == 1) {
+    return hn::TableLookupBytes(hn::LoadDup128(d, entries + kFirst), low);
+  } else {
+    constexpr int kHalf = kSixteenths / 2;
+    // The choosing bit moved up to each byte's sign: a shift of 16-bit
+    // lanes moves each byte's own bits up to its top.
+    constexpr int kRise = kSixteenths == 16 ? 0 : kSixteenths == 8 ? 1 : kSixteenths == 4 ? 2 : 3;
+    const hn::Repartition<uint16_t, decltype(d)> d16;
+    const hn::RebindToSigned<decltype(d)> di;
+    const auto sign = hn::BitCast(di, hn::ShiftLeft<kRise>(hn::BitCast(d16, c)));
+    const auto lower = hn::BitCast(di, LookUpBytes<kFirst, kHalf>(entries, c, low));
+    const auto upper = hn::BitCast(di, LookUpBytes<kFirst + 16 * kHalf, kHalf>(entries, c, low));
+    return hn::BitCast(d, hn::IfNegativeThenElse(sign, upper, lower));
+  }
+}
+
+template <class V>
+HWY_INLINE V LookUpBytes(const ChannelTable& table, V c) {
+  return LookUpBytes<0, 16>(table.entries, c, hn::And(c, hn::Set(hn::DFromV<V>(), 0x0F)));
+}
+
+// As many pixels a block as the target has bytes: the four bytes of each
+// word apart, each channel looked up in its table, and the results put
+// where the destination keeps them, its fourth byte opaque.
 template <PixelLayout S, PixelLayout D>
 int64_t TableRow(const uint32_t* source, uint32_t* destination, int64_t width, const TableKernel& kernel) {
-  const hn::CappedTag<uint32_t, 8> du;
-  const hn::RebindToSigned<decltype(du)> di;
-  const int64_t lanes = static_cast<int64_t>(hn::Lanes(du));
-  const auto lookUp = [&](const ChannelTable& table, auto channel) {
-    return hn::GatherIndex(du, table.entries, hn::BitCast(di, channel));
-  };
+  if (S == PixelLayout::Unknown || D == PixelLayout::Unknown) return 0;
+  const hn::ScalableTag<uint8_t> d;
+  using V = decltype(hn::Zero(d));
+  constexpr LayoutDescription from = kLayout<S>, to = kLayout<D>;
+  constexpr int kFourthByte = 6 - (to.red + to.green + to.blue) / 8;
+  const V opaque = hn::Set(d, static_cast<uint8_t>(to.opaqueBits >> (8 * kFourthByte)));
+  const int64_t lanes = static_cast<int64_t>(hn::Lanes(d));
   int64_t column = 0;
   for (; column + lanes <= width; column += lanes) {
-    const auto words = hn::LoadU(du, source + column);
-    hn::StoreU(OpaqueWords<D>(lookUp(kernel.red, RedOf<S>(words)), lookUp(kernel.green, GreenOf<S>(words)),
-                              lookUp(kernel.blue, BlueOf<S>(words))),
-               du, destination + column);
+    V in[4], out[4];
+    hn::LoadInterleaved4(d, reinterpret_cast<const uint8_t*>(source + column), in[0], in[1], in[2], in[3]);
+    out[to.red / 8] = LookUpBytes(kernel.red, in[from.red / 8]);
+    out[to.green / 8] = LookUpBytes(kernel.green, in[from.green / 8]);
+    out[to.blue / 8] = LookUpBytes(kernel.blue, in[from.blue / 8]);
+    out[kFourthByte] = opaque;
+    hn::StoreInterleaved4(out[0], out[1], out[2], out[3], d, reinterpret_cast<uint8_t*>(destination + column));
   }
   return column;
 }
@@ -198,11 +231,8 @@ VectorRow<ExtractKernel> ExtractKernel::VectorRowAt(VectorLevel level) const {
   return QVL_VECTOR_ROW(level, ExtractRow<S, D>);
 }
 
-// Only processors that gather in one instruction get the row: elsewhere a
-// gather is a load a lane, which the per-pixel rule already is.
 template <PixelLayout S, PixelLayout D>
 VectorRow<TableKernel> TableKernel::VectorRowAt(VectorLevel level) const {
-  if (level != VectorLevel::Avx2 && level != VectorLevel::Avx512) return nullptr;
   return QVL_VECTOR_ROW(level, TableRow<S, D>);
 }
 
