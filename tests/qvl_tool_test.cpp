@@ -12,12 +12,15 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <functional>
 #include <iterator>
 #include <string>
 #include <tuple>
 #include <vector>
 
 #include "analysis/counting.h"
+#include "filters/channels.h"
+#include "filters/colour_replacement.h"
 #include "filters/mask_extraction.h"
 #include "filters/threshold.h"
 #include "scroll/scroll.h"
@@ -404,6 +407,68 @@ TEST_P(QvlToolRoutes, ChangedPicturesAreWritten) {
   SetEmbededMask(embedded, false, painted);
   EXPECT_EQ(Succeeded(RunHere({"EmbeddedMaskQVL", in_, "false", mask, "-o", out_})), "");
   EXPECT_EQ(FileText(out_), PngOf(embedded));
+}
+
+// Colour replacement, channel composition and mask extraction: each method
+// writes the direct call's picture (memory blocks given as files of raw
+// bytes, a short table among them), and a nil handle gives the exception's
+// class and message with status 1.
+TEST_P(QvlToolRoutes, ColourAndChannelMethodsWriteTheDirectCallsPicture) {
+  qvlhost::OwnedPicture source(qvlhost::ReadPictureFile(in_));
+  const int64_t width = qvlhost::PictureWidth(source), height = qvlhost::PictureHeight(source);
+  qvlhost::OwnedPicture other(PaintedPicture(width + 3, height + 2, [](int64_t x, int64_t y) {
+    return qvlhost::Rgba{uint8_t(x ^ y), uint8_t(7 * x), uint8_t(200 - y), 255};
+  }));
+  const std::string second = (work_ / "other.png").string();
+  ASSERT_TRUE(qvlhost::WritePictureFile(other, second));
+  qvlhost::OwnedPicture same(qvlhost::ReadPictureFile(second));
+  const std::string sized = (work_ / "sized.png").string();
+  qvlhost::OwnedPicture sizedPicture(PaintedPicture(width, height, [](int64_t x, int64_t y) {
+    return qvlhost::Rgba{uint8_t(x * y), uint8_t(x + y), 90, 255};
+  }));
+  ASSERT_TRUE(qvlhost::WritePictureFile(sizedPicture, sized));
+  const std::string tables[] = {(work_ / "red.bin").string(), (work_ / "blue.bin").string(),
+                                (work_ / "green.bin").string()};
+  std::string bytes[3];
+  for (int i = 0; i < 256; ++i) bytes[0] += char(255 - i), bytes[1] += char(i / 2), bytes[2] += char(i ^ 0x0F);
+  bytes[0].resize(100);
+  qvlhost::OwnedMemoryBlock blocks[3];
+  for (int t = 0; t < 3; ++t) {
+    WriteText(tables[t], bytes[t]);
+    blocks[t].reset(qvlhost::NewMemoryBlock(int64_t(bytes[t].size())));
+    std::copy(bytes[t].begin(), bytes[t].end(), qvlhost::MemoryBlockData(blocks[t]));
+  }
+  // The crossed order of the combination: red, blue, green.
+  const std::pair<Words, std::function<REALpictureStruct*()>> cases[] = {
+      {{"ReplaceColorQVL", in_, "&c000000", "&cFF0000"}, [&] { return ReplaceColorQVL(source, 0, 0xFF0000); }},
+      {{"ExtractColorQVL", in_, "&c000000", "&cFF0000", "&c0000FF"},
+       [&] { return ExtractColorQVL(source, 0, 0xFF0000, 0x0000FF); }},
+      {{"TransformColorsQVL", in_, tables[0], tables[1], tables[2]},
+       [&] { return TransformColorsQVL(source, blocks[0], blocks[1], blocks[2], nullptr); }},
+      {{"ReplaceRedChannelQVL", in_, second}, [&] { return ReplaceRedChannel(source, same); }},
+      {{"ReplaceGreenChannelQVL", in_, second}, [&] { return ReplaceGreenChannel(source, same); }},
+      {{"ReplaceBlueChannelQVL", in_, second}, [&] { return ReplaceBlueChannel(source, same); }},
+      {{"CombinePicturesQVL", in_, sized, in_}, [&] { return CombinePicturesQVL(source, sizedPicture, source); }},
+      {{"MergePictureQVL", in_, sized}, [&] { return MergePicture(source, sizedPicture); }},
+      {{"ExtractColorRectangleMaskQVL", in_}, [&] { return ExtractColorRectangleMaskQVL2(source); }},
+      {{"ExtractColorRectangleMaskQVL", in_, "-2", "3", "40", "20"},
+       [&] { return ExtractColorRectangleMaskQVL(source, -2, 3, 40, 20); }},
+  };
+  for (const auto& [words, direct] : cases) {
+    SCOPED_TRACE(::testing::PrintToString(words));
+    EXPECT_EQ(Succeeded(RunHere(Joined(words, {"-o", out_}))), "");
+    qvlhost::OwnedPicture expected(direct());
+    EXPECT_EQ(FileText(out_), PngOf(expected));
+  }
+  const std::pair<Words, std::string> raises[] = {
+      {{"ReplaceBlueChannelQVL", in_, "nil"}, "qvl: NilObjectException: The channel picture is nil.\n"},
+      {{"TransformColorsQVL", in_, tables[0], tables[1], "nil"}, "qvl: NilObjectException: green memoryblock is nil\n"},
+  };
+  for (const auto& [words, err] : raises) {
+    const ToolRun run = RunHere(Joined(words, {"-o", out_}));
+    EXPECT_EQ(run.status, 1);
+    EXPECT_EQ(run.err, err);
+  }
 }
 
 // A new instance per run, its properties set before the call, the result
