@@ -330,18 +330,25 @@ Cells RestartingGrouping(Cells coloured) {
 }
 
 // Resuming the search where the last rectangle was found gives the
-// rectangles of the restart, on random shapes of many densities.
+// rectangles of the restart, on random shapes of many densities, denser
+// across the 64th row and column, in the whole picture and from column 5.
 TEST_F(PluginTest, MaskResumedSearchFindsTheRestartsRectangles) {
   std::mt19937 random(11);
-  for (const unsigned density : {2u, 10u, 25u, 45u}) {
-    Cells coloured;
-    for (int64_t y = 0; y < 30; ++y)
-      for (int64_t x = 0; x < 41; ++x)
-        if (random() % 100 < density) coloured.insert({x, y});
-    OwnedPicture picture(Specks(41, 30, coloured));
+  for (const unsigned density : {1u, 4u, 25u, 45u}) {
+    Cells coloured, fromColumn5;
+    for (int64_t y = 0; y < 90; ++y) {
+      for (int64_t x = 0; x < 133; ++x) {
+        const bool dense = x >= 40 && x < 90 && y >= 40 && y < 80;
+        if (random() % 1000 < density * (dense ? 10 : 1)) coloured.insert({x, y});
+        if (x >= 5 && coloured.count({x, y})) fromColumn5.insert({x, y});
+      }
+    }
+    OwnedPicture picture(Specks(133, 90, coloured));
     SCOPED_TRACE(density);
-    OwnedPicture result(ExtractColorRectangleMaskQVL2(picture));
-    ExpectSamePicture(result, OwnedPicture(Boxes(41, 30, RestartingGrouping(coloured))));
+    OwnedPicture whole(ExtractColorRectangleMaskQVL2(picture));
+    ExpectSamePicture(whole, OwnedPicture(Boxes(133, 90, RestartingGrouping(coloured))));
+    OwnedPicture part(ExtractColorRectangleMaskQVL(picture, 5, 0, 500, -1));
+    ExpectSamePicture(part, OwnedPicture(Boxes(133, 90, RestartingGrouping(fromColumn5))));
   }
 }
 
