@@ -110,42 +110,45 @@ namespace {
 namespace HWY_NAMESPACE {
 
 #if HWY_TARGET != HWY_SCALAR
-// As many pixels a block as the target has double lanes. The lattice cell
+// As many pixels a block as the target has 32-bit lanes. The lattice cell
 // is found in integers: the lower node c / 17 is c * 241 >> 12 for every
-// byte c, the fraction k / 17.0 of the rule is divided in the lanes with
-// k = c - 17 lower, and the axes compare as their k. The tetrahedron is
-// chosen lane by lane with the rule's tests, its corners read from the table
-// a pixel at a time, and the sums made in the rule's order, each operation
-// rounded on its own.
+// byte c, k = c - 17 lower, and the axes compare as their k. The tetrahedron
+// is chosen lane by lane with the rule's tests; then each half of the block
+// has its fractions k / 17.0 divided in double lanes, its corners read from
+// the table a pixel at a time, and its sums made in the rule's order, each
+// operation rounded on its own.
 template <PixelLayout S, PixelLayout D>
 int64_t Lut3DVectorRow(const uint32_t* source, uint32_t* destination, int64_t width, const Lut3DKernel& kernel) {
-  const hn::ScalableTag<double> df;
-  const hn::RebindToSigned<decltype(df)> di64;
+  const hn::ScalableTag<uint32_t> du;
+  const hn::RebindToSigned<decltype(du)> di;
+  const hn::Half<decltype(di)> dh;
+  const hn::Rebind<double, decltype(dh)> df;
   const hn::Rebind<uint32_t, decltype(df)> du32;
   const hn::Rebind<int32_t, decltype(df)> di32;
-  const int64_t lanes = static_cast<int64_t>(hn::Lanes(df));
+  const int64_t lanes = static_cast<int64_t>(hn::Lanes(du)), half = static_cast<int64_t>(hn::Lanes(df));
   const auto one = hn::Set(df, 1.0), zero = hn::Zero(df), limit = hn::Set(df, 255.0), seventeen = hn::Set(df, 17.0);
-  const auto reciprocal = hn::Set(du32, 241u), nodeSpacing = hn::Set(du32, kNodeSpacing),
-             lastLower = hn::Set(du32, kLastLowerNode), oneNode = hn::Set(du32, 1u);
+  const auto reciprocal = hn::Set(du, 241u), nodeSpacing = hn::Set(du, kNodeSpacing),
+             lastLower = hn::Set(du, kLastLowerNode), oneNode = hn::Set(du, 1u);
   const double* table = kernel.table;
   // A corner's red, green and blue, and the red of the next node as a
   // fourth lane where the target has four (every corner Run reads has a
   // next node in the table).
   const hn::CappedTag<double, 4> dc;
-  const auto wide = [&](auto narrow) { return hn::PromoteTo(di64, hn::BitCast(di32, narrow)); };
-  // k / 17.0 divided in the lanes is the rule's quotient, rounded once; it
-  // is kept in the bits of an integer lane, to be chosen as the k are.
+  // The cell of each lane's channel on its axis, in 32-bit lanes: the
+  // offset of the lower node, the step to the upper one, and k.
   struct Axis {
-    hn::Vec<decltype(di64)> offset, step, beyond, fraction;
+    hn::Vec<decltype(di)> offset, step, beyond;
   };
   const auto axisOf = [&](auto channel, uint32_t stride) {
     const auto lower = hn::ShiftRight<12>(hn::Mul(channel, reciprocal));
     const auto upper = hn::Add(hn::Min(lower, lastLower), oneNode);
-    const auto strideVector = hn::Set(du32, stride);
-    const auto beyond = hn::BitCast(di32, hn::Sub(channel, hn::Mul(lower, nodeSpacing)));
-    return Axis{wide(hn::Mul(lower, strideVector)), wide(hn::Mul(hn::Sub(upper, lower), strideVector)),
-                hn::PromoteTo(di64, beyond), hn::BitCast(di64, hn::Div(hn::PromoteTo(df, beyond), seventeen))};
+    const auto strideVector = hn::Set(du, stride);
+    return Axis{hn::BitCast(di, hn::Mul(lower, strideVector)),
+                hn::BitCast(di, hn::Mul(hn::Sub(upper, lower), strideVector)),
+                hn::BitCast(di, hn::Sub(channel, hn::Mul(lower, nodeSpacing)))};
   };
+  // k / 17.0 divided in double lanes is the rule's quotient, rounded once.
+  const auto fractionOf = [&](auto beyond) { return hn::Div(hn::PromoteTo(df, beyond), seventeen); };
   const auto byteOf = [&](auto value) {
     const auto held = hn::Min(hn::IfThenElseZero(hn::Ge(value, zero), value), limit);
     return hn::BitCast(du32, hn::DemoteTo(di32, held));
@@ -156,14 +159,14 @@ int64_t Lut3DVectorRow(const uint32_t* source, uint32_t* destination, int64_t wi
   // reach the cache, as does a vector load behind scalar stores; between
   // passes the stores have long arrived.
   constexpr int64_t kChunkPixels = 64;
-  HWY_ALIGN int64_t corner[4][kChunkPixels];
+  HWY_ALIGN int32_t corner[4][kChunkPixels];
   HWY_ALIGN double weight[4][kChunkPixels];
   HWY_ALIGN double sums[4 * kChunkPixels];
   int64_t column = 0;
   while (column + lanes <= width) {
     const int64_t chunk = std::min(kChunkPixels, (width - column) / lanes * lanes);
     for (int64_t block = 0; block < chunk; block += lanes) {
-      const auto words = hn::LoadU(du32, source + column + block);
+      const auto words = hn::LoadU(du, source + column + block);
       const Axis r = axisOf(RedOf<S>(words), kRedStride), g = axisOf(GreenOf<S>(words), kGreenStride),
                  b = axisOf(BlueOf<S>(words), kBlueStride);
       const auto redOverGreen = hn::Gt(r.beyond, g.beyond), greenOverBlue = hn::Gt(g.beyond, b.beyond),
@@ -183,19 +186,23 @@ int64_t Lut3DVectorRow(const uint32_t* source, uint32_t* destination, int64_t wi
         return hn::IfThenElse(redOverGreen, hn::IfThenElse(greenOverBlue, blue, green),
                               hn::IfThenElse(hn::Or(blueOverGreen, blueOverRed), red, blue));
       };
-      const auto f1 = hn::BitCast(df, firstOf(r.fraction, g.fraction, b.fraction)),
-                 f2 = hn::BitCast(df, secondOf(r.fraction, g.fraction, b.fraction)),
-                 f3 = hn::BitCast(df, thirdOf(r.fraction, g.fraction, b.fraction));
       const auto i0 = hn::Add(hn::Add(r.offset, g.offset), b.offset);
       const auto i1 = hn::Add(i0, firstOf(r.step, g.step, b.step));
-      hn::Store(i0, di64, corner[0] + block);
-      hn::Store(i1, di64, corner[1] + block);
-      hn::Store(hn::Add(i1, secondOf(r.step, g.step, b.step)), di64, corner[2] + block);
-      hn::Store(hn::Add(i0, hn::Add(hn::Add(r.step, g.step), b.step)), di64, corner[3] + block);
-      hn::Store(hn::Sub(one, f1), df, weight[0] + block);
-      hn::Store(hn::Sub(f1, f2), df, weight[1] + block);
-      hn::Store(hn::Sub(f2, f3), df, weight[2] + block);
-      hn::Store(f3, df, weight[3] + block);
+      hn::Store(i0, di, corner[0] + block);
+      hn::Store(i1, di, corner[1] + block);
+      hn::Store(hn::Add(i1, secondOf(r.step, g.step, b.step)), di, corner[2] + block);
+      hn::Store(hn::Add(i0, hn::Add(hn::Add(r.step, g.step), b.step)), di, corner[3] + block);
+      const auto k1 = firstOf(r.beyond, g.beyond, b.beyond), k2 = secondOf(r.beyond, g.beyond, b.beyond),
+                 k3 = thirdOf(r.beyond, g.beyond, b.beyond);
+      const auto storeWeights = [&](auto beyond1, auto beyond2, auto beyond3, int64_t at) {
+        const auto f1 = fractionOf(beyond1), f2 = fractionOf(beyond2), f3 = fractionOf(beyond3);
+        hn::Store(hn::Sub(one, f1), df, weight[0] + at);
+        hn::Store(hn::Sub(f1, f2), df, weight[1] + at);
+        hn::Store(hn::Sub(f2, f3), df, weight[2] + at);
+        hn::Store(f3, df, weight[3] + at);
+      };
+      storeWeights(hn::LowerHalf(dh, k1), hn::LowerHalf(dh, k2), hn::LowerHalf(dh, k3), block);
+      storeWeights(hn::UpperHalf(dh, k1), hn::UpperHalf(dh, k2), hn::UpperHalf(dh, k3), block + half);
     }
     // The corners are read as they lie, a corner's three outputs side by
     // side: each pixel's four corners take four loads instead of twelve
@@ -210,7 +217,7 @@ int64_t Lut3DVectorRow(const uint32_t* source, uint32_t* destination, int64_t wi
         hn::Store(sum, dc, sums + 4 * pixel + x);
       }
     }
-    for (int64_t block = 0; block < chunk; block += lanes) {
+    for (int64_t block = 0; block < chunk; block += half) {
       hn::Vec<decltype(df)> red, green, blue, unused;
       hn::LoadInterleaved4(df, sums + 4 * block, red, green, blue, unused);
       hn::StoreU(OpaqueWords<D>(byteOf(red), byteOf(green), byteOf(blue)), du32, destination + column + block);
