@@ -46,6 +46,27 @@ REALmemoryBlockStruct* Table(int64_t size, Entry entry) {
   return block;
 }
 
+// At every level, from the host's own layout and from the other byte order,
+// with and without an alpha channel: body(source) on a row of `width`
+// pixels painted by colour(x, alpha), the results made in the host's layout.
+template <class Colour, class Body>
+void FromEverySource(int64_t width, Colour colour, Body body) {
+  const qvlhost::Storage made = qvlhost::CurrentConfig().storage;
+  for (const VectorLevel level : kEveryVectorLevel) {
+    CapVectorLevel(level);
+    for (const qvlhost::Storage storage : {made, OtherByteOrder(made)}) {
+      for (const bool alpha : {false, true}) {
+        SCOPED_TRACE(testing::Message() << NameOf(level) << " from " << storage.Name() << (alpha ? " alpha" : ""));
+        qvlhost::CurrentConfig().storage = storage;
+        OwnedPicture source(PaintedPicture(
+            width, 1, [&](int64_t x, int64_t) { return colour(x, alpha); }, alpha));
+        qvlhost::CurrentConfig().storage = made;
+        body(source.get());
+      }
+    }
+  }
+}
+
 // (10, 20, 30) is searched for with bits 24-31 set; a neighbour one step off
 // in a channel does not match, and with an alpha channel the stored,
 // premultiplied bytes are compared. At every level, on a row of whole vector
@@ -55,25 +76,16 @@ TEST_P(ColourChannelsMasks, ColourReplacementMatchesStoredBytesExactly) {
   const Rgba pixels[] = {{10, 20, 30, 255}, {11, 20, 30, 255}, {10, 21, 30, 255},
                          {10, 20, 31, 255}, {10, 20, 30, 128}, {40, 50, 60, 128}};
   const auto isMatch = [&](Rgba in) { return in.r == 10 && in.g == 20 && in.b == 30; };
-  const qvlhost::Storage made = qvlhost::CurrentConfig().storage;
-  for (const VectorLevel level : kEveryVectorLevel) {
-    CapVectorLevel(level);
-    for (const qvlhost::Storage storage : {made, OtherByteOrder(made)}) {
-      for (const bool alpha : {false, true}) {
-        SCOPED_TRACE(testing::Message() << NameOf(level) << " from " << storage.Name() << (alpha ? " alpha" : ""));
-        qvlhost::CurrentConfig().storage = storage;
-        OwnedPicture source(PaintedPicture(
-            37, 1, [&](int64_t x, int64_t) { return pixels[x % 6]; }, alpha));
-        qvlhost::CurrentConfig().storage = made;
+  FromEverySource(
+      37, [&](int64_t x, bool) { return pixels[x % 6]; },
+      [&](REALpictureStruct* source) {
         OwnedPicture replaced(ReplaceColorQVL(source, search, replacement));
         ExpectEveryPixel(source, replaced, [&](Rgba in) { return isMatch(in) ? Opaque(200, 100, 50) : Opaque(in); });
         OwnedPicture extracted(ExtractColorQVL(source, search, replacement, background));
         ExpectEveryPixel(source, extracted,
                          [&](Rgba in) { return isMatch(in) ? Opaque(200, 100, 50) : Opaque(5, 6, 7); });
         EXPECT_FALSE(qvlhost::HasAlphaChannel(extracted));
-      }
-    }
-  }
+      });
 }
 
 // Each channel goes through the table of its own name, whatever the order of
@@ -119,25 +131,15 @@ TEST_P(ColourChannelsMasks, ColourTablesReachEveryEntryAtEveryLevel) {
   const auto green = [](int i) { return Byte(i * 101 + 7); };
   const auto blue = [](int i) { return Byte(255 - i * 53); };
   OwnedMemoryBlock redTable(Table(256, red)), greenTable(Table(256, green)), blueTable(Table(256, blue));
-  const qvlhost::Storage made = qvlhost::CurrentConfig().storage;
-  for (const VectorLevel level : kEveryVectorLevel) {
-    CapVectorLevel(level);
-    for (const qvlhost::Storage storage : {made, OtherByteOrder(made)}) {
-      for (const bool alpha : {false, true}) {
-        SCOPED_TRACE(testing::Message() << NameOf(level) << " from " << storage.Name() << (alpha ? " alpha" : ""));
-        qvlhost::CurrentConfig().storage = storage;
-        OwnedPicture source(PaintedPicture(
-            263, 1,
-            [&](int64_t x, int64_t) {
-              return Rgba{Byte(x), Byte(x * 7), Byte(x * 13), Byte(alpha ? x : 255)};
-            },
-            alpha));
-        qvlhost::CurrentConfig().storage = made;
+  FromEverySource(
+      263,
+      [](int64_t x, bool alpha) {
+        return Rgba{Byte(x), Byte(x * 7), Byte(x * 13), Byte(alpha ? x : 255)};
+      },
+      [&](REALpictureStruct* source) {
         OwnedPicture result(TransformColorsQVL(source, redTable, blueTable, greenTable, nullptr));
         ExpectEveryPixel(source, result, [&](Rgba in) { return Opaque(red(in.r), green(in.g), blue(in.b)); });
-      }
-    }
-  }
+      });
 }
 
 Rgba At(REALpictureStruct* picture, int64_t x, int64_t y) { return qvlhost::PixelRgba(picture, x, y); }
