@@ -245,6 +245,7 @@ TEST_P(ColourChannelsMasks, MaskRectanglesOfTheGroups) {
       {"width 0", {{4, 3}}, 0, 0, 0, -1, {}},
       {"top offset", {{5, 0}, {5, 8}}, 0, 3, 10, 7, {{5, 3}}},
       {"negative left", {{3, 1}, {6, 1}}, -5, 0, 10, -1, {{3, 1}}},
+      {"right end wrapping", {{4, 3}}, INT64_MAX, 0, 2, -1, {}},
   };
   for (const VectorLevel level : kEveryVectorLevel) {
     CapVectorLevel(level);

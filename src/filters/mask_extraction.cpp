@@ -355,11 +355,12 @@ void PackCells(const uint8_t* cells, int64_t count, uint64_t* row, int64_t first
 // cells are made a byte each, then packed.
 void MarkColoured(PictureReader& reader, CellMaps& maps, const FrameArea& area) {
   if (area.bottom <= area.top) return;
-  const int64_t rows = area.bottom - area.top, columns = area.right - area.left;
-  if (columns <= 0) {
+  const int64_t rows = area.bottom - area.top;
+  if (area.left >= area.right) {
     for (int64_t i = 0; i < rows; ++i) StepRow(reader);
     return;
   }
+  const int64_t columns = area.right - area.left;
   uint8_t* cells = maps.Marks();
   WithLayout(reader.pictureType, [&](auto tag) {
     constexpr PixelLayout S = decltype(tag)::value;
