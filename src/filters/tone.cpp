@@ -289,6 +289,9 @@ struct ToneKernel {
   }
 };
 
+// The power of two a channel at bit `shift` comes with in its float form.
+constexpr int FloatShift(int shift) { return shift == 24 ? 0 : shift; }
+
 }  // namespace
 #endif
 
@@ -384,9 +387,6 @@ int64_t ToneLookupRow(const uint32_t* source, uint32_t* destination, int64_t wid
 
 // A channel value v at bit `shift` of each word as a float: v * 2^shift
 // below the top byte (exact, and one operation fewer), v in the top byte.
-template <int shift>
-constexpr int kFloatShift = shift == 24 ? 0 : shift;
-
 template <int shift, class DF, class V>
 HWY_INLINE hn::Vec<DF> ChannelAsFloat(DF df, V words) {
   const hn::RebindToSigned<DF> di;
@@ -403,7 +403,7 @@ HWY_INLINE hn::Vec<DF> ChannelAsFloat(DF df, V words) {
 template <int shift>
 struct FloatChannel {
   explicit FloatChannel(FloatAffine affine)
-      : scale(hn::Set(hn::ScalableTag<float>(), affine.scale / static_cast<float>(1u << kFloatShift<shift>))),
+      : scale(hn::Set(hn::ScalableTag<float>(), affine.scale / static_cast<float>(1u << FloatShift(shift)))),
         offset(hn::Set(hn::ScalableTag<float>(), affine.offset)) {}
   hn::Vec<hn::ScalableTag<float>> scale, offset;
 };
