@@ -415,26 +415,18 @@ TEST_P(QvlToolRoutes, ChangedPicturesAreWritten) {
 // class and message with status 1.
 TEST_P(QvlToolRoutes, ColourAndChannelMethodsWriteTheDirectCallsPicture) {
   qvlhost::OwnedPicture source(qvlhost::ReadPictureFile(in_));
-  const int64_t width = qvlhost::PictureWidth(source), height = qvlhost::PictureHeight(source);
-  qvlhost::OwnedPicture other(PaintedPicture(width + 3, height + 2, [](int64_t x, int64_t y) {
-    return qvlhost::Rgba{uint8_t(x ^ y), uint8_t(7 * x), uint8_t(200 - y), 255};
-  }));
-  const std::string second = (work_ / "other.png").string();
-  ASSERT_TRUE(qvlhost::WritePictureFile(other, second));
-  qvlhost::OwnedPicture same(qvlhost::ReadPictureFile(second));
+  qvlhost::OwnedPicture sizedPicture(
+      PaintedPicture(qvlhost::PictureWidth(source), qvlhost::PictureHeight(source), [](int64_t x, int64_t y) {
+        return qvlhost::Rgba{uint8_t(x * y), uint8_t(x + y), 90, 255};
+      }));
   const std::string sized = (work_ / "sized.png").string();
-  qvlhost::OwnedPicture sizedPicture(PaintedPicture(width, height, [](int64_t x, int64_t y) {
-    return qvlhost::Rgba{uint8_t(x * y), uint8_t(x + y), 90, 255};
-  }));
   ASSERT_TRUE(qvlhost::WritePictureFile(sizedPicture, sized));
-  const std::string tables[] = {(work_ / "red.bin").string(), (work_ / "blue.bin").string(),
-                                (work_ / "green.bin").string()};
-  std::string bytes[3];
-  for (int i = 0; i < 256; ++i) bytes[0] += char(255 - i), bytes[1] += char(i / 2), bytes[2] += char(i ^ 0x0F);
-  bytes[0].resize(100);
+  // Tables of one value each, the red one short.
+  const std::string bytes[] = {std::string(100, '\x7f'), std::string(256, '\x10'), std::string(256, '\xe0')};
+  std::string tables[3];
   qvlhost::OwnedMemoryBlock blocks[3];
   for (int t = 0; t < 3; ++t) {
-    WriteText(tables[t], bytes[t]);
+    WriteText(tables[t] = (work_ / ("table" + std::to_string(t))).string(), bytes[t]);
     blocks[t].reset(qvlhost::NewMemoryBlock(int64_t(bytes[t].size())));
     std::copy(bytes[t].begin(), bytes[t].end(), qvlhost::MemoryBlockData(blocks[t]));
   }
@@ -445,9 +437,9 @@ TEST_P(QvlToolRoutes, ColourAndChannelMethodsWriteTheDirectCallsPicture) {
        [&] { return ExtractColorQVL(source, 0, 0xFF0000, 0x0000FF); }},
       {{"TransformColorsQVL", in_, tables[0], tables[1], tables[2]},
        [&] { return TransformColorsQVL(source, blocks[0], blocks[1], blocks[2], nullptr); }},
-      {{"ReplaceRedChannelQVL", in_, second}, [&] { return ReplaceRedChannel(source, same); }},
-      {{"ReplaceGreenChannelQVL", in_, second}, [&] { return ReplaceGreenChannel(source, same); }},
-      {{"ReplaceBlueChannelQVL", in_, second}, [&] { return ReplaceBlueChannel(source, same); }},
+      {{"ReplaceRedChannelQVL", in_, sized}, [&] { return ReplaceRedChannel(source, sizedPicture); }},
+      {{"ReplaceGreenChannelQVL", in_, sized}, [&] { return ReplaceGreenChannel(source, sizedPicture); }},
+      {{"ReplaceBlueChannelQVL", in_, sized}, [&] { return ReplaceBlueChannel(source, sizedPicture); }},
       {{"CombinePicturesQVL", in_, sized, in_}, [&] { return CombinePicturesQVL(source, sizedPicture, source); }},
       {{"MergePictureQVL", in_, sized}, [&] { return MergePicture(source, sizedPicture); }},
       {{"ExtractColorRectangleMaskQVL", in_}, [&] { return ExtractColorRectangleMaskQVL2(source); }},
