@@ -260,7 +260,7 @@ class CellMaps {
   CellMaps(int64_t width, int64_t height) : width_(width), height_(height) {}
 
   bool Allocate() {
-    marks_.reset(new (std::nothrow) uint8_t[(width_ + 63) / 64 * 64 + 64]());
+    marks_.reset(new (std::nothrow) uint8_t[(width_ + 63) / 64 * 64]());
     return marks_ && byRows_.Allocate(width_, height_) && byColumns_.Allocate(height_, width_) &&
            rectangles_.Allocate(width_, height_);
   }
